@@ -1,0 +1,64 @@
+/// Reading and deleting the service's analyses. Obtained from `createReports`.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <Velmor/Async.hpp>
+#include <Velmor/Error.hpp>
+#include <Velmor/Export.hpp>
+#include <Velmor/Model.hpp>
+
+namespace Velmor {
+
+class ReportQueries;
+
+/// Each query comes in two forms: one returns an `Async`, the other calls a completion block. Both return at
+/// once; several queries may be under way, and end in any order. Operations may be called on any thread.
+///
+/// A completion block is called exactly once, on a thread of the library's, with a result or an error, never
+/// both; its exceptions are logged and dropped. Queries that are under way when the object is released end
+/// with `unknown` holding a cancelled PlatformError.
+///
+/// Errors: `httpStatus` for a refusal, `responseResult` for an answer without result or an id that cannot be
+/// in a path, `unsupportedInDeveloperMode`, and `unknown` holding a PlatformError or a DecodingError.
+class VELMOR_API Reports {
+  public:
+    template <class T>
+    using CompletionBlock = std::function<void(std::optional<T>, std::optional<VelmorError>)>;
+    using Sessions = std::vector<Model::SleepSession>;
+
+    explicit Reports(std::shared_ptr<ReportQueries> queries);
+    ~Reports();
+    Reports(const Reports&) = delete;
+    Reports& operator=(const Reports&) = delete;
+
+    Async<Model::Report> report(const std::string& sessionId);
+    void report(const std::string& sessionId, CompletionBlock<Model::Report> completionBlock);
+
+    /// Sessions that started on the days `fromDate` to `toDate` ("yyyy-MM-dd", passed on as they are): at
+    /// most `limit` of them, after the first `offset`. Refused in developer mode.
+    Async<Sessions> reports(const std::string& fromDate, const std::string& toDate, Model::OrderBy orderBy,
+                            std::int64_t offset, std::int64_t limit);
+    void reports(const std::string& fromDate, const std::string& toDate, Model::OrderBy orderBy,
+                 std::int64_t offset, std::int64_t limit, CompletionBlock<Sessions> completionBlock);
+
+    /// Refused in developer mode.
+    Async<void> deleteReport(const std::string& sessionId);
+    void deleteReport(const std::string& sessionId,
+                      std::function<void(std::optional<VelmorError>)> completionBlock);
+
+    /// The configured user's average over the days `fromDate` to `toDate`. Refused in developer mode.
+    Async<Model::AverageReport> getAverageReport(const std::string& fromDate, const std::string& toDate);
+    void getAverageReport(const std::string& fromDate, const std::string& toDate,
+                          CompletionBlock<Model::AverageReport> completionBlock);
+
+  private:
+    std::shared_ptr<ReportQueries> queries_;
+};
+
+}  // namespace Velmor
