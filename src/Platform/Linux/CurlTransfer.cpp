@@ -1,0 +1,313 @@
+#include "Platform/Linux/CurlTransfer.hpp"
+
+#include "Platform/Linux/HttpCheck.hpp"
+
+#include <algorithm>
+#include <netinet/in.h>
+#include <new>
+#include <sys/socket.h>
+#include <unistd.h>
+#include <utility>
+
+namespace Velmor {
+namespace {
+
+bool isLoopbackAddress(const sockaddr* address) {
+    if (address->sa_family == AF_INET) {
+        const auto* v4 = reinterpret_cast<const sockaddr_in*>(address);
+        return (ntohl(v4->sin_addr.s_addr) >> 24U) == IN_LOOPBACKNET;
+    }
+    if (address->sa_family == AF_INET6) {
+        const auto* v6 = reinterpret_cast<const sockaddr_in6*>(address);
+        return IN6_IS_ADDR_LOOPBACK(&v6->sin6_addr);
+    }
+    return false;
+}
+
+// Callbacks return into C, where no exception may go.
+template <class Result, class Code>
+Result guarded(Result onFailure, Code&& code) noexcept {
+    try {
+        return code();
+    } catch (...) {
+        return onFailure;
+    }
+}
+
+std::string_view trimmed(std::string_view text) {
+    constexpr std::string_view kBlanks = " \t\r\n";
+    const auto first = text.find_first_not_of(kBlanks);
+    if (first == std::string_view::npos) return {};
+    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+// Keeps sums of times from overflowing when a caller asks for "no limit".
+HttpRequest withinReason(HttpRequest request) {
+    constexpr std::chrono::milliseconds kLongest = std::chrono::hours{24};
+    request.idleLimit = std::clamp(request.idleLimit, std::chrono::milliseconds{1}, kLongest);
+    request.totalLimit = std::clamp(request.totalLimit, std::chrono::milliseconds{1}, kLongest);
+    return request;
+}
+
+PlatformError::Kind kindOf(CURLcode code) {
+    switch (code) {
+        case CURLE_OPERATION_TIMEDOUT:
+            return PlatformError::Kind::timedOut;
+        case CURLE_PEER_FAILED_VERIFICATION:
+        case CURLE_SSL_CACERT_BADFILE:
+        case CURLE_SSL_CERTPROBLEM:
+        case CURLE_SSL_ISSUER_ERROR:
+        case CURLE_SSL_INVALIDCERTSTATUS:
+            return PlatformError::Kind::insecure;
+        case CURLE_URL_MALFORMAT:
+        case CURLE_BAD_FUNCTION_ARGUMENT:
+            return PlatformError::Kind::badRequest;
+        case CURLE_UNSUPPORTED_PROTOCOL:  // an answer without a status line
+        case CURLE_WEIRD_SERVER_REPLY:
+        case CURLE_FILESIZE_EXCEEDED:
+        case CURLE_WRITE_ERROR:
+        case CURLE_TOO_MANY_REDIRECTS:
+        case CURLE_BAD_CONTENT_ENCODING:
+        case CURLE_OUT_OF_MEMORY:  // a single header line over libcurl's own limit
+            return PlatformError::Kind::badResponse;
+        default:
+            return PlatformError::Kind::cannotConnect;
+    }
+}
+
+}  // namespace
+
+CurlTransfer::CurlTransfer(HttpRequest request, const HttpOptions& options, SocketTable& sockets,
+                           Instant sentAt)
+    : request_(withinReason(std::move(request))),
+      loopbackOnly_(request_.url.scheme() == "http" && !options.allowClearText),
+      sockets_(sockets),
+      sentAt_(sentAt),
+      lastByte_(sentAt),
+      easy_(curl_easy_init(), curl_easy_cleanup) {
+    if (easy_) setUp(options);
+}
+
+CurlTransfer::~CurlTransfer() {
+    easy_.reset();
+    sockets_.removeOwner(this);
+}
+
+void CurlTransfer::setUp(const HttpOptions& options) {
+    CURL* easy = handle();
+    curl_easy_setopt(easy, CURLOPT_PRIVATE, this);
+    curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, message_.data());
+    curl_easy_setopt(easy, CURLOPT_URL, request_.url.absoluteString().c_str());
+    curl_easy_setopt(easy, CURLOPT_PATH_AS_IS, 1L);
+    curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
+    curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+    curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 0L);
+    curl_easy_setopt(easy, CURLOPT_FRESH_CONNECT, 1L);
+    curl_easy_setopt(easy, CURLOPT_FORBID_REUSE, 1L);
+    curl_easy_setopt(easy, CURLOPT_HTTP_CONTENT_DECODING, 0L);
+    curl_easy_setopt(easy, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(kMaxBody));
+    // Without it a name server that does not answer would hold up the end of a request for minutes.
+    curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);
+    curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+    // Lets libcurl share the time out between the addresses of a host; the limits themselves are ours.
+    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS,
+                     static_cast<long>(std::min(request_.idleLimit, request_.totalLimit).count()));
+    // The machine itself is never reached through a proxy. Elsewhere the usual variables count, and what a
+    // proxy is told stays apart from what the server is told.
+    if (request_.url.isLoopback()) curl_easy_setopt(easy, CURLOPT_PROXY, "");
+    curl_easy_setopt(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+    setUpMethod();
+    setUpHeaders();
+    setUpTrust(options);
+    setUpCallbacks();
+}
+
+void CurlTransfer::setUpMethod() {
+    CURL* easy = handle();
+    if (!request_.body.empty() || request_.method == "POST") {
+        curl_easy_setopt(easy, CURLOPT_POST, 1L);
+        curl_easy_setopt(easy, CURLOPT_POSTFIELDS, request_.body.data());  // not copied
+        curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request_.body.size()));
+    }
+    if (request_.method == "HEAD") curl_easy_setopt(easy, CURLOPT_NOBODY, 1L);
+    curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, request_.method.c_str());
+}
+
+void CurlTransfer::setUpHeaders() {
+    for (const auto& [name, value] : request_.headers)
+        addHeaderLine(
+            std::string(name).append(isBlank(value) ? ";" : ": " + value));  // a semicolon: no value
+    // A name without a value takes away what libcurl would add by itself.
+    addHeaderLine("Expect:");
+    for (const char* name : {"Accept", "Content-Type"})
+        if (!hasHeader(name)) addHeaderLine(std::string(name) + ':');
+    curl_easy_setopt(handle(), CURLOPT_HTTPHEADER, headers_.get());
+}
+
+bool CurlTransfer::hasHeader(std::string_view name) const {
+    return std::any_of(request_.headers.begin(), request_.headers.end(),
+                       [name](const auto& header) { return sameName(header.first, name); });
+}
+
+void CurlTransfer::addHeaderLine(const std::string& line) {
+    curl_slist* longer = curl_slist_append(headers_.get(), line.c_str());
+    if (longer == nullptr) throw std::bad_alloc();
+    static_cast<void>(headers_.release());
+    headers_.reset(longer);
+}
+
+void CurlTransfer::setUpTrust(const HttpOptions& options) {
+    CURL* easy = handle();
+    curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 1L);
+    curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 2L);
+    curl_easy_setopt(easy, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+    curl_easy_setopt(easy, CURLOPT_SSL_SESSIONID_CACHE, 0L);
+    if (options.caFile.empty()) return;
+    curl_easy_setopt(easy, CURLOPT_CAINFO, options.caFile.c_str());
+    curl_easy_setopt(easy, CURLOPT_CAPATH, nullptr);  // instead of the system's, not beside them
+}
+
+void CurlTransfer::setUpCallbacks() {
+    CURL* easy = handle();
+    curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &onBody);
+    curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
+    curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &onHeader);
+    curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
+    curl_easy_setopt(easy, CURLOPT_OPENSOCKETFUNCTION, &onOpenSocket);
+    curl_easy_setopt(easy, CURLOPT_OPENSOCKETDATA, this);
+    // A connection may be closed after its transfer is gone, hence the table and not this.
+    curl_easy_setopt(easy, CURLOPT_CLOSESOCKETFUNCTION, &onCloseSocket);
+    curl_easy_setopt(easy, CURLOPT_CLOSESOCKETDATA, &sockets_);
+}
+
+std::size_t CurlTransfer::onBody(char* data, std::size_t size, std::size_t count, void* self) {
+    const bool taken = guarded(false, [&] {
+        return static_cast<CurlTransfer*>(self)->takeBody({data, size * count});
+    });
+    return taken ? size * count : 0;
+}
+
+std::size_t CurlTransfer::onHeader(char* data, std::size_t size, std::size_t count, void* self) {
+    const bool taken = guarded(false, [&] {
+        return static_cast<CurlTransfer*>(self)->takeHeaderLine({data, size * count});
+    });
+    return taken ? size * count : 0;
+}
+
+curl_socket_t CurlTransfer::onOpenSocket(void* self, curlsocktype, curl_sockaddr* address) {
+    return guarded<curl_socket_t>(CURL_SOCKET_BAD,
+                                  [&] { return static_cast<CurlTransfer*>(self)->openSocket(*address); });
+}
+
+int CurlTransfer::onCloseSocket(void* sockets, curl_socket_t socket) {
+    static_cast<SocketTable*>(sockets)->remove(socket);
+    return close(socket);
+}
+
+bool CurlTransfer::takeBody(std::string_view bytes) {
+    if (bytes.size() > kMaxBody - response_.body.size()) {
+        refused_ = PlatformError(PlatformError::Kind::badResponse, "the answer's body is over 4 MiB");
+        return false;
+    }
+    response_.body.append(bytes);
+    return true;
+}
+
+bool CurlTransfer::takeHeaderLine(std::string_view line) {
+    headerBytes_ += line.size();
+    if (headerBytes_ > kMaxHeaders) {
+        refused_ = PlatformError(PlatformError::Kind::badResponse, "the answer's headers are over 64 KiB");
+        return false;
+    }
+    auto& headers = response_.headers;
+    const auto colon = line.find(':');
+    if (line.starts_with("HTTP/")) {
+        headers.clear();  // the headers before belonged to an interim response
+        headersComplete_ = false;
+    } else if (trimmed(line).empty()) {
+        headersComplete_ = true;
+    } else if ((line.front() == ' ' || line.front() == '\t') && !headers.empty()) {
+        headers.back().second.append(" ").append(trimmed(line));  // a folded line goes on with the last
+    } else if (colon != std::string_view::npos) {
+        headers.emplace_back(trimmed(line.substr(0, colon)), trimmed(line.substr(colon + 1)));
+    }
+    return true;
+}
+
+// The name of the host was judged before; whatever it resolves to, clear text does not leave the machine.
+curl_socket_t CurlTransfer::openSocket(const curl_sockaddr& address) {
+    if (loopbackOnly_ && !isLoopbackAddress(&address.addr)) {
+        refused_ = PlatformError(PlatformError::Kind::insecure,
+                                 "clear text to another machine is not allowed: " + request_.url.origin());
+        return CURL_SOCKET_BAD;
+    }
+    const int opened = socket(address.family, address.socktype | SOCK_CLOEXEC, address.protocol);
+    if (opened < 0) return CURL_SOCKET_BAD;
+    try {
+        sockets_.add(opened, this);
+    } catch (...) {
+        close(opened);
+        throw;
+    }
+    return opened;
+}
+
+void CurlTransfer::observe(Instant now) {
+    curl_off_t up = 0;
+    curl_off_t down = 0;
+    curl_easy_getinfo(handle(), CURLINFO_SIZE_UPLOAD_T, &up);
+    curl_easy_getinfo(handle(), CURLINFO_SIZE_DOWNLOAD_T, &down);
+    const auto moved = sockets_.bytesMoved(this) + static_cast<std::uint64_t>(up) +
+                       static_cast<std::uint64_t>(down) + headerBytes_;
+    if (moved == bytesMoved_) return;
+    bytesMoved_ = moved;
+    lastByte_ = now;
+}
+
+CurlTransfer::Instant CurlTransfer::deadline() const {
+    return std::min(lastByte_ + request_.idleLimit, sentAt_ + request_.totalLimit);
+}
+
+std::chrono::milliseconds CurlTransfer::period() const {
+    using std::chrono::milliseconds;
+    return std::clamp(request_.idleLimit / 16, milliseconds{5}, milliseconds{250});
+}
+
+HttpResult CurlTransfer::result(CURLcode code) {
+    if (refused_) return *refused_;
+    if (code != CURLE_OK) return failure(code);
+    if (!headersComplete_)  // libcurl takes a connection that ends here for an answer without a body
+        return PlatformError(PlatformError::Kind::cannotConnect, "the connection ended within the headers");
+    if (lengthsDisagree())
+        return PlatformError(PlatformError::Kind::badResponse, "the answer gives two different lengths");
+    long status = 0;
+    curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
+    response_.status = static_cast<int>(status);
+    return std::move(response_);
+}
+
+bool CurlTransfer::lengthsDisagree() const {
+    const std::string* first = nullptr;
+    for (const auto& [name, value] : response_.headers) {
+        if (!sameName(name, "content-length")) continue;
+        if (first != nullptr && *first != value) return true;
+        first = &value;
+    }
+    return false;
+}
+
+PlatformError CurlTransfer::failure(CURLcode code) const {
+    const char* text = message_.front() != '\0' ? message_.data() : curl_easy_strerror(code);
+    return {kindOf(code), text, static_cast<int>(code)};
+}
+
+PlatformError CurlTransfer::timedOut(Instant now) const {
+    const bool total = now >= sentAt_ + request_.totalLimit;
+    const auto limit = total ? request_.totalLimit : request_.idleLimit;
+    return {
+        PlatformError::Kind::timedOut,
+        (total ? "no complete answer within " : "no byte moved for ") + std::to_string(limit.count()) + " ms",
+        static_cast<int>(CURLE_OPERATION_TIMEDOUT)};
+}
+
+}  // namespace Velmor

@@ -1,0 +1,84 @@
+// One request inside libcurl: how it is set up, what comes back, and when it has been silent for too long.
+#pragma once
+
+#include "Platform/Linux/SocketTable.hpp"
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <curl/curl.h>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <Velmor/Platform/Http.hpp>
+
+namespace Velmor {
+
+/// Confined to the transport's thread. Stays where it is: libcurl holds its address.
+class CurlTransfer {
+  public:
+    using Instant = std::chrono::steady_clock::time_point;
+
+    static constexpr std::size_t kMaxBody = 4U << 20U;
+    static constexpr std::size_t kMaxHeaders = 64U << 10U;
+
+    /// The limits count from `sentAt`. `sockets` outlives this.
+    CurlTransfer(HttpRequest request, const HttpOptions& options, SocketTable& sockets, Instant sentAt);
+    CurlTransfer(const CurlTransfer&) = delete;
+    CurlTransfer& operator=(const CurlTransfer&) = delete;
+    ~CurlTransfer();
+
+    /// Null when libcurl has no memory for it.
+    CURL* handle() const { return easy_.get(); }
+
+    /// Notes whether bytes have moved since the last call.
+    void observe(Instant now);
+    /// When a limit passes unless bytes move before.
+    Instant deadline() const;
+    /// How often to observe: fine enough to tell an idle line from a slow one.
+    std::chrono::milliseconds period() const;
+
+    /// What came of it, once libcurl is done with it.
+    HttpResult result(CURLcode code);
+    PlatformError timedOut(Instant now) const;
+
+  private:
+    void setUp(const HttpOptions& options);
+    void setUpMethod();
+    void setUpHeaders();
+    void setUpTrust(const HttpOptions& options);
+    void setUpCallbacks();
+    bool hasHeader(std::string_view name) const;
+    void addHeaderLine(const std::string& line);
+
+    bool takeBody(std::string_view bytes);
+    bool takeHeaderLine(std::string_view line);
+    curl_socket_t openSocket(const curl_sockaddr& address);
+    PlatformError failure(CURLcode code) const;
+    bool lengthsDisagree() const;
+
+    static std::size_t onBody(char* data, std::size_t size, std::size_t count, void* self);
+    static std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* self);
+    static curl_socket_t onOpenSocket(void* self, curlsocktype purpose, curl_sockaddr* address);
+    static int onCloseSocket(void* sockets, curl_socket_t socket);
+
+    const HttpRequest request_;
+    const bool loopbackOnly_;
+    SocketTable& sockets_;
+    const Instant sentAt_;
+    Instant lastByte_;
+    std::uint64_t bytesMoved_ = 0;
+
+    HttpResponse response_;
+    std::size_t headerBytes_ = 0;  // of every response, interim ones too
+    bool headersComplete_ = false;
+    std::optional<PlatformError> refused_;  // why a callback ended the transfer
+    std::array<char, CURL_ERROR_SIZE> message_{};
+    std::unique_ptr<curl_slist, void (*)(curl_slist*)> headers_{nullptr, curl_slist_free_all};
+    std::unique_ptr<CURL, void (*)(CURL*)> easy_{nullptr, curl_easy_cleanup};  // last: it uses all above
+};
+
+}  // namespace Velmor

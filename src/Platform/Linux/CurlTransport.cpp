@@ -1,0 +1,77 @@
+#include "Platform/Linux/CurlWorker.hpp"
+#include "Platform/Linux/SignalsBlocked.hpp"
+
+#include <pthread.h>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+namespace Velmor {
+namespace {
+
+class CurlExchange : public HttpExchange {
+  public:
+    CurlExchange(std::shared_ptr<CurlTicket> ticket, std::weak_ptr<CurlWorker> worker)
+        : ticket_(std::move(ticket)), worker_(std::move(worker)) {}
+    CurlExchange(const CurlExchange&) = delete;
+    CurlExchange& operator=(const CurlExchange&) = delete;
+    ~CurlExchange() override {
+        if (!ticket_->giveUp()) return;
+        if (const auto worker = worker_.lock()) worker->wake();
+    }
+
+  private:
+    const std::shared_ptr<CurlTicket> ticket_;
+    const std::weak_ptr<CurlWorker> worker_;
+};
+
+class CurlTransport : public HttpTransport {
+  public:
+    explicit CurlTransport(HttpOptions options) : worker_(std::make_shared<CurlWorker>(std::move(options))) {}
+    CurlTransport(const CurlTransport&) = delete;
+    CurlTransport& operator=(const CurlTransport&) = delete;
+
+    ~CurlTransport() override {
+        worker_->stop();
+        if (thread_.get_id() == std::this_thread::get_id())
+            thread_.detach();  // the last reference dropped in a completion; the thread holds the worker and
+                               // ends
+        else if (thread_.joinable())
+            thread_.join();
+    }
+
+    std::unique_ptr<HttpExchange> send(HttpRequest request, Completion completion) override {
+        startOnce();
+        auto ticket = std::make_shared<CurlTicket>(std::move(request), std::move(completion));
+        auto exchange = std::make_unique<CurlExchange>(ticket, worker_);
+        worker_->submit(std::move(ticket));
+        return exchange;
+    }
+
+  private:
+    void startOnce() {
+        std::call_once(started_, [this] {
+            const SignalsBlocked blocked;
+            try {
+                thread_ = std::thread([worker = worker_] {
+                    pthread_setname_np(pthread_self(), "velmor-http");
+                    worker->run();
+                });
+            } catch (const std::system_error& error) {
+                throw PlatformError(PlatformError::Kind::cannotConnect, error.what(), error.code().value());
+            }
+        });
+    }
+
+    const std::shared_ptr<CurlWorker> worker_;
+    std::once_flag started_;
+    std::thread thread_;
+};
+
+}  // namespace
+
+std::shared_ptr<HttpTransport> makeHttpTransport(HttpOptions options) {
+    return std::make_shared<CurlTransport>(std::move(options));
+}
+
+}  // namespace Velmor

@@ -1,0 +1,191 @@
+#include "Platform/Linux/CurlWorker.hpp"
+
+#include "Platform/Linux/HttpCheck.hpp"
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+namespace Velmor {
+namespace {
+
+constexpr std::chrono::milliseconds kLongestWait{60'000};
+
+PlatformError libraryFailure() {
+    return {PlatformError::Kind::cannotConnect, "libcurl cannot take the request"};
+}
+
+}  // namespace
+
+CurlTicket::CurlTicket(HttpRequest given, HttpTransport::Completion completion)
+    : request(std::move(given)), completion_(std::move(completion)) {}
+
+HttpTransport::Completion CurlTicket::take() {
+    const std::lock_guard lock(mutex_);
+    over_.store(true, std::memory_order_release);
+    return std::exchange(completion_, {});
+}
+
+bool CurlTicket::giveUp() {
+    return static_cast<bool>(take());  // destroyed here, outside the lock: it may own anything
+}
+
+void CurlTicket::tell(HttpResult result) {
+    const auto completion = take();
+    if (!completion) return;
+    try {
+        completion(std::move(result));
+    } catch (...) {  // a fault of the caller's; it must not end the thread that serves all others
+    }
+}
+
+CurlWorker::CurlWorker(HttpOptions options) : options_(std::move(options)) {
+    static std::once_flag initialised;
+    // Never cleaned up: the host may use libcurl too, and only the process can know when that is over.
+    std::call_once(initialised, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
+    multi_ = own_ = curl_multi_init();
+    if (own_ == nullptr) throw std::bad_alloc();
+}
+
+CurlWorker::~CurlWorker() {
+    flights_.clear();
+    if (multi_ != nullptr) curl_multi_cleanup(multi_);  // the thread never ran
+}
+
+void CurlWorker::submit(std::shared_ptr<CurlTicket> ticket) {
+    {
+        const std::lock_guard lock(mutex_);
+        if (stopped_) return;
+        submitted_.push_back(std::move(ticket));
+    }
+    wake();
+}
+
+void CurlWorker::wake() {
+    const std::lock_guard lock(mutex_);
+    if (multi_ != nullptr) curl_multi_wakeup(multi_);
+}
+
+void CurlWorker::stop() {
+    {
+        const std::lock_guard lock(mutex_);
+        stopped_ = true;
+    }
+    wake();
+}
+
+void CurlWorker::run() {
+    while (turn()) wait();
+    std::vector<std::shared_ptr<CurlTicket>> unsent;
+    {
+        const std::lock_guard lock(mutex_);
+        multi_ = nullptr;
+        unsent.swap(submitted_);
+    }
+    for (auto& flight : flights_) {
+        flight.ticket->giveUp();
+        curl_multi_remove_handle(own_, flight.transfer->handle());
+    }
+    flights_.clear();
+    for (const auto& ticket : unsent) ticket->giveUp();
+    curl_multi_cleanup(own_);
+}
+
+// One look at everything. False when it is time to end.
+bool CurlWorker::turn() {
+    std::vector<std::shared_ptr<CurlTicket>> fresh;
+    if (!takeSubmitted(fresh)) return false;
+    for (auto& ticket : fresh) begin(std::move(ticket));
+    dropGivenUp();
+    int running = 0;
+    curl_multi_perform(own_, &running);
+    endFinished();
+    endLate();
+    return true;
+}
+
+bool CurlWorker::takeSubmitted(std::vector<std::shared_ptr<CurlTicket>>& into) {
+    const std::lock_guard lock(mutex_);
+    if (stopped_) return false;
+    into.swap(submitted_);
+    return true;
+}
+
+void CurlWorker::begin(std::shared_ptr<CurlTicket> ticket) {
+    if (ticket->isOver()) return;
+    Flight flight{std::move(ticket), nullptr};
+    if (auto error = start(flight))
+        flight.ticket->tell(std::move(*error));
+    else
+        flights_.push_back(std::move(flight));
+}
+
+std::optional<PlatformError> CurlWorker::start(Flight& flight) {
+    if (auto error = refusal(flight.ticket->request, options_)) return error;
+    try {
+        flights_.reserve(flights_.size() + 1);
+        flight.transfer = std::make_unique<CurlTransfer>(std::move(flight.ticket->request), options_,
+                                                         sockets_, flight.ticket->sentAt);
+    } catch (const std::bad_alloc&) {
+        return libraryFailure();
+    }
+    CURL* easy = flight.transfer->handle();
+    if (easy == nullptr || curl_multi_add_handle(own_, easy) != CURLM_OK) return libraryFailure();
+    return {};
+}
+
+void CurlWorker::dropGivenUp() {
+    std::erase_if(flights_, [this](const Flight& flight) {
+        if (!flight.ticket->isOver()) return false;
+        curl_multi_remove_handle(own_, flight.transfer->handle());
+        return true;
+    });
+}
+
+void CurlWorker::endFinished() {
+    int left = 0;
+    while (const CURLMsg* message = curl_multi_info_read(own_, &left))
+        if (message->msg == CURLMSG_DONE) end(message->easy_handle, message->data.result);
+}
+
+void CurlWorker::end(CURL* easy, CURLcode code) {
+    const auto found = std::find_if(flights_.begin(), flights_.end(), [easy](const Flight& flight) {
+        return flight.transfer->handle() == easy;
+    });
+    if (found == flights_.end()) return;
+    const auto flight = std::move(*found);
+    flights_.erase(found);
+    auto result = flight.transfer->result(code);
+    curl_multi_remove_handle(own_, easy);
+    flight.ticket->tell(std::move(result));
+}
+
+void CurlWorker::endLate() {
+    const auto now = std::chrono::steady_clock::now();
+    std::vector<Flight> late;
+    for (auto& flight : flights_) {
+        flight.transfer->observe(now);
+        if (now >= flight.transfer->deadline()) late.push_back(std::move(flight));
+    }
+    std::erase_if(flights_, [](const Flight& flight) { return !flight.transfer; });
+    for (auto& flight : late) {
+        curl_multi_remove_handle(own_, flight.transfer->handle());
+        auto error = flight.transfer->timedOut(now);
+        flight.transfer.reset();  // the connection is closed before anybody hears of it
+        flight.ticket->tell(std::move(error));
+    }
+}
+
+void CurlWorker::wait() {
+    auto until = std::chrono::steady_clock::now() + kLongestWait;
+    auto longest = kLongestWait;
+    for (const auto& flight : flights_) {
+        until = std::min(until, flight.transfer->deadline());
+        longest = std::min(longest, flight.transfer->period());
+    }
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - std::chrono::steady_clock::now());
+    const auto wait = std::clamp(left, std::chrono::milliseconds{0}, longest);
+    curl_multi_poll(own_, nullptr, 0, static_cast<int>(wait.count()), nullptr);
+}
+
+}  // namespace Velmor

@@ -1,0 +1,85 @@
+// The thread's side of the transport: a libcurl multi handle and the requests in it.
+#pragma once
+
+#include "Platform/Linux/CurlTransfer.hpp"
+#include "Platform/Linux/SocketTable.hpp"
+
+#include <atomic>
+#include <chrono>
+#include <curl/curl.h>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+#include <Velmor/Platform/Http.hpp>
+
+namespace Velmor {
+
+/// What the owner of a request and the thread share: whoever takes the completion first decides how it ends.
+class CurlTicket {
+  public:
+    CurlTicket(HttpRequest request, HttpTransport::Completion completion);
+
+    /// Any thread. True when the request was still open.
+    bool giveUp();
+    bool isOver() const { return over_.load(std::memory_order_acquire); }
+    /// Calls the completion unless it was given up.
+    void tell(HttpResult result);
+
+    HttpRequest request;  // the thread's, once submitted
+    const CurlTransfer::Instant sentAt = std::chrono::steady_clock::now();
+
+  private:
+    HttpTransport::Completion take();
+
+    std::mutex mutex_;  // guards completion_
+    HttpTransport::Completion completion_;
+    std::atomic<bool> over_{false};
+};
+
+class CurlWorker {
+  public:
+    explicit CurlWorker(HttpOptions options);
+    CurlWorker(const CurlWorker&) = delete;
+    CurlWorker& operator=(const CurlWorker&) = delete;
+    ~CurlWorker();
+
+    /// Any thread; never blocks for longer than it takes to hand over.
+    void submit(std::shared_ptr<CurlTicket> ticket);
+    /// Any thread: has the thread look again at what was submitted and given up.
+    void wake();
+    /// Any thread: has `run` return soon. Requests that are open then are never answered.
+    void stop();
+    /// The body of the thread.
+    void run();
+
+  private:
+    struct Flight {
+        std::shared_ptr<CurlTicket> ticket;
+        std::unique_ptr<CurlTransfer> transfer;
+    };
+    using Instant = CurlTransfer::Instant;
+
+    bool turn();
+    bool takeSubmitted(std::vector<std::shared_ptr<CurlTicket>>& into);
+    void begin(std::shared_ptr<CurlTicket> ticket);
+    std::optional<PlatformError> start(Flight& flight);
+    void dropGivenUp();
+    void endFinished();
+    void endLate();
+    void end(CURL* easy, CURLcode code);
+    void wait();
+
+    const HttpOptions options_;
+    std::mutex mutex_;  // guards the three below; never held while libcurl works or a completion runs
+    std::vector<std::shared_ptr<CurlTicket>> submitted_;
+    bool stopped_ = false;
+    CURLM* multi_ = nullptr;  // for waking; null again when the thread is done with it
+
+    SocketTable sockets_;          // all below belong to the thread
+    CURLM* own_ = nullptr;         // the same handle
+    std::vector<Flight> flights_;  // destroyed before the multi handle, by `run`
+};
+
+}  // namespace Velmor

@@ -1,0 +1,166 @@
+#include "Runtime/ThreadExecutor.hpp"
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <pthread.h>
+#include <string>
+#include <sys/resource.h>
+#include <thread>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+namespace Velmor {
+namespace {
+
+// Longest single wait: the clock that counts sleep cannot be waited on, so after a suspend a timer is looked
+// at again no later than this.
+constexpr std::chrono::seconds kLongestWait{1};
+
+// Lives as long as the last thread, which may outlast the executor that started it.
+class Queue {
+  public:
+    explicit Queue(std::shared_ptr<Clock> clock) : clock_(std::move(clock)) {}
+
+    void post(Executor::Task task) {
+        {
+            const std::lock_guard lock(mutex_);
+            if (stopped_) return;
+            ready_.push_back(std::move(task));
+        }
+        wake_.notify_one();
+    }
+
+    void postAfter(std::chrono::nanoseconds delay, Executor::Task task) {
+        {
+            const std::lock_guard lock(mutex_);
+            if (stopped_) return;
+            timers_.emplace(clock_->bootNow() + delay, std::move(task));
+        }
+        wake_.notify_one();
+    }
+
+    void stop() {
+        std::deque<Executor::Task> ready;  // destroyed outside the lock: a task may own anything
+        std::multimap<BootTime, Executor::Task> timers;
+        {
+            const std::lock_guard lock(mutex_);
+            stopped_ = true;
+            ready.swap(ready_);
+            timers.swap(timers_);
+        }
+        wake_.notify_all();
+    }
+
+    void work() {
+        while (auto task = next()) {
+            task();
+            task = nullptr;
+        }
+    }
+
+  private:
+    Executor::Task next() {
+        std::unique_lock lock(mutex_);
+        while (!stopped_) {
+            takeDueTimers();
+            if (!ready_.empty()) {
+                auto task = std::move(ready_.front());
+                ready_.pop_front();
+                // This thread is gone for as long as the task takes: another watches what is left.
+                if (!ready_.empty() || !timers_.empty()) wake_.notify_one();
+                return task;
+            }
+            if (timers_.empty()) {
+                wake_.wait(lock);
+            } else {
+                const auto wait = timers_.begin()->first - clock_->bootNow();
+                wake_.wait_for(lock, std::min<std::chrono::nanoseconds>(wait, kLongestWait));
+            }
+        }
+        return {};
+    }
+
+    void takeDueTimers() {
+        const auto now = timers_.empty() ? BootTime{} : clock_->bootNow();
+        while (!timers_.empty() && timers_.begin()->first <= now) {
+            ready_.push_back(std::move(timers_.begin()->second));
+            timers_.erase(timers_.begin());
+        }
+    }
+
+    const std::shared_ptr<Clock> clock_;
+    std::mutex mutex_;  // guards all below
+    std::condition_variable wake_;
+    std::deque<Executor::Task> ready_;
+    std::multimap<BootTime, Executor::Task> timers_;
+    bool stopped_ = false;
+};
+
+class ThreadExecutor : public Executor {
+  public:
+    ThreadExecutor(std::shared_ptr<Clock> clock, int threads, const char* name, bool lowPriority)
+        : queue_(std::make_shared<Queue>(std::move(clock))),
+          threads_(threads),
+          name_(name),
+          low_(lowPriority) {}
+
+    ~ThreadExecutor() override {
+        queue_->stop();
+        for (auto& thread : running_) {
+            if (thread.get_id() == std::this_thread::get_id())
+                thread.detach();  // the last reference dropped inside a task; its thread holds the queue and
+                                  // ends
+            else
+                thread.join();
+        }
+    }
+
+    void post(Task task) override {
+        start();
+        queue_->post(std::move(task));
+    }
+
+    void postAfter(std::chrono::nanoseconds delay, Task task) override {
+        start();
+        queue_->postAfter(delay, std::move(task));
+    }
+
+  private:
+    // Where the system has no thread left the tasks wait, and the next one tries again.
+    void start() {
+        try {
+            std::call_once(started_, [this] {
+                while (running_.size() < static_cast<std::size_t>(threads_)) addThread();
+            });
+        } catch (const std::system_error&) {
+        }
+    }
+
+    void addThread() {
+        running_.emplace_back([queue = queue_, name = name_, low = low_] {
+            pthread_setname_np(pthread_self(), name.c_str());
+            if (low) setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), 10);
+            queue->work();
+        });
+    }
+
+    const std::shared_ptr<Queue> queue_;
+    const int threads_;
+    const std::string name_;
+    const bool low_;
+    std::once_flag started_;
+    std::vector<std::thread> running_;
+};
+
+}  // namespace
+
+std::shared_ptr<Executor> makeThreadExecutor(std::shared_ptr<Clock> clock, int threads, const char* name,
+                                             bool lowPriority) {
+    return std::make_shared<ThreadExecutor>(std::move(clock), threads, name, lowPriority);
+}
+
+}  // namespace Velmor

@@ -1,0 +1,92 @@
+#include "Platform/Linux/SystemFacts.hpp"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+
+namespace Velmor {
+namespace {
+
+// Sets TZ for the time of a test.
+class ZoneVariable {
+  public:
+    explicit ZoneVariable(const char* value) { setenv("TZ", value, 1); }
+    ZoneVariable(const ZoneVariable&) = delete;
+    ZoneVariable& operator=(const ZoneVariable&) = delete;
+    ~ZoneVariable() {
+        unsetenv("TZ");
+        tzset();
+    }
+};
+
+TEST(SystemFacts, ReadsOsReleaseAsAShellWould) {
+    struct Case {
+        const char *text, *name, *version;
+    };
+    const auto path = testing::TempDir() + "velmor-os-release";
+    for (const auto& [text, name, version] :
+         std::vector<Case>{{"PRETTY_NAME=\"X 1\"\nNAME=\"Debian GNU/Linux\"\nVERSION_ID=\"12\"\n",
+                            "Debian GNU/Linux", "12"},
+                           {"NAME=Alpine\nVERSION_ID='3.19'", "Alpine", "3.19"},
+                           {"NAME=\"a \\\"b\\\" \\$c\"\n", "a \"b\" $c", ""},
+                           {"NAME=\"Evil\x01\x7f\xc3\xa9\r\"\nVERSION_ID=\n", "Evil", ""},
+                           {"", "", ""}}) {
+        std::ofstream(path) << text;
+        const auto facts = readOsRelease({"/nonexistent", path.c_str(), "/etc/os-release"});
+        EXPECT_EQ(facts.systemName, name);
+        EXPECT_EQ(facts.systemVersion, version);
+    }
+    std::filesystem::remove(path);
+}
+
+TEST(SystemFacts, FindsZoneNames) {
+    EXPECT_EQ(zoneOfPath("/usr/share/zoneinfo/Europe/Berlin"), "Europe/Berlin");
+    EXPECT_EQ(zoneOfPath("../usr/share/zoneinfo/right/America/Argentina/Ushuaia"),
+              "America/Argentina/Ushuaia");
+    EXPECT_EQ(zoneOfPath("/etc/adjtime"), "");
+    EXPECT_EQ(zoneOfVariable(":Asia/Tokyo"), "Asia/Tokyo");
+    EXPECT_EQ(zoneOfVariable("/usr/share/zoneinfo/posix/Asia/Tokyo"), "Asia/Tokyo");
+    EXPECT_EQ(zoneOfVariable(""), "UTC");
+    for (const char* name :
+         {"", "/etc/passwd", "../../../etc/passwd", "CET-1CEST", "Europe\r\nx: y", "Europe"})
+        EXPECT_FALSE(isZone(name)) << name;
+    EXPECT_EQ(zoneOfOffset(3600), "Etc/GMT-1");
+    EXPECT_EQ(zoneOfOffset(-5 * 3600), "Etc/GMT+5");
+    for (const long offset : {0L, 19800L, 15L * 3600, -13L * 3600}) EXPECT_EQ(zoneOfOffset(offset), "UTC");
+}
+
+TEST(SystemDevice, FollowsTheZoneVariable) {
+    const auto device = makeDevice();
+    const WallTime summer{std::chrono::seconds{1'720'000'000}};  // 2024-07-03 09:46:40 UTC
+    {
+        const ZoneVariable rule("XYZ-2");
+        EXPECT_EQ(device->localTime(summer).tm_hour, 11);
+        EXPECT_EQ(device->timeZone(), "Etc/GMT-2");
+    }
+    const ZoneVariable utc("UTC");
+    EXPECT_EQ(device->localTime(summer).tm_hour, 9);
+    EXPECT_EQ(device->timeZone(), "UTC");
+    if (!isZone("Europe/Berlin")) GTEST_SKIP() << "no zone database here";
+    const ZoneVariable berlin("Europe/Berlin");
+    EXPECT_EQ(device->timeZone(), "Europe/Berlin");
+    EXPECT_EQ(device->localTime(summer).tm_hour, 11);
+}
+
+TEST(SystemDevice, TellsWhatMayStandInAHeader) {
+    const auto device = makeDevice();
+    const auto facts = device->facts();
+    for (const auto& text :
+         {facts.systemName, facts.systemVersion, facts.model, facts.bundleName.value_or("")}) {
+        EXPECT_FALSE(text.empty());
+        EXPECT_EQ(text, printable(text));
+    }
+    EXPECT_EQ(facts.bundleName, "velmor_platform_tests");
+    std::array<std::byte, 32> a{}, b{};
+    device->fillRandom(a);
+    device->fillRandom(b);
+    EXPECT_NE(a, b);
+}
+
+}  // namespace
+}  // namespace Velmor

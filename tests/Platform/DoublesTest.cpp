@@ -1,0 +1,167 @@
+#include <gtest/gtest.h>
+
+#include <Velmor/Testing.hpp>
+
+namespace Velmor::Testing {
+namespace {
+
+using namespace std::chrono_literals;
+using Kind = PlatformError::Kind;
+using Operation = MemoryFiles::Operation;
+
+std::span<const std::byte> bytesOf(std::string_view text) {
+    return std::as_bytes(std::span(text));
+}
+
+class MemoryFilesTest : public testing::Test {
+  protected:
+    MemoryFiles files;
+    const std::string path = files.temporaryDirectory() + "a";
+
+    void write(std::string_view text) { files.open(path, FileMode::create)->write(bytesOf(text)); }
+};
+
+TEST_F(MemoryFilesTest, AnOpenFileOutlivesItsName) {
+    const auto file = files.open(path, FileMode::create);
+    files.remove(path);
+    EXPECT_TRUE(files.paths().empty());
+    file->write(bytesOf("abc"));
+    file->seek(1);
+    std::array<std::byte, 8> read{};
+    EXPECT_EQ(file->read(read), 2U);
+    EXPECT_EQ(files.openFiles(), 1U);
+}
+
+TEST_F(MemoryFilesTest, ReplacingLeavesTheOldBytesToWhoHasThemOpen) {
+    write("old");
+    const auto file = files.open(path, FileMode::read);
+    files.replace(path, bytesOf("newer"));
+    EXPECT_EQ(file->size(), 3U);
+    EXPECT_EQ(files.contents(path), "newer");
+    EXPECT_THROW(file->write(bytesOf("x")), PlatformError);
+}
+
+TEST_F(MemoryFilesTest, FilesNeedTheirDirectory) {
+    write("x");
+    files.removeDirectory(files.temporaryDirectory());
+    EXPECT_THROW(write("y"), PlatformError);
+    EXPECT_THROW(files.list("/tmp/velmor/"), PlatformError);
+    files.temporaryDirectory();
+    write("z");
+    EXPECT_EQ(files.list("/tmp/velmor/"), std::vector<std::string>{"a"});
+    files.removeDirectory("/tmp/velmor/");
+    files.put("/tmp/velmor", "a file in the way");
+    EXPECT_THROW(files.temporaryDirectory(), PlatformError);
+}
+
+TEST_F(MemoryFilesTest, TheFaultTableCountsWhatItMatches) {
+    files.addFault(
+        {.operation = Operation::write, .path = "*/a", .nth = 2, .kind = Kind::noSpace, .keptBytes = 2});
+    const auto file = files.open(path, FileMode::create);
+    file->write(bytesOf("1234"));
+    try {
+        file->write(bytesOf("5678"));
+        FAIL();
+    } catch (const PlatformError& error) {
+        EXPECT_EQ(error.kind(), Kind::noSpace);
+    }
+    EXPECT_EQ(files.contents(path), "123456") << "a torn write";
+    file->write(bytesOf("9"));
+    EXPECT_EQ(files.contents(path), "1234569") << "once only";
+
+    files.addFault({.operation = Operation::open, .fromThenOn = true});
+    for (int i = 0; i < 3; ++i) EXPECT_THROW(files.open(path, FileMode::read), PlatformError);
+    files.clearFaults();
+    const auto before = files.operationCount();
+    files.addFault({.nth = 2});
+    EXPECT_EQ(files.size(path), 7U);
+    EXPECT_EQ(files.size(path), std::nullopt);
+    EXPECT_EQ(files.operationCount(), before + 2);
+}
+
+class ScriptedTransportTest : public testing::Test {
+  protected:
+    std::shared_ptr<ManualExecutor> executor =
+        std::make_shared<ManualExecutor>(std::make_shared<VirtualClock>());
+    ScriptedTransport transport{executor};
+    std::vector<HttpResult> results;
+
+    std::unique_ptr<HttpExchange> send(const char* url = "http://127.0.0.1/x") {
+        return transport.send({"GET", *Url::parse(url), {}, {}},
+                              [this](HttpResult result) { results.push_back(std::move(result)); });
+    }
+    int status(std::size_t i) const { return std::get<HttpResponse>(results.at(i)).status; }
+    Kind kind(std::size_t i) const { return std::get<PlatformError>(results.at(i)).kind(); }
+};
+
+TEST_F(ScriptedTransportTest, AnswersFromTheQueueThenFromTheHandler) {
+    transport.enqueueStatus(204);
+    transport.enqueueFailure(Kind::timedOut);
+    const auto a = send();
+    const auto b = send();
+    const auto c = send();
+    transport.setHandler([](const HttpRequest& r) { return HttpResponse{200, {}, r.url.path()}; });
+    const auto d = send("http://127.0.0.1/d");
+    EXPECT_TRUE(results.empty()) << "never from inside send";
+    EXPECT_EQ(transport.mostInFlight(), 4U);
+    executor->runUntilIdle();
+    ASSERT_EQ(results.size(), 4U);
+    EXPECT_EQ(status(0), 204);
+    EXPECT_EQ(kind(1), Kind::timedOut);
+    EXPECT_EQ(kind(2), Kind::cannotConnect);
+    EXPECT_EQ(std::get<HttpResponse>(results[3]).body, "/d");
+    EXPECT_EQ(transport.inFlight(), 0U);
+    EXPECT_EQ(transport.requests()[3].url.path(), "/d");
+}
+
+TEST_F(ScriptedTransportTest, KeepsDelaysWithinTheLimits) {
+    transport.setDelay(2s);
+    transport.enqueueStatus(200);
+    transport.enqueue(HttpResponse{201, {}, {}}, 20s);
+    transport.enqueueSilence();
+    const auto a = send();
+    const auto b = send();
+    const auto c = send();
+    executor->advance(1999ms);
+    EXPECT_TRUE(results.empty());
+    executor->advance(1ms);
+    EXPECT_EQ(status(0), 200);
+    executor->advance(12999ms);
+    EXPECT_EQ(results.size(), 1U);
+    executor->advance(1ms);
+    ASSERT_EQ(results.size(), 3U);
+    EXPECT_EQ(kind(1), Kind::timedOut);
+    EXPECT_EQ(kind(2), Kind::timedOut);
+}
+
+TEST_F(ScriptedTransportTest, AReleasedExchangeIsNeverAnswered) {
+    transport.enqueueStatus(200);
+    send().reset();
+    executor->runUntilIdle();
+    EXPECT_TRUE(results.empty());
+    EXPECT_EQ(transport.cancelled(), 1U);
+    transport.enqueueStatus(200);
+    auto answered = send();
+    executor->runUntilIdle();
+    answered.reset();
+    EXPECT_EQ(transport.cancelled(), 1U) << "an answered one was not given up";
+}
+
+TEST(FixedDevice, SaysTheSameInEveryRun) {
+    FixedDevice a, b;
+    FixedDevice other(FixedDevice::usualFacts(), 2);
+    std::array<std::byte, 12> x{}, y{}, z{};
+    a.fillRandom(x);
+    b.fillRandom(y);
+    other.fillRandom(z);
+    EXPECT_EQ(x, y);
+    EXPECT_NE(x, z);
+    a.setTimeZone("Asia/Kolkata", 5h + 30min);
+    const auto time = a.localTime(WallTime{-1s});
+    EXPECT_EQ(time.tm_year, 70);
+    EXPECT_EQ(time.tm_hour, 5);
+    EXPECT_EQ(time.tm_min, 29);
+}
+
+}  // namespace
+}  // namespace Velmor::Testing

@@ -1,0 +1,294 @@
+#include "HttpSupport.hpp"
+#include "service/FaultServer.hpp"
+
+#include <atomic>
+#include <gtest/gtest.h>
+#include <thread>
+#include <vector>
+
+namespace Velmor {
+namespace {
+
+using namespace std::chrono_literals;
+using Kind = PlatformError::Kind;
+using VelmorService::FaultServer;
+using Script = FaultServer::Script;
+using Steps = std::vector<FaultServer::Step>;
+using Clock = std::chrono::steady_clock;
+
+constexpr auto kAtOnce = 250ms;
+
+class HttpTest : public testing::Test {
+  protected:
+    HttpRequest request(std::string method, HttpHeaders headers = {}, std::string body = {}) const {
+        auto request = requestTo(server.url() + "/a/b?c=%20d");
+        request.method = std::move(method);
+        request.headers = std::move(headers);
+        request.body = std::move(body);
+        return request;
+    }
+
+    FaultServer server;
+    std::shared_ptr<HttpTransport> transport = makeHttpTransport();
+};
+
+TEST_F(HttpTest, SendsWhatItIsGivenAndNothingElse) {
+    const HttpHeaders headers{{"x-api-key", "k"},
+                              {"user-agent", "U/1 (x; y)"},
+                              {"x-empty", ""},
+                              {"Content-Type", "a/b"},
+                              {"Accept", "c/d"}};
+    const auto host = "Host: 127.0.0.1:" + std::to_string(server.port()) + "\r\n";
+    const std::string sent =
+        "x-api-key: k\r\nuser-agent: U/1 (x; y)\r\nx-empty:\r\nContent-Type: a/b\r\nAccept: c/d\r\n";
+    const std::string large(300'000, '\x80');
+    const std::vector<std::pair<HttpRequest, std::string>> cases{
+        {request("GET"), "GET /a/b?c=%20d HTTP/1.1\r\n" + host + "\r\n"},
+        {request("GET", headers), "GET /a/b?c=%20d HTTP/1.1\r\n" + host + sent + "\r\n"},
+        {request("DELETE", headers), "DELETE /a/b?c=%20d HTTP/1.1\r\n" + host + sent + "\r\n"},
+        {request("POST"), "POST /a/b?c=%20d HTTP/1.1\r\n" + host + "Content-Length: 0\r\n\r\n"},
+        {request("POST", headers, {"a\0b\r\n", 5}), "POST /a/b?c=%20d HTTP/1.1\r\n" + host + sent +
+                                                        "Content-Length: 5\r\n\r\n" +
+                                                        std::string("a\0b\r\n", 5)},
+        {request("POST", {}, large),
+         "POST /a/b?c=%20d HTTP/1.1\r\n" + host + "Content-Length: 300000\r\n\r\n" + large}};
+    for (const auto& [given, bytes] : cases) {
+        const auto result = answerTo(*transport, given);
+        ASSERT_FALSE(kindOf(result)) << textOf(result);
+        EXPECT_TRUE(server.requests().back().bytes == bytes) << server.requests().back().bytes.substr(0, 400);
+    }
+    EXPECT_EQ(server.connections(), cases.size()) << "a fresh connection for each";
+}
+
+TEST_F(HttpTest, DotSegmentsStayAsTheyAre) {
+    answerTo(*transport, requestTo(server.url() + "/a/../b/./c"));
+    EXPECT_EQ(server.requests().at(0).target, "/a/../b/./c");
+}
+
+TEST_F(HttpTest, HandsOverEveryStatusWithHeadersAndBody) {
+    for (const int status : {200, 201, 299, 300, 304, 400, 401, 404, 429, 500, 599}) {
+        server.enqueue(FaultServer::answer(status, "text", "X-One:  a b \r\nX-Two: 2\r\n folded\r\n"));
+        const auto result = answerTo(*transport, request("GET"));
+        ASSERT_FALSE(kindOf(result)) << textOf(result);
+        const auto& response = std::get<HttpResponse>(result);
+        EXPECT_EQ(response.status, status);
+        EXPECT_EQ(response.body, status == 304 ? "" : "text");
+        ASSERT_GE(response.headers.size(), 3U);
+        EXPECT_EQ(response.headers[1], (std::pair<std::string, std::string>{"X-One", "a b"}));
+        EXPECT_EQ(response.headers[2].second, "2 folded");
+    }
+    server.enqueue(
+        {.steps = {FaultServer::Send{"HTTP/1.1 100 Continue\r\nX-Interim: 1\r\n\r\nHTTP/1.1 204 None\r\n"
+                                     "X-Final: 1\r\n\r\nunexpected"}}});
+    const auto result = answerTo(*transport, request("POST"));
+    EXPECT_EQ(textOf(result), "204");
+    EXPECT_EQ(std::get<HttpResponse>(result).headers, (HttpHeaders{{"X-Final", "1"}}));
+    server.enqueue(FaultServer::answer(200, "\x1f\x8b\x08 not unpacked", "Content-Encoding: gzip\r\n"));
+    EXPECT_EQ(std::get<HttpResponse>(answerTo(*transport, request("GET"))).body, "\x1f\x8b\x08 not unpacked");
+}
+
+TEST_F(HttpTest, FollowsNoRedirectAndKeepsNoCookie) {
+    const FaultServer stranger;
+    for (const auto& target :
+         {stranger.url() + "/", std::string("file:///etc/passwd"), server.url() + "/a"}) {
+        server.enqueue(
+            FaultServer::answer(302, "", "Location: " + target + "\r\nSet-Cookie: a=b; Path=/\r\n"));
+        EXPECT_EQ(textOf(answerTo(*transport, request("POST", {{"x-api-key", "secret"}}, "b"))), "302");
+    }
+    EXPECT_EQ(server.requests().size(), 3U);
+    EXPECT_EQ(server.requests().back().header("Cookie"), nullptr);
+    EXPECT_EQ(stranger.connections(), 0U);
+}
+
+TEST_F(HttpTest, RefusesWhatCannotBeSentSafely) {
+    const std::vector<HttpRequest> bad{request("GET", {{"x", "a\r\nx-injected: 1"}}),
+                                       request("GET", {{"x", "a\nb"}}),
+                                       request("GET", {{"x", std::string("a\0b", 3)}}),
+                                       request("GET", {{"x", "a\tb"}}),
+                                       request("GET", {{"x\r\ny", "a"}}),
+                                       request("GET", {{"x y", "a"}}),
+                                       request("GET", {{"x:", "a"}}),
+                                       request("GET", {{"", "a"}}),
+                                       request("POST", {{"Content-Length", "1"}}, "ab"),
+                                       request("POST", {{"transfer-encoding", "chunked"}}, "ab"),
+                                       request("GET /elsewhere HTTP/1.1\r\nx: y"),
+                                       request("")};
+    for (const auto& given : bad)
+        EXPECT_EQ(kindOf(answerTo(*transport, given)), Kind::badRequest)
+            << given.method << given.headers.size();
+    for (const char* url : {"http://192.0.2.1/", "http://localhost.example/", "http://127.0.0.1.example/"})
+        EXPECT_EQ(kindOf(answerTo(*transport, requestTo(url))), Kind::insecure) << url;
+    EXPECT_EQ(server.connections(), 0U);
+}
+
+TEST_F(HttpTest, BrokenAnswersAreErrorsAndNeverSentTwice) {
+    using FS = FaultServer;
+    const std::string head = "HTTP/1.1 200 OK\r\n";
+    const std::string ten = head + "Content-Length: 10\r\n\r\n";
+    const std::string chunked = head + "Transfer-Encoding: chunked\r\n\r\n";
+    struct Case {
+        const char* name;
+        Steps steps;
+        Kind kind;
+    };
+    const std::vector<Case> cases{
+        {"closed without an answer", {FS::Close{}}, Kind::cannotConnect},
+        {"reset without an answer", {FS::Reset{}}, Kind::cannotConnect},
+        {"reset in the headers", {FS::Send{head + "X-A: b"}, FS::Reset{}}, Kind::cannotConnect},
+        {"closed in the headers", {FS::Send{head + "X-A: b"}, FS::Close{}}, Kind::cannotConnect},
+        {"reset in the body", {FS::Send{ten + "12345"}, FS::Reset{}}, Kind::cannotConnect},
+        {"truncated body", {FS::Send{ten + "12345"}, FS::Close{}}, Kind::cannotConnect},
+        {"truncated chunks", {FS::Send{chunked + "5\r\n12345\r\n"}, FS::Close{}}, Kind::cannotConnect},
+        {"chunk size is no number", {FS::Send{chunked + "zz\r\n12345"}, FS::Stall{}}, Kind::cannotConnect},
+        {"chunk size too large",
+         {FS::Send{chunked + "ffffffffffffffffff\r\n1"}, FS::Stall{}},
+         Kind::cannotConnect},
+        {"no status line", {FS::Send{"<html>hello</html>\r\n\r\n"}}, Kind::badResponse},
+        {"a status that is no number", {FS::Send{"HTTP/1.1 abc OK\r\n\r\n"}}, Kind::badResponse},
+        {"two lengths",
+         {FS::Send{head + "Content-Length: 2\r\nContent-Length: 3\r\n\r\nabc"}},
+         Kind::badResponse},
+        {"a negative length", {FS::Send{head + "Content-Length: -1\r\n\r\nabc"}}, Kind::badResponse},
+        {"a length over the cap",
+         {FS::Send{head + "Content-Length: 4194305\r\n\r\n"}, FS::Stall{}},
+         Kind::badResponse},
+        {"endless body", {FS::Send{head + "\r\n"}, FS::Flood{std::string(65536, 'x')}}, Kind::badResponse},
+        {"endless chunks",
+         {FS::Send{chunked}, FS::Flood{"1000\r\n" + std::string(4096, 'x') + "\r\n"}},
+         Kind::badResponse},
+        {"endless headers", {FS::Send{head}, FS::Flood{"X-Header: value\r\n"}}, Kind::badResponse},
+        {"one endless header",
+         {FS::Send{head + "X: "}, FS::Flood{std::string(4096, 'x')}},
+         Kind::badResponse},
+        {"endless interim answers", {FS::Flood{"HTTP/1.1 102 Wait\r\n\r\n"}}, Kind::badResponse}};
+    for (const auto& [name, steps, kind] : cases) {
+        const auto before = server.connections();
+        server.enqueue({.steps = steps});
+        const auto result = answerTo(*transport, request("POST", {}, "{}"));
+        EXPECT_EQ(kindOf(result), kind) << name << ": " << textOf(result);
+        EXPECT_EQ(server.connections(), before + 1) << name;
+    }
+}
+
+TEST_F(HttpTest, TakesABodyOfExactlyTheCap) {
+    server.enqueue(FaultServer::answer(200, std::string(4U << 20U, 'x')));
+    const auto result = answerTo(*transport, request("GET"));
+    ASSERT_FALSE(kindOf(result)) << textOf(result);
+    EXPECT_EQ(std::get<HttpResponse>(result).body.size(), 4U << 20U);
+}
+
+TEST_F(HttpTest, NobodyListeningIsAnErrorAtOnce) {
+    const auto url = server.url();
+    server.stop();
+    const auto start = Clock::now();
+    EXPECT_TRUE(kindOf(answerTo(*transport, requestTo(url))));
+    EXPECT_LT(Clock::now() - start, 2s);
+}
+
+TEST_F(HttpTest, LimitsPassOnTime) {
+    using FS = FaultServer;
+    struct Case {
+        const char* name;
+        Script script;
+        std::size_t bodySize;
+        std::chrono::milliseconds idle, total, expected;
+    };
+    const std::string head = "HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n";
+    const std::string slow(1000, 'x');
+    const std::vector<Case> cases{
+        {"mute", {{FS::Stall{}}}, 10, 200ms, 5s, 200ms},
+        {"mute in the headers", {{FS::Send{head.substr(0, 20)}, FS::Stall{}}}, 10, 200ms, 5s, 200ms},
+        {"mute in the body", {{FS::Send{head}, FS::Stall{}}}, 10, 200ms, 5s, 200ms},
+        {"takes no request", {{FS::Stall{false}}, false}, 20'000'000, 300ms, 5s, 300ms},
+        {"a body that drips", {{FS::Send{head}, FS::Drip{slow, 50ms}}}, 10, 300ms, 700ms, 700ms},
+        {"a header that drips",
+         {{FS::Drip{"HTTP/1.1 200 OK\r\nX: " + slow, 50ms}}},
+         10,
+         300ms,
+         700ms,
+         700ms}};
+    for (const auto& [name, script, bodySize, idle, total, expected] : cases) {
+        server.enqueue(script);
+        auto given = request("POST", {}, std::string(bodySize, 'b'));
+        given.idleLimit = idle;
+        given.totalLimit = total;
+        const auto start = Clock::now();
+        const auto result = answerTo(*transport, std::move(given));
+        const auto took = Clock::now() - start;
+        EXPECT_EQ(kindOf(result), Kind::timedOut) << name << ": " << textOf(result);
+        EXPECT_GE(took, expected) << name;
+        EXPECT_LT(took, expected + 500ms) << name;
+    }
+}
+
+// Sends, waits until the server has the request, and returns the exchange with nothing answered.
+class HttpCancelTest : public HttpTest {
+  protected:
+    std::unique_ptr<HttpExchange> begin() {
+        server.enqueue({.steps = {FaultServer::Stall{}}});
+        const auto sent = server.requests().size();
+        auto exchange = transport->send(request("GET"), [this](const HttpResult&) { ++calls; });
+        EXPECT_TRUE(server.waitForRequests(sent + 1));
+        return exchange;
+    }
+    std::atomic<int> calls{0};
+};
+
+TEST_F(HttpCancelTest, ReleasingTheExchangeClosesTheConnectionAtOnce) {
+    auto exchange = begin();
+    exchange.reset();
+    EXPECT_TRUE(server.waitForFinished(1, kAtOnce));
+    EXPECT_EQ(textOf(answerTo(*transport, request("GET"))), "200") << "others are not disturbed";
+    EXPECT_EQ(calls, 0);
+}
+
+TEST_F(HttpCancelTest, EndingTheTransportGivesUpWhatIsUnderWay) {
+    auto first = begin();
+    auto second = begin();
+    const auto unsent = transport->send(request("GET"), [this](const HttpResult&) { ++calls; });
+    const auto start = Clock::now();
+    transport.reset();
+    EXPECT_LT(Clock::now() - start, kAtOnce);
+    first.reset();
+    EXPECT_EQ(calls, 0);
+}
+
+TEST_F(HttpCancelTest, ACompletionMayReleaseEverythingAndMayThrow) {
+    const auto done = std::make_shared<std::promise<void>>();  // the thread outlives this test
+    auto finished = done->get_future();
+    std::unique_ptr<HttpExchange> exchange;
+    std::promise<void> assigned;
+    const std::weak_ptr<HttpTransport> watch = transport;
+    auto* raw = transport.get();
+    exchange = raw->send(
+        request("GET"), [&exchange, &assigned, done, held = std::move(transport)](const HttpResult&) mutable {
+            assigned.get_future().wait();
+            exchange.reset();
+            held.reset();
+            done->set_value();
+            throw 1;
+        });
+    assigned.set_value();
+    ASSERT_EQ(finished.wait_for(20s), std::future_status::ready);
+    EXPECT_TRUE(watch.expired());
+}
+
+TEST_F(HttpCancelTest, ManyThreadsSendAndGiveUpTogether) {
+    std::vector<std::thread> threads;
+    std::atomic<int> answered{0};
+    threads.reserve(8);
+    for (int t = 0; t < 8; ++t)
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < 10; ++i) {
+                if ((i + t) % 3 == 0)
+                    transport->send(request("GET"), [this](const HttpResult&) { ++calls; }).reset();
+                else if (textOf(answerTo(*transport, request("POST", {}, "{}"))) == "200")
+                    ++answered;
+            }
+        });
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(answered, 53);
+}
+
+}  // namespace
+}  // namespace Velmor
