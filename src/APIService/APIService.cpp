@@ -1,0 +1,67 @@
+#include "APIService/APIService.hpp"
+
+namespace Velmor {
+namespace {
+
+// What a transport threw instead of telling it; one that cannot start its thread, say.
+PlatformError sendFailure() {
+    try {
+        throw;
+    } catch (const PlatformError& error) {
+        return error;
+    } catch (const std::exception& error) {
+        return {PlatformError::Kind::cannotConnect, error.what()};
+    } catch (...) {
+        return {PlatformError::Kind::cannotConnect, "the transport failed"};
+    }
+}
+
+}  // namespace
+
+void checkStatus(const HttpResponse& response) {
+    if (static_cast<unsigned>(response.status) - 200U < 200U) return;
+    const auto body = decodeResponse<Model::ErrorBody>(response.body);
+    throw VelmorError(VelmorError::httpStatus{
+        response.status, body.result ? body.result->errorCode.value_or(kNoErrorCode) : kNoErrorCode,
+        body.detail});
+}
+
+APIService::APIService(std::shared_ptr<HttpTransport> http) : http_(std::move(http)) {}
+
+void APIService::send(HttpRequest request, std::shared_ptr<Executor> on, Completion completion) {
+    std::uint64_t number = 0;
+    {
+        const std::lock_guard lock(mutex_);
+        number = next_++;
+        pending_[number].completion = std::move(completion);
+    }
+    // The transport's thread takes no reference, so that it never is the one to end the service.
+    const Completion deliver = [self = weak_from_this(), on = std::move(on), number](HttpResult result) {
+        on->post([self, number, taken = std::move(result)]() mutable {
+            if (const auto service = self.lock()) service->finish(number, std::move(taken));
+        });
+    };
+    std::unique_ptr<HttpExchange> exchange;
+    try {
+        exchange = http_->send(std::move(request), deliver);
+    } catch (...) {
+        deliver(sendFailure());
+    }
+    const std::lock_guard lock(mutex_);
+    const auto entry = pending_.find(number);
+    if (entry != pending_.end()) entry->second.exchange = std::move(exchange);
+}
+
+void APIService::finish(std::uint64_t number, HttpResult result) {
+    Pending done;
+    {
+        const std::lock_guard lock(mutex_);
+        const auto entry = pending_.find(number);
+        if (entry == pending_.end()) return;
+        done = std::move(entry->second);
+        pending_.erase(entry);
+    }
+    done.completion(std::move(result));
+}
+
+}  // namespace Velmor

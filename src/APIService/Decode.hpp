@@ -1,0 +1,144 @@
+// Turns JSON into records by the records' own field lists: the key of a field is its name in snake case, what
+// is not asked for is ignored. Every failure is a DecodingError that names the place in the text.
+#pragma once
+
+#include "APIService/Json.hpp"
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <vector>
+
+#include <Velmor/Error.hpp>
+#include <Velmor/Model.hpp>
+#include <Velmor/Platform/Clock.hpp>
+
+namespace Velmor {
+
+/// A place in a JSON text; refers to its parent, which has to outlive it. Turned into text on failure only.
+class JsonPath {
+  public:
+    JsonPath() = default;
+    JsonPath(const JsonPath& parent, std::string_view key) : parent_(&parent), key_(key) {}
+    JsonPath(const JsonPath& parent, std::size_t index) : parent_(&parent), index_(index) {}
+
+    /// For instance "result.sleep_session_list[3].state"; empty for the whole text.
+    std::string text() const;
+    [[noreturn]] void fail(const std::string& reason) const;
+    [[noreturn]] void failExpected(const char* what, const Json& found) const;
+
+  private:
+    const JsonPath* parent_ = nullptr;
+    std::string_view key_;
+    std::optional<std::size_t> index_;
+};
+
+/// "timeInRem" becomes "time_in_rem".
+std::string snakeCase(std::string_view name);
+
+template <class T>
+concept Record = requires {
+    T::eachField([](auto...) {});
+};
+
+template <Record T>
+constexpr std::size_t fieldCount() {
+    std::size_t count = 0;
+    T::eachField([&count](auto...) { ++count; });
+    return count;
+}
+
+/// A number written as 3.0 or 3e2 counts as an integer too.
+void decode(const Json& json, const JsonPath& path, std::int64_t& out);
+void decode(const Json& json, const JsonPath& path, float& out);
+void decode(const Json& json, const JsonPath& path, std::string& out);
+void decode(const Json& json, const JsonPath& path, WallTime& out);
+void decode(const Json& json, const JsonPath& path, std::chrono::sys_days& out);
+template <class T>
+void decode(const Json& json, const JsonPath& path, std::vector<T>& out);
+template <class T>
+void decode(const Json& json, const JsonPath& path, std::optional<T>& out);
+template <class T>
+requires std::is_enum_v<T>
+void decode(const Json& json, const JsonPath& path, T& out);
+template <Record T>
+void decode(const Json& json, const JsonPath& path, T& out);
+
+namespace detail {
+
+const Json::Array& arrayOf(const Json& json, const JsonPath& path);
+void requireObject(const Json& json, const JsonPath& path);
+const std::string& textOf(const Json& json, const JsonPath& path);
+[[noreturn]] void failUnknown(const std::string& text, const JsonPath& path);
+
+template <class T>
+void decodeMember(const Json* member, const JsonPath& path, T& out) {
+    if (!member) path.fail("is missing");
+    decode(*member, path, out);
+}
+
+template <class T>
+void decodeMember(const Json* member, const JsonPath& path, std::optional<T>& out) {
+    if (member) decode(*member, path, out);
+}
+
+}  // namespace detail
+
+template <class T>
+void decode(const Json& json, const JsonPath& path, std::vector<T>& out) {
+    const auto& array = detail::arrayOf(json, path);
+    out.resize(array.size());
+    for (std::size_t i = 0; i < array.size(); ++i) decode(array[i], JsonPath(path, i), out[i]);
+}
+
+template <class T>
+void decode(const Json& json, const JsonPath& path, std::optional<T>& out) {
+    if (!json.isNull()) decode(json, path, out.emplace());
+}
+
+template <class T>
+requires std::is_enum_v<T>
+void decode(const Json& json, const JsonPath& path, T& out) {
+    const auto& text = detail::textOf(json, path);
+    const auto value = Model::fromRawValue<T>(text);
+    if (!value) detail::failUnknown(text, path);
+    out = *value;
+}
+
+/// A record without fields says all by being there, so it may have any form.
+template <Record T>
+void decode(const Json& json, const JsonPath& path, T& out) {
+    if constexpr (fieldCount<T>() > 0) {
+        detail::requireObject(json, path);
+        T::eachField([&](const char* name, auto member) {
+            const std::string key = snakeCase(name);
+            detail::decodeMember(json.find(key), JsonPath(path, key), out.*member);
+        });
+    }
+}
+
+/// The envelope around every answer.
+template <class T>
+struct APIResponse {
+    std::optional<T> result;
+    std::optional<std::string> detail;  ///< the service's message
+
+    template <class Visitor>
+    static constexpr void eachField(Visitor&& visitor) {
+        visitor("result", &APIResponse::result);
+        visitor("detail", &APIResponse::detail);
+    }
+};
+
+template <class T>
+APIResponse<T> decodeResponse(std::string_view body) {
+    APIResponse<T> response;
+    decode(Json::parse(body), JsonPath(), response);
+    return response;
+}
+
+}  // namespace Velmor

@@ -1,0 +1,64 @@
+// A JSON value of our own, so that the JSON library stays inside one source file.
+#pragma once
+
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace Velmor {
+
+class Json {
+  public:
+    using Array = std::vector<Json>;
+    /// In the order of the text; of equal keys the last counts.
+    using Object = std::vector<std::pair<std::string, Json>>;
+    /// An integer is one that fits; a number written with a point or an exponent, or too large for an
+    /// integer, is a double.
+    using Value = std::variant<std::nullptr_t, bool, std::int64_t, double, std::string, Array, Object>;
+
+    static constexpr std::size_t kMaxDepth = 128;  ///< of arrays and objects in each other
+
+    Json() = default;
+    template <std::same_as<bool> Boolean>
+    Json(Boolean value) : value_(value) {}                   // NOLINT(google-explicit-constructor)
+    Json(std::int64_t value) : value_(value) {}              // NOLINT(google-explicit-constructor)
+    Json(double value) : value_(value) {}                    // NOLINT(google-explicit-constructor)
+    Json(std::string value) : value_(std::move(value)) {}    // NOLINT(google-explicit-constructor)
+    Json(const char* value) : value_(std::string(value)) {}  // NOLINT(google-explicit-constructor)
+    Json(Array value) : value_(std::move(value)) {}          // NOLINT(google-explicit-constructor)
+    Json(Object value) : value_(std::move(value)) {}         // NOLINT(google-explicit-constructor)
+    /// Null when there is none.
+    Json(std::optional<std::string> value) {  // NOLINT(google-explicit-constructor)
+        if (value) value_ = std::move(*value);
+    }
+
+    /// UTF-8 without byte order mark, one value and nothing behind it. Throws DecodingError without path.
+    static Json parse(std::string_view text);
+    /// Without blanks. Throws PlatformError, kind `badRequest`, when a text is not UTF-8.
+    static std::string write(Json json);
+
+    const Value& value() const { return value_; }
+    template <class T>
+    const T* as() const {
+        return std::get_if<T>(&value_);
+    }
+    bool isNull() const { return as<std::nullptr_t>() != nullptr; }
+    /// For messages: "an object", "null" and so on.
+    const char* kind() const;
+
+    /// The member of an object; null when there is none or this is no object.
+    const Json* find(std::string_view key) const;
+
+  private:
+    friend class JsonBuilder;
+    friend class JsonWriter;
+    Value value_;
+};
+
+}  // namespace Velmor

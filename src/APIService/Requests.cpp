@@ -1,0 +1,61 @@
+#include "APIService/Requests.hpp"
+
+#include "BuildSettings.hpp"
+
+#include <algorithm>
+#include <utility>
+
+namespace Velmor {
+namespace {
+
+bool sameName(std::string_view a, std::string_view b) {
+    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [&](char x, char y) { return lower(x) == lower(y); });
+}
+
+HttpRequest request(std::string_view method, Url url, const Config& config, const Device& device) {
+    HttpRequest out{.method = std::string(method), .url = std::move(url), .headers = {}, .body = {}};
+    out.headers = standardHeaders(config, device);
+    setHeader(out.headers, "Content-Type", "application/json");
+    setHeader(out.headers, "Accept", "application/json");
+    return out;
+}
+
+}  // namespace
+
+HttpHeaders standardHeaders(const Config& config, const Device& device) {
+    const std::string version = BuildSettings::kVersion;
+    const auto facts = device.facts();
+    HttpHeaders headers{{"x-api-key", config.apiKey()},
+                        {"timezone", device.timeZone()},
+                        {"x-sdk-version", facts.systemName + " " + version},
+                        {"user-agent", "VelmorSDK/" + version + " (" + facts.systemName + " " +
+                                           facts.systemVersion + "; " + facts.model + ")"}};
+    if (!config.userId().empty()) headers.emplace_back("x-user-id", config.userId());
+    return headers;
+}
+
+void setHeader(HttpHeaders& headers, std::string_view name, std::string value) {
+    const auto named = [&](const auto& header) { return sameName(header.first, name); };
+    const auto first = std::find_if(headers.begin(), headers.end(), named);
+    if (first == headers.end()) {
+        headers.emplace_back(name, std::move(value));
+        return;
+    }
+    *first = {std::string(name), std::move(value)};
+    headers.erase(std::remove_if(first + 1, headers.end(), named), headers.end());
+}
+
+HttpRequest jsonRequest(std::string_view method, const Endpoint& endpoint, const Config& config,
+                        const Device& device) {
+    return request(method, endpoint.url(config.baseUrl()), config, device);
+}
+
+HttpRequest jsonPost(Url url, Json body, const Config& config, const Device& device) {
+    auto out = request("POST", std::move(url), config, device);
+    out.body = Json::write(std::move(body));
+    return out;
+}
+
+}  // namespace Velmor

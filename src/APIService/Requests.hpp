@@ -1,0 +1,30 @@
+// Requests to the service: URL, standard headers and JSON body.
+#pragma once
+
+#include "APIService/Endpoint.hpp"
+#include "APIService/Json.hpp"
+
+#include <string>
+#include <string_view>
+
+#include <Velmor/Config.hpp>
+#include <Velmor/Platform/Device.hpp>
+#include <Velmor/Platform/Http.hpp>
+
+namespace Velmor {
+
+/// Who asks, from where and with what, in the order of the wire.
+HttpHeaders standardHeaders(const Config& config, const Device& device);
+
+/// Replaces every header of that name, whatever its capitals, by one in the place of the first.
+void setHeader(HttpHeaders& headers, std::string_view name, std::string value);
+
+/// With the standard headers, "Content-Type" and "Accept" of JSON, and no body. Throws VelmorError when the
+/// endpoint holds an id that was refused.
+HttpRequest jsonRequest(std::string_view method, const Endpoint& endpoint, const Config& config,
+                        const Device& device);
+
+/// The same with a URL of its own and a body, as POST. Throws PlatformError when the body is not UTF-8.
+HttpRequest jsonPost(Url url, Json body, const Config& config, const Device& device);
+
+}  // namespace Velmor

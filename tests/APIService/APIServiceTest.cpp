@@ -1,0 +1,110 @@
+#include "APIService/APIService.hpp"
+#include "APIService/Requests.hpp"
+#include "Scene.hpp"
+
+namespace Velmor {
+namespace {
+
+using Outcome = APIService::Outcome<Model::CreateSession>;
+
+// One line for an outcome, so that a table can say what is expected.
+std::string text(const Outcome& outcome) {
+    if (const auto* result = std::get_if<0>(&outcome))
+        return *result ? "result " + (*result)->sessionId : "none";
+    try {
+        std::rethrow_exception(std::get<1>(outcome));
+    } catch (const VelmorError& error) {
+        const auto* http = error.as<VelmorError::httpStatus>();
+        return http ? error.description() + " errorCode " + std::to_string(http->errorCode.value()) : "other";
+    } catch (const DecodingError& error) {
+        return "DecodingError " + error.path();
+    } catch (const PlatformError& error) {
+        return std::string("PlatformError ") + error.what();
+    }
+}
+
+class APIServiceTest : public Scene {
+  protected:
+    void send() {
+        service->request<Model::CreateSession>(
+            jsonRequest("GET", Endpoint("x"), config(), *device), executor,
+            [this](const Outcome& outcome) { outcomes.push_back(text(outcome)); });
+    }
+
+    std::shared_ptr<APIService> service = std::make_shared<APIService>(http);
+    std::vector<std::string> outcomes;
+};
+
+struct AnswerCase {
+    int status;
+    const char* body;
+    const char* expected;
+};
+
+TEST_F(APIServiceTest, StatusAndEnvelopeRules) {
+    const std::vector<AnswerCase> cases{
+        {200, R"({"result":{"session_id":"s","new":[1]},"detail":"x","more":{}})", "result s"},
+        {200, R"({"result":null,"detail":null})", "none"},
+        {200, "{}", "none"},
+        {200, "", "DecodingError "},
+        {200, "[]", "DecodingError "},
+        {200, R"({"result":{}})", "DecodingError result.session_id"},
+        {200, R"({"result":{"session_id":null}})", "DecodingError result.session_id"},
+        {200, R"({"result":"s"})", "DecodingError result"},
+        {200, R"({"detail":7})", "DecodingError detail"},
+        {204, "<junk>", "none"},
+        {302, R"({"result":{"session_id":"s"}})", "result s"},
+        {399, "{}", "none"},
+        {400, R"({"result":{"error_code":7},"detail":"bad"})", "httpStatus(400, bad) errorCode 7"},
+        {401, R"({"result":{"error_code":null}})", "httpStatus(401, ) errorCode -9999"},
+        {500, R"({"detail":"x"})", "httpStatus(500, x) errorCode -9999"},
+        {599, "{}", "httpStatus(599, ) errorCode -9999"},
+        {199, "{}", "httpStatus(199, ) errorCode -9999"},
+        {100, "{}", "httpStatus(100, ) errorCode -9999"},
+        {404, "<html>", "DecodingError "},
+        {400, R"({"result":{"error_code":"7"}})", "DecodingError result.error_code"},
+        {503, "", "DecodingError "}};
+    for (const auto& [status, body, expected] : cases) {
+        http->enqueueStatus(status, body);
+        send();
+        executor->runUntilIdle();
+        ASSERT_EQ(outcomes.size(), 1U);
+        EXPECT_EQ(outcomes.back(), expected) << status << " " << body;
+        outcomes.clear();
+    }
+}
+
+TEST_F(APIServiceTest, TransportFailuresPassUnchanged) {
+    http->enqueueFailure(PlatformError::Kind::cannotConnect, "no route");
+    send();
+    executor->runUntilIdle();
+    EXPECT_THAT(outcomes, testing::ElementsAre("PlatformError no route"));
+}
+
+TEST_F(APIServiceTest, ReleasingItGivesUpWhatIsUnderWay) {
+    http->enqueueSilence();
+    http->enqueueStatus(200, "{}");
+    send();
+    send();
+    service.reset();  // one has no answer, the other's is on its way to the executor
+    EXPECT_EQ(http->inFlight(), 0U);
+    executor->runUntilIdle();
+    EXPECT_THAT(outcomes, testing::IsEmpty());
+}
+
+TEST_F(APIServiceTest, HeadersNameCallerDeviceAndUser) {
+    const auto headers = standardHeaders(config(""), *device);
+    ASSERT_EQ(headers.size(), 4U);
+    EXPECT_EQ(headers[0], (std::pair<std::string, std::string>{"x-api-key", "key"}));
+    EXPECT_EQ(headers[1], (std::pair<std::string, std::string>{"timezone", "Asia/Seoul"}));
+    EXPECT_EQ(headers[2].first, "x-sdk-version");
+    EXPECT_THAT(headers[2].second, testing::MatchesRegex("TestOS [0-9]+\\.[0-9]+\\.[0-9]+"));
+    EXPECT_EQ(headers[3].first, "user-agent");
+    EXPECT_THAT(headers[3].second,
+                testing::MatchesRegex("VelmorSDK/[0-9]+\\.[0-9]+\\.[0-9]+ \\(TestOS 1\\.0; test1,1\\)"));
+    EXPECT_EQ(standardHeaders(config("u1"), *device).back(),
+              (std::pair<std::string, std::string>{"x-user-id", "u1"}));
+}
+
+}  // namespace
+}  // namespace Velmor

@@ -1,0 +1,90 @@
+#include "APIService/Decode.hpp"
+
+#include <gtest/gtest.h>
+
+namespace Velmor {
+namespace {
+
+TEST(Json, RefusesWhatIsNotOneJsonValue) {
+    const std::vector<std::string> texts{"",
+                                         " ",
+                                         "<html></html>",
+                                         "{",
+                                         "{\"a\":}",
+                                         "[1,]",
+                                         "{} {}",
+                                         "{'a':1}",
+                                         "NaN",
+                                         "Infinity",
+                                         "01",
+                                         "1e999",
+                                         "// x\n1",
+                                         "\xEF\xBB\xBF{}",
+                                         "\"\xC3\x28\"",
+                                         "\"\xED\xA0\x80\"",
+                                         "\"\\ud800\"",
+                                         "\"a\nb\"",
+                                         std::string("{}\0", 3),
+                                         std::string(129, '[') + std::string(129, ']'),
+                                         std::string(1'000'000, '['),
+                                         std::string(1'000'000, '{')};
+    for (const auto& text : texts)
+        EXPECT_THROW(Json::parse(text), DecodingError) << text.substr(0, 40) << " of " << text.size();
+    EXPECT_NO_THROW(Json::parse(std::string(128, '[') + std::string(128, ']')));
+}
+
+TEST(Json, KeepsIntegersExactAndTheLastOfEqualKeys) {
+    const auto json = Json::parse(R"({"a":9223372036854775807,"b":-9223372036854775808,
+        "c":9223372036854775808,"d":1.5,"a2":1,"a2":2,"e":"\u00e9\n"})");
+    EXPECT_EQ(*json.find("a")->as<std::int64_t>(), INT64_MAX);
+    EXPECT_EQ(*json.find("b")->as<std::int64_t>(), INT64_MIN);
+    EXPECT_EQ(*json.find("c")->as<double>(), 9223372036854775808.0);
+    EXPECT_EQ(*json.find("d")->as<double>(), 1.5);
+    EXPECT_EQ(*json.find("a2")->as<std::int64_t>(), 2);
+    EXPECT_EQ(*json.find("e")->as<std::string>(), "\xC3\xA9\n");
+    EXPECT_EQ(json.find("missing"), nullptr);
+}
+
+TEST(Json, WritesInOrderAndRefusesTextThatIsNotUtf8) {
+    EXPECT_EQ(Json::write(Json::Object{{"z", Json()},
+                                       {"a", true},
+                                       {"n", std::int64_t{-1}},
+                                       {"t", "a\"\n\xC3\xA9"},
+                                       {"l", Json::Array{1.5, std::optional<std::string>()}}}),
+              "{\"z\":null,\"a\":true,\"n\":-1,\"t\":\"a\\\"\\n\xC3\xA9\",\"l\":[1.5,null]}");
+    EXPECT_THROW(Json::write(Json::Object{{"a", "\xFF"}}), PlatformError);
+}
+
+struct NumberCase {
+    const char* text;
+    std::optional<std::int64_t> integer;
+    std::optional<float> number;
+};
+
+TEST(Decode, NumbersFitTheirFieldOrFail) {
+    const std::vector<NumberCase> cases{{"7", 7, 7.0F},
+                                        {"3.0", 3, 3.0F},
+                                        {"3e2", 300, 300.0F},
+                                        {"0.5", {}, 0.5F},
+                                        {"9223372036854775807", INT64_MAX, 9.223372e18F},
+                                        {"9223372036854775808", {}, 9.223372e18F},
+                                        {"-9223372036854775809", INT64_MIN, -9.223372e18F},
+                                        {"1e39", {}, {}},
+                                        {"\"7\"", {}, {}},
+                                        {"true", {}, {}}};
+    for (const auto& [text, integer, number] : cases) {
+        const auto read = [json = Json::parse(text)](auto out) -> std::optional<decltype(out)> {
+            try {
+                decode(json, JsonPath(), out);
+                return out;
+            } catch (const DecodingError&) {
+                return {};
+            }
+        };
+        EXPECT_EQ(read(std::int64_t{}), integer) << text;
+        EXPECT_EQ(read(float{}), number) << text;
+    }
+}
+
+}  // namespace
+}  // namespace Velmor
