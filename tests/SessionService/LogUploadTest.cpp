@@ -1,0 +1,76 @@
+#include "APIService/Json.hpp"
+#include "SessionScene.hpp"
+
+namespace Velmor {
+namespace {
+
+using testing::IsEmpty;
+using testing::MatchesRegex;
+
+constexpr const char* kSendFile = "/documents/VelmorSDK_send.log";
+
+class LogUploadTest : public SessionScene {
+  protected:
+    LogUploadTest() { files->put(kSendFile, "text"); }
+
+    std::string field(const char* name) const {
+        return *Json::parse(http->requests().at(0).body).find(name)->as<std::string>();
+    }
+};
+
+TEST_F(LogUploadTest, PostsTheTextToTheProxyAndRemovesTheSendFile) {
+    http->enqueueStatus(202, "{}");
+    send(Request::log{config(), "s1", "one\ntwo \xC3\xA9\n"});
+    executor->runUntilIdle();
+    const auto request = http->requests().at(0);
+    EXPECT_EQ(request.method, "POST");
+    EXPECT_EQ(request.url.absoluteString(), "https://logs.test/datadog/api/v2/logs");
+    EXPECT_EQ(request.headers.front().second, "key");
+    EXPECT_EQ(field("ddsource"), "VelmorSDK");
+    EXPECT_EQ(field("hostname"), "iOS");
+    EXPECT_EQ(field("message"), "one\ntwo \xC3\xA9\n");
+    EXPECT_EQ(field("service"), "TestHost");
+    EXPECT_THAT(field("ddtags"),
+                MatchesRegex("version:[0-9.]+, device:test1,1, os:TestOS1.0, timezone:Asia/Seoul, "
+                             "sessionId:s1, userId:u1, apikey:key"));
+    EXPECT_FALSE(files->contents(kSendFile));
+    EXPECT_THAT(states, IsEmpty());
+    EXPECT_THAT(debugLines, IsEmpty());
+}
+
+TEST_F(LogUploadTest, AbsentSessionAndBundleNameHaveTheirForms) {
+    device->setFacts({"TestOS", "1.0", "test1,1", {}});
+    http->enqueueStatus(202, "{}");
+    send(Request::log{config(""), {}, "x"});
+    executor->runUntilIdle();
+    EXPECT_EQ(field("service"), "No Name");
+    EXPECT_THAT(field("ddtags"), testing::EndsWith("timezone:Asia/Seoul, userId:, apikey:key"));
+}
+
+TEST_F(LogUploadTest, OneAttemptWhateverComesOfIt) {
+    struct Case {
+        const char* name;
+        Request::log request;
+        std::optional<HttpResult> answer;
+        std::size_t posts;
+    };
+    const std::vector<Case> cases{
+        {"no configuration", {{}, {}, "x"}, {}, 0},
+        {"not UTF-8", {config(), {}, "\xFF"}, {}, 0},
+        {"refused", {config(), {}, "x"}, HttpResponse{500, {}, "<html>"}, 1},
+        {"no network", {config(), {}, "x"}, PlatformError(PlatformError::Kind::cannotConnect, "x"), 1},
+        {"no answer", {config(), {}, "x"}, {}, 1}};
+    for (const auto& [name, request, answer, posts] : cases) {
+        files->put(kSendFile, "text");
+        const auto before = http->requestCount();
+        http->setHandler([&answer = answer](const HttpRequest&) { return answer; });
+        send(request);
+        executor->advance(std::chrono::seconds(60));
+        EXPECT_EQ(http->requestCount() - before, posts) << name;
+        EXPECT_FALSE(files->contents(kSendFile)) << name;
+        EXPECT_THAT(states, IsEmpty()) << name;
+    }
+}
+
+}  // namespace
+}  // namespace Velmor

@@ -1,0 +1,126 @@
+#include "SessionScene.hpp"
+
+#include <map>
+#include <thread>
+
+namespace Velmor {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using namespace std::chrono_literals;
+
+class SessionQueueTest : public SessionScene {};
+
+TEST_F(SessionQueueTest, LifecycleRequestsGoOneByOneInOrderHoweverSlowOrFailing) {
+    http->enqueue(HttpResponse{200, {}, R"({"result":{"session_id":"s1"}})"}, 10s);
+    http->enqueue(HttpResponse{204, {}, ""}, 9s);
+    http->enqueue(HttpResponse{500, {}, "{}"}, 1s);
+    http->enqueueSilence();
+    http->enqueue(HttpResponse{204, {}, ""}, 0s);
+    send(create());
+    for (int i = 0; i < 3; ++i) send(mel(i));
+    send(close());
+    executor->runUntilIdle();
+    EXPECT_EQ(http->inFlight(), 1U);
+    executor->advance(120s);
+    EXPECT_THAT(sent(), ElementsAre("POST ai/v1/sessions", "POST ai/v1/sessions/s1/mel-data/0",
+                                    "POST ai/v1/sessions/s1/mel-data/1", "POST ai/v1/sessions/s1/mel-data/2",
+                                    "POST ai/v1/sessions/s1/close"));
+    EXPECT_EQ(http->mostInFlight(), 1U);
+    EXPECT_THAT(states, ElementsAre("create s1", "upload s1 0", "error httpStatus(500, )",
+                                    testing::StartsWith("error unknown(no answer"), "close s1"));
+}
+
+TEST_F(SessionQueueTest, OtherRequestsDoNotWaitForTheQueue) {
+    http->enqueueSilence();
+    http->enqueueStatus(404, "{}");
+    send(mel(1));
+    send(mel(2));
+    send(Request::analysis{config(), "s1"});
+    executor->runUntilIdle();
+    EXPECT_THAT(sent(), ElementsAre("POST ai/v1/sessions/s1/mel-data/1", "GET data/v3/sessions/s1"));
+    EXPECT_THAT(states, ElementsAre("error unknown(httpStatus(404, ))"));
+}
+
+// The queue is empty for a moment between the last state and what its observer asks for.
+TEST_F(SessionQueueTest, WhatAnObserverSendsIsNeitherLostNorEarly) {
+    http->setHandler([](const HttpRequest&) { return HttpResponse{204, {}, ""}; });
+    std::int64_t next = 1;
+    observer = [&] {
+        EXPECT_EQ(http->requestCount(),
+                  static_cast<std::size_t>(next));  // state first, then the next request
+        if (next < 4) send(mel(next++));
+    };
+    send(mel(0));
+    executor->runUntilIdle();
+    EXPECT_THAT(states, ElementsAre("upload s1 0", "upload s1 1", "upload s1 2", "upload s1 3"));
+}
+
+TEST_F(SessionQueueTest, AnObserverThatThrowsDoesNotStopTheQueue) {
+    http->setHandler([](const HttpRequest&) { return HttpResponse{204, {}, ""}; });
+    observer = [] { throw std::runtime_error("observer"); };
+    send(mel(0));
+    send(mel(1));
+    executor->runUntilIdle();
+    EXPECT_THAT(states, ElementsAre("upload s1 0", "upload s1 1"));
+}
+
+TEST_F(SessionQueueTest, RefusedRequestsLetTheNextOneGo) {
+    http->setHandler([](const HttpRequest&) { return HttpResponse{204, {}, ""}; });
+    for (int i = 0; i < 3; ++i) send(mel(i, ".."));
+    send(mel(3));
+    executor->runUntilIdle();
+    EXPECT_EQ(states.size(), 4U);
+    EXPECT_THAT(sent(), ElementsAre("POST ai/v1/sessions/s1/mel-data/3"));
+}
+
+TEST_F(SessionQueueTest, NothingIsPublishedOrSentAfterRelease) {
+    http->enqueueStatus(204);
+    send(mel(0));
+    send(mel(1));
+    executor->runUntilIdle();  // 0 was answered, 1 failed for want of an answer
+    states.clear();
+
+    http->enqueueSilence();
+    send(mel(2));
+    executor->runUntilIdle();
+    send(mel(3));
+    service.reset();
+    EXPECT_EQ(http->cancelled(), 1U);
+    executor->advance(60s);
+    EXPECT_THAT(states, IsEmpty());
+    EXPECT_EQ(http->requestCount(), 3U);
+}
+
+TEST_F(SessionQueueTest, RequestsOfManyThreadsKeepEachThreadsOrder) {
+    constexpr std::int64_t kThreads = 4;
+    constexpr std::int64_t kEach = 50;
+    http->setHandler([](const HttpRequest&) { return HttpResponse{204, {}, ""}; });
+    std::vector<std::thread> threads;
+    for (std::int64_t t = 0; t < kThreads; ++t)
+        threads.emplace_back([this, t] {
+            for (std::int64_t i = 0; i < kEach; ++i) send(mel(i, "s" + std::to_string(t)));
+        });
+    while (states.size() < kThreads * kEach && executor->waitForWork(60s)) executor->runUntilIdle();
+    for (auto& thread : threads) thread.join();
+    std::map<std::string, std::vector<std::string>> bySession;
+    for (const auto& state : states) bySession[state.substr(7, 2)].push_back(state.substr(10));
+    ASSERT_EQ(bySession.size(), kThreads);
+    for (const auto& [session, sequences] : bySession)
+        for (std::size_t i = 0; i < kEach; ++i) EXPECT_EQ(sequences.at(i), std::to_string(i)) << session;
+    EXPECT_EQ(http->mostInFlight(), 1U);
+}
+
+TEST_F(SessionQueueTest, AnObserverMayReleaseTheService) {
+    http->setHandler([](const HttpRequest&) { return HttpResponse{204, {}, ""}; });
+    observer = [&] { service.reset(); };
+    send(mel(0));
+    send(mel(1));
+    executor->runUntilIdle();
+    EXPECT_THAT(states, ElementsAre("upload s1 0"));
+    EXPECT_EQ(http->requestCount(), 1U);
+}
+
+}  // namespace
+}  // namespace Velmor
