@@ -1,0 +1,15 @@
+#pragma once
+
+// The kernels as compiled for each processor; ChunkKernels.cpp chooses.
+
+#include "Preprocessor/Chunk/ChunkKernels.hpp"
+
+namespace velmor {
+
+extern const ChunkKernels kBaselineKernels;  // 4 lanes: SSE2, NEON
+#if defined(VELMOR_X86_KERNELS)
+extern const ChunkKernels kAvx2Kernels;    // 8 lanes
+extern const ChunkKernels kAvx512Kernels;  // 16 lanes
+#endif
+
+}  // namespace velmor

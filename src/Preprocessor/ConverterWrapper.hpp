@@ -1,0 +1,41 @@
+#pragma once
+
+// From samples to samples and from samples to mel: the two operations that Preprocessor joins, and their
+// union. Chunks of 480,000 samples take the fast road (ChunkConverter), other lengths the plain one
+// (NoiseReduction, transMel).
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace velmor {
+
+class ChunkConverter;
+
+/// Calls on any thread, also several at once: each takes a converter of its own, and converters are kept for
+/// later.
+class ConverterWrapper {
+  public:
+    ConverterWrapper();
+    ~ConverterWrapper();
+
+    /// The samples without their noise; nothing when there are fewer than a noise clip has (1600).
+    std::optional<std::vector<float>> noiseReduction(std::span<const float> samples) const;
+
+    /// 20 x 1201 values, bands outermost. The list is empty unless there are exactly 480,000 samples.
+    std::optional<std::vector<float>> convertMel(std::span<const float> samples) const;
+
+    /// convertMel of noiseReduction.
+    std::optional<std::vector<float>> convertChunk(std::span<const float> samples) const;
+
+  private:
+    template <class Use>
+    void withConverter(const Use& use) const;
+
+    mutable std::mutex idleMutex_;
+    mutable std::vector<std::unique_ptr<ChunkConverter>> idle_;  // protected by idleMutex_
+};
+
+}  // namespace velmor

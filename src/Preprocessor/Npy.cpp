@@ -1,0 +1,91 @@
+#include "Preprocessor/Npy.hpp"
+
+#include "Preprocessor/Assert.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <limits>
+#include <string_view>
+
+namespace velmor {
+namespace {
+
+constexpr std::string_view kMagic = "\x93NUMPY";
+constexpr std::size_t kElementBytes = sizeof(float);
+
+std::int64_t product(const std::vector<std::int64_t>& shape) {
+    std::int64_t result = 1;
+    for (const std::int64_t extent : shape) {
+        const bool overflow = __builtin_mul_overflow(result, extent, &result);
+        VELMOR_ASSERT(!overflow);
+    }
+    return result;
+}
+
+std::vector<std::byte> payloadOf(std::span<const float> elements, NpyByteOrder order) {
+    if (order == NpyByteOrder::notApplicable) Velmor::Detail::fatalError("Npy.Saver", "Invalid byteorder.");
+    const std::span<const std::byte> bytes = std::as_bytes(elements);
+    std::vector<std::byte> payload(bytes.begin(), bytes.end());
+    if (order == NpyByteOrder::bigEndian)
+        for (std::size_t i = 0; i < payload.size(); i += kElementBytes)
+            std::reverse(&payload[i], &payload[i] + kElementBytes);
+    return payload;
+}
+
+std::string shapeText(const std::vector<std::int64_t>& shape) {
+    std::string text = "(";
+    for (std::size_t i = 0; i < shape.size(); ++i) text += (i ? ", " : "") + std::to_string(shape[i]);
+    if (shape.size() == 1) text += ",";
+    return text + ")";
+}
+
+std::string littleEndian(std::uint32_t value, std::size_t bytes) {
+    std::string text;
+    for (std::size_t i = 0; i < bytes; ++i) text += static_cast<char>(value >> (8 * i) & 255U);
+    return text;
+}
+
+}  // namespace
+
+const char* code(NpyByteOrder order) {
+    constexpr std::array<const char*, 4> codes = {"=", ">", "<", "|"};
+    return codes.at(static_cast<std::size_t>(order));
+}
+
+const char* code(NpyDataType type) {
+    constexpr std::array<const char*, 11> codes = {"b1", "u1", "u2", "u4", "u8", "i1",
+                                                   "i2", "i4", "i8", "f4", "f8"};
+    return codes.at(static_cast<std::size_t>(type));
+}
+
+Npy::Npy(std::vector<std::int64_t> shape, std::span<const float> elements, NpyByteOrder byteOrder,
+         bool fortranOrder)
+    : shape_(std::move(shape)), byteOrder_(byteOrder), fortranOrder_(fortranOrder) {
+    VELMOR_ASSERT(product(shape_) == static_cast<std::int64_t>(elements.size()));
+    descr_ = std::string("'") + code(byteOrder_) + code(dataType()) + "'";
+    payload_ = payloadOf(elements, byteOrder_);
+}
+
+std::string Npy::header() const {
+    return "{ 'descr': " + descr_ + ", 'fortran_order': " + (fortranOrder_ ? "True" : "False") +
+           ", 'shape': " + shapeText(shape_) + ", }";
+}
+
+std::vector<std::byte> Npy::format() const {
+    using namespace std::string_literals;
+    const std::string text = header();
+    VELMOR_ASSERT(text.size() <= std::numeric_limits<std::uint32_t>::max());
+    const auto length = static_cast<std::uint32_t>(text.size());
+    std::string head(kMagic);
+    if (length <= std::numeric_limits<std::uint16_t>::max())
+        head += "\1\0"s + littleEndian(length, 2) + text;
+    else
+        head += "\2\0"s + littleEndian(length, 4) + text;
+    std::vector<std::byte> image(head.size() + payload_.size());
+    std::memcpy(image.data(), head.data(), head.size());
+    std::copy(payload_.begin(), payload_.end(), image.begin() + static_cast<std::ptrdiff_t>(head.size()));
+    return image;
+}
+
+}  // namespace velmor

@@ -1,0 +1,128 @@
+#include "Preprocessor/Feature.hpp"
+#include "Preprocessor/MelBank.hpp"
+#include "Preprocessor/MelSpectrogram.hpp"
+#include "TestSignals.hpp"
+
+#include <cmath>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <numbers>
+#include <numeric>
+#include <vector>
+
+namespace {
+
+using librosa::Feature;
+using librosa::internal::stft;
+using testing::Each;
+using testing::ElementsAre;
+using testing::FloatNear;
+
+TEST(Stft, PaddingModes) {
+    // A frame of eight whose window weighs 0 .15 .5 .85 1 .85 .5 .15; the real part of bin 0 is the weighted
+    // sum.
+    const std::vector<float> x = {1, 2, 4, 8, 16, 32, 64, 128};
+    const auto w = librosa::internal::hannWindow(8);
+    struct Case {
+        const char* mode;
+        std::vector<float> first;
+        std::vector<float> last;
+    };
+    const std::vector<Case> cases = {
+        {"reflect", {16, 8, 4, 2, 1, 2, 4, 8}, {16, 32, 64, 128, 64, 32, 16, 8}},
+        {"symmetric", {8, 4, 2, 1, 1, 2, 4, 8}, {16, 32, 64, 128, 128, 64, 32, 16}},
+        {"edge", {1, 1, 1, 1, 1, 2, 4, 8}, {16, 32, 64, 128, 128, 128, 128, 128}},
+        {"whatever", {0, 0, 0, 0, 1, 2, 4, 8}, {16, 32, 64, 128, 0, 0, 0, 0}},
+    };
+    for (const Case& c : cases) {
+        const auto spectrum = stft(x, 8, 4, true, c.mode);
+        ASSERT_EQ(spectrum.rows(), 3U);
+        ASSERT_EQ(spectrum.columns(), 5U);
+        const auto sum = [&](const auto& f) {
+            return std::inner_product(f.begin(), f.end(), w.begin(), 0.0F);
+        };
+        EXPECT_NEAR(spectrum(0, 0).real(), sum(c.first), 1e-4F) << c.mode;
+        EXPECT_NEAR(spectrum(2, 0).real(), sum(c.last), 1e-4F) << c.mode;
+    }
+    EXPECT_EQ(stft(x, 8, 4, false, "reflect").rows(), 1U);
+    EXPECT_DEATH(stft(std::vector<float>(4), 8, 4, true, "reflect"), "Stft.cpp: Fatal error: inward < n");
+}
+
+TEST(Stft, AgreesWithTheDirectSum) {
+    const auto x = TestSignals::noise(800, 1.0F);
+    const auto w = Feature::getHannWindow(800);
+    const auto spectrum = stft(x, 800, 400, false, "reflect");
+    for (const std::size_t k : {0U, 1U, 2U, 199U, 200U, 399U, 400U}) {
+        std::complex<double> sum = 0.0;
+        for (std::size_t i = 0; i < x.size(); ++i)
+            sum += w[i] * double{x[i]} *
+                   std::polar(1.0, -2.0 * std::numbers::pi * static_cast<double>(i * k % 800) / 800.0);
+        EXPECT_NEAR(std::abs(std::complex<double>(spectrum(0, k)) - sum), 0.0, 2e-5) << "bin " << k;
+    }
+}
+
+TEST(Decibels, CutEightyBelowTheLoudestThenDoubled) {
+    const velmor::Matrix<std::complex<float>> cells(2, 2, {100.0F, {0.0F, 10.0F}, 1e-3F, 0.0F});
+    EXPECT_THAT(Feature::decibels(cells).cells(), ElementsAre(FloatNear(40, 1e-4F), FloatNear(20, 1e-4F),
+                                                              FloatNear(-60, 1e-4F), FloatNear(-120, 1e-4F)));
+    const velmor::Matrix<std::complex<float>> silence(1, 3);
+    EXPECT_THAT(Feature::decibels(silence).cells(), Each(-400.0F));
+    const velmor::Matrix<std::complex<float>> broken(1, 2, std::vector<std::complex<float>>{NAN, 1.0F});
+    EXPECT_EQ(Feature::decibels(broken)(0, 1), 0.0F) << "a cell that is not a number is no maximum";
+    EXPECT_DEATH(Feature::decibels({}), "Feature.cpp: Fatal error: stft.size\\(\\) > 0");
+}
+
+TEST(Istft, UndoesTheForwardTransform) {
+    auto x = TestSignals::noise(128 * 20 + 77, 1.0F);
+    const std::size_t kept = 128 * 20;
+    x.resize(x.size() + 128);
+    const auto y = Feature::istft(Feature::stftTranspose(x, 256, 128, "hann", true, "reflect"), 128);
+    ASSERT_EQ(y.size(), kept);
+    for (std::size_t i = 0; i < kept; ++i) ASSERT_NEAR(y[i], x[i], 1e-6F) << i;
+}
+
+TEST(Istft, NoHopMeansAQuarterOfAFrame) {
+    const velmor::Matrix<std::complex<float>> spectrum(129, 9, 1.0F);
+    EXPECT_EQ(Feature::istft(spectrum, 0), Feature::istft(spectrum, 64));
+    EXPECT_EQ(Feature::istft(spectrum, 0).size(), 256U + 64 * 8 - 256 - 128);
+}
+
+TEST(MelBank, ShapeOfTheFilters) {
+    const auto w = librosa::internal::melWeights(16000, 800, 20, 0, 8000);
+    ASSERT_EQ(w.rows(), 20U);
+    ASSERT_EQ(w.columns(), 401U);
+    EXPECT_EQ(w(0, 0), 0.0F);
+    for (std::size_t i = 0; i < 20; ++i) {
+        // The area of a triangle of height 2 / width, sampled every 20 Hz.
+        const auto row = w.row(i);
+        EXPECT_NEAR(std::accumulate(row.begin(), row.end(), 0.0F) * 20.0F, 1.0F, 0.02F) << "band " << i;
+    }
+    EXPECT_FLOAT_EQ(librosa::internal::hertzToMel(999), 999 / 66.666664F);
+    EXPECT_FLOAT_EQ(librosa::internal::hertzToMel(1000), 15.000001F);
+    for (const int hertz : {0, 500, 1000, 4000, 8000})
+        EXPECT_NEAR(librosa::internal::melToHertz(librosa::internal::hertzToMel(hertz)), hertz, 1e-3 * hertz);
+}
+
+TEST(Mel, ToneAtTheJointOfTheScale) {
+    std::vector<float> x(480000);
+    for (std::size_t i = 0; i < x.size(); ++i)
+        x[i] = static_cast<float>(std::sin(2.0 * std::numbers::pi * static_cast<double>(i % 16) / 16.0));
+    const auto mel = velmor::transMel().getVelmorMelspectrogram(x);
+    ASSERT_EQ(mel.size(), 24020U);
+    const auto w = librosa::internal::melWeights(16000, 800, 20, 0, 8000);
+    for (std::size_t band = 0; band < 20; ++band) {
+        // A windowed sine of amplitude 1: |X| = 200 at its bin, 100 on either side, nothing elsewhere.
+        const float expected = w(band, 50) * 200 * 200 + (w(band, 49) + w(band, 51)) * 100 * 100;
+        EXPECT_NEAR(mel[band * 1201 + 600], expected, 1e-4F * expected + 1e-5F) << "band " << band;
+    }
+    const auto named = Feature::melspectrogram(x, 16000, 800, 400, "boxcar", true, "reflect", 2, 20, 0, 8000);
+    EXPECT_EQ(named(600, 7), mel[7 * 1201 + 600]);
+}
+
+TEST(Mel, OnlyWholeChunks) {
+    const velmor::transMel mel;
+    EXPECT_TRUE(mel.getVelmorMelspectrogram(std::vector<float>(479999)).empty());
+    EXPECT_TRUE(mel.getVelmorMelspectrogram(std::vector<float>(480001)).empty());
+}
+
+}  // namespace

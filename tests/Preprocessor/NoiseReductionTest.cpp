@@ -1,0 +1,113 @@
+#include "Preprocessor/velmor_NR.hpp"
+#include "TestSignals.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <gtest/gtest.h>
+#include <vector>
+
+namespace {
+
+using velmor::Mask;
+using velmor::Matrix;
+using velmor::NoiseReduction;
+
+struct ClipCase {
+    const char* name;
+    std::vector<float> level;         // one for every 800 samples
+    std::vector<std::size_t> zeroed;  // first sample of runs of ten zeros
+    int clip;                         // in units of 800 samples; -1 = silence
+};
+
+TEST(NoiseClip, QuietestThatIsNotAGap) {
+    const std::vector<ClipCase> cases = {
+        {"quietest", {.5F, .2F, .3F, .1F, .1F, .4F}, {}, 3},
+        {"last of equals", {.1F, .1F, .1F, .1F, .1F, .1F}, {}, 4},
+        {"gap in the quietest", {.5F, .2F, .3F, .1F, .1F, .4F}, {3 * 800 + 5}, 1},
+        {"half a run at the start", {.5F, .2F, .3F, .1F, .1F, .4F}, {3 * 800 - 5}, 3},
+        {"leading silence", {0, 0, .5F, .5F, .6F, .7F}, {}, 2},
+        {"nothing but silence", {0, 0, 0, 0, 0, 0}, {}, -1},
+        {"energy exactly the bar", {1, 1, 1, 1, 1, 1}, {}, -1},
+        {"all too loud", {2, 2, 2, 2, 2, 2}, {}, -1},
+    };
+    for (const ClipCase& c : cases) {
+        std::vector<float> signal;
+        for (const float level : c.level)
+            for (int i = 0; i < 800; ++i) signal.push_back(i % 2 ? level : -level);
+        for (const std::size_t start : c.zeroed)
+            std::fill_n(signal.begin() + static_cast<std::ptrdiff_t>(start), 10, 0.0F);
+        const auto clip = NoiseReduction().getNoiseFrame(signal);
+        std::vector<float> expected(1600);
+        if (c.clip >= 0) std::copy_n(signal.begin() + c.clip * 800, 1600, expected.begin());
+        EXPECT_EQ(clip, expected) << c.name;
+    }
+}
+
+TEST(NoiseClip, ZeroRunsOfTen) {
+    for (const std::size_t length : {9U, 10U, 11U})
+        for (std::size_t start = 0; start + length <= 40; ++start) {
+            std::vector<float> x(40, 1.0F);
+            std::fill_n(x.begin() + static_cast<std::ptrdiff_t>(start), length, -0.0F);
+            EXPECT_EQ(velmor::hasZeroRun(x), length >= 10) << length << " from " << start;
+        }
+}
+
+TEST(Thresholds, MeanAndPopulationDeviation) {
+    const Matrix<float> rows(2, 4, {1, 3, 5, 7, 2, 2, 2, 2});
+    const auto mean = NoiseReduction::getMeanAxis1(rows);
+    const auto deviation = NoiseReduction::getStdAxis1(rows);
+    const auto threshold = NoiseReduction::getThresh(mean, deviation, 1.5F);
+    EXPECT_DOUBLE_EQ(threshold[0], 4.0 + 1.5 * std::sqrt(5.0));
+    EXPECT_DOUBLE_EQ(threshold[1], 2.0);
+    const auto mask = NoiseReduction::createMask(rows, threshold);
+    EXPECT_EQ(mask, Mask(2, 4, {1, 1, 1, 1, 0, 0, 0, 0})) << "strictly below";
+}
+
+TEST(Smoothing, WeightsOfOneCellAndOfAll) {
+    const auto filter = NoiseReduction::createSmoothingFilter(2, 4);
+    Mask one(9, 15);
+    one(4, 7) = 1;
+    const auto spread = NoiseReduction::createSmoothingMask(one, filter);
+    for (std::size_t r = 0; r < 9; ++r)
+        for (std::size_t c = 0; c < 15; ++c) {
+            const bool inside = r >= 2 && r <= 6 && c >= 3 && c <= 11;
+            EXPECT_EQ(spread(r, c), inside ? double{filter(r - 2, c - 3)} : 0.0);
+        }
+    EXPECT_FLOAT_EQ(filter(2, 4), 15.0F / 225.0F);
+    const auto all = NoiseReduction::createSmoothingMask(Mask(9, 15, 1), filter);
+    EXPECT_NEAR(all(4, 7), 1.0, 1e-7);
+    EXPECT_NEAR(all(0, 0), (3 + 2 + 1) * (5 + 4 + 3 + 2 + 1) / 225.0, 1e-7) << "nothing comes from outside";
+}
+
+TEST(NoiseReductionDeathTest, BrokenPromisesNameFileAndExpression) {
+    const std::vector<double> two(2);
+    const std::vector<double> three(3);
+    EXPECT_DEATH(NoiseReduction::getThresh(two, three, 1), "velmor_NR.*meanV.size\\(\\) == stdV.size\\(\\)");
+    EXPECT_DEATH(NoiseReduction::createMask(Matrix<float>(2, 1), three),
+                 "velmor_NR.*signalXLen == threasholdLen");
+    EXPECT_DEATH(NoiseReduction::createSmoothingFilter(4, 2), "velmor_NR.*false");
+}
+
+TEST(NoiseReduction, LengthsAndTheAppendedZeros) {
+    for (const std::size_t length : {1600U, 2047U, 2048U, 16000U}) {
+        auto signal = TestSignals::noise(length, 0.1F);
+        const NoiseReduction reduction;
+        const auto result = reduction.reduceNoiseFromSignal(signal, reduction.getNoiseFrame(signal));
+        EXPECT_EQ(result.size(), length / 128 * 128);
+        EXPECT_EQ(signal.size(), length + 128);
+    }
+}
+
+TEST(NoiseReduction, ToneStaysAndNoiseGoes) {
+    auto signal = TestSignals::noise(32000, 0.01F);
+    for (std::size_t i = 16000; i < signal.size(); ++i) signal[i] += i % 16 < 8 ? 0.5F : -0.5F;
+    const NoiseReduction reduction;
+    const auto clean = reduction.reduceNoiseFromSignal(signal, reduction.getNoiseFrame(signal));
+    const std::span<const float> before(signal);
+    const std::span<const float> after(clean);
+    EXPECT_LT(velmor::energy(after.subspan(1000, 14000)), 0.05 * velmor::energy(before.subspan(1000, 14000)));
+    EXPECT_GT(velmor::energy(after.subspan(17000, 14000)),
+              0.5 * velmor::energy(before.subspan(17000, 14000)));
+}
+
+}  // namespace

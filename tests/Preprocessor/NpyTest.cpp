@@ -1,0 +1,102 @@
+#include "Preprocessor/Npy.hpp"
+
+#include <bit>
+#include <gtest/gtest.h>
+#include <numeric>
+#include <string>
+#include <vector>
+
+namespace {
+
+using velmor::Npy;
+using velmor::NpyByteOrder;
+
+std::string text(std::span<const std::byte> bytes) {
+    std::string result;
+    for (const std::byte b : bytes) result += static_cast<char>(b);
+    return result;
+}
+
+TEST(Npy, ImageOfAMelArrayByteForByte) {
+    std::vector<float> values(24020);
+    std::iota(values.begin(), values.end(), 0.5F);
+    const std::string image = text(Npy({1, 20, 1201}, values, NpyByteOrder::native, false).format());
+    ASSERT_EQ(image.size(), 96157U);
+    using namespace std::string_literals;
+    EXPECT_EQ(
+        image.substr(0, 77),
+        "\x93NUMPY\x01\x00\x43\x00{ 'descr': '=f4', 'fortran_order': False, 'shape': (1, 20, 1201), }"s);
+    EXPECT_EQ(image.substr(77), text(std::as_bytes(std::span(values))));
+}
+
+struct HeaderCase {
+    std::vector<std::int64_t> shape;
+    NpyByteOrder order;
+    bool fortranOrder;
+    std::string header;
+    std::string payload;  // of the elements 1.0, 2.0 ...
+};
+
+TEST(Npy, HeadersAndPayloads) {
+    ASSERT_EQ(std::endian::native, std::endian::little) << "the payloads below are those of such a host";
+    using namespace std::string_literals;
+    const std::string one = "\x00\x00\x80\x3f"s;
+    const std::string two = "\x00\x00\x00\x40"s;
+    const std::vector<HeaderCase> cases = {
+        {{}, NpyByteOrder::native, false, "{ 'descr': '=f4', 'fortran_order': False, 'shape': (), }", one},
+        {{2},
+         NpyByteOrder::littleEndian,
+         false,
+         "{ 'descr': '<f4', 'fortran_order': False, 'shape': (2,), }",
+         one + two},
+        {{1, 2},
+         NpyByteOrder::native,
+         true,
+         "{ 'descr': '=f4', 'fortran_order': True, 'shape': (1, 2), }",
+         one + two},
+        {{2, 1},
+         NpyByteOrder::bigEndian,
+         false,
+         "{ 'descr': '>f4', 'fortran_order': False, 'shape': (2, 1), }",
+         "\x3f\x80\x00\x00\x40\x00\x00\x00"s},
+        {{0, 20, 1201},
+         NpyByteOrder::native,
+         false,
+         "{ 'descr': '=f4', 'fortran_order': False, 'shape': (0, 20, 1201), }",
+         ""},
+    };
+    for (const HeaderCase& c : cases) {
+        std::vector<float> elements(c.payload.size() / 4);
+        std::iota(elements.begin(), elements.end(), 1.0F);
+        const std::string image = text(Npy(c.shape, elements, c.order, c.fortranOrder).format());
+        EXPECT_EQ(image.substr(10), c.header + c.payload);
+    }
+}
+
+TEST(Npy, LongHeadersHaveFourLengthBytes) {
+    std::vector<std::int64_t> shape(21827, 1);  // three bytes each in the header, and 54 around them
+    const auto image = [&] {
+        return text(
+            Npy(shape, std::vector<float>(static_cast<std::size_t>(shape[0])), NpyByteOrder::native, false)
+                .format());
+    };
+    using namespace std::string_literals;
+    const std::string shortForm = image();
+    EXPECT_EQ(shortForm.substr(6, 5), "\x01\x00\xff\xff{"s);
+    EXPECT_EQ(shortForm[9 + 65535], '}');
+    shape[0] = 10;
+    const std::string longForm = image();
+    EXPECT_EQ(longForm.substr(6, 7), "\x02\x00\x00\x00\x01\x00{"s);
+    EXPECT_EQ(longForm[11 + 65536], '}');
+}
+
+TEST(NpyDeathTest, BrokenPromises) {
+    const std::vector<float> two(2);
+    const std::int64_t huge = std::int64_t{1} << 62;
+    EXPECT_DEATH(Npy({2}, two, NpyByteOrder::notApplicable, false),
+                 "Npy.Saver: Fatal error: Invalid byteorder.");
+    EXPECT_DEATH(Npy({3}, two, NpyByteOrder::native, false), "Npy.cpp: Fatal error: product");
+    EXPECT_DEATH(Npy({huge, 4, 2}, two, NpyByteOrder::native, false), "Npy.cpp: Fatal error: !overflow");
+}
+
+}  // namespace
