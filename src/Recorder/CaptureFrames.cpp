@@ -1,0 +1,70 @@
+// The road of the frames: tap, queue, blocks, resampler, chunks.
+#include "Recorder/AudioConstants.hpp"
+#include "Recorder/Capture.hpp"
+
+#include <utility>
+
+namespace Velmor {
+
+AudioEngine::Tap RecordingService::Capture::makeTap() {
+    // The executor is held weakly, since an engine that it owns by way of a task must not own it.
+    return [queue = queue_, loop = std::weak_ptr(platform_->mainLoop), weak = owner_.weak_from_this()](
+               std::span<const float> frames, BootTime captured) {
+        if (!queue->push(frames, captured)) return;
+        if (const auto executor = loop.lock())
+            executor->post([weak] {
+                if (const auto self = weak.lock()) self->capture_->drain();
+            });
+    };
+}
+
+void RecordingService::Capture::drain() {
+    if (!queue_) return;
+    queue_->rearm();
+    takeBlocks(kBlockFrames);
+}
+
+void RecordingService::Capture::flush() {
+    takeBlocks(1);
+}
+
+bool RecordingService::Capture::isTaking() const {
+    return cutter_ && queue_ && (!interruptStartTime_ || stalled_);
+}
+
+void RecordingService::Capture::takeBlocks(std::size_t atLeast) {
+    reportLost();
+    while (isTaking()) {
+        const auto block = queue_->take(block_, atLeast, kLongestSilence);
+        if (block.frames == 0) return;
+        take(block);
+    }
+}
+
+void RecordingService::Capture::take(const CaptureQueue::Block& block) {
+    const auto recording = recordings_;
+    if (!stalled_ && block.begin - lastEnd_ >= kLongestSilence) interrupt(lastEnd_, true);
+    if (stalled_) resumeByFrames(block.begin);
+    if (recording != recordings_ || !isTaking()) return;  // ended by somebody who was told so
+    lastEnd_ = block.end;
+    isResuming_ = false;
+    owner_.bufferSender.send({std::span(block_).first(block.frames), block.end});
+}
+
+void RecordingService::Capture::process(const PcmBuffer& buffer) {
+    if (!cutter_) return;
+    const auto frames = resampler_.process(buffer.frames);
+    if (!frames) {
+        if (droppedBuffers_++ == 0) logError("conversion ERROR: a buffer without finite values dropped");
+        return;
+    }
+    if (const auto error = cutter_->append(*frames, buffer.captured))
+        owner_.stateSender.send({State::error{VelmorError::unknown{error}}});
+}
+
+void RecordingService::Capture::reportLost() {
+    const auto lost = queue_ ? queue_->takeLost() : 0;
+    if (lost > 0) logError("capture queue OVERRUN: " + std::to_string(lost) + " frames lost");
+}
+
+}  // namespace Velmor

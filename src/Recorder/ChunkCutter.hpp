@@ -1,0 +1,65 @@
+// Cuts the stream of one recording into chunk files of exactly 30 s and numbers them.
+#pragma once
+
+#include "Log/LogAPI.hpp"
+#include "Recorder/ChunkFile.hpp"
+
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+
+#include <Velmor/Platform.hpp>
+
+namespace Velmor {
+
+/// Number of the chunk that ends at `end`, when recording started at `first`: the chunk that ends 30 k s
+/// after the start has number k - 1. Half a period of tolerance either way, so that neither a slow start nor
+/// a drifting audio clock makes a number jump.
+std::int64_t chunkSequence(BootTime first, BootTime end);
+
+class ChunkCutter {
+  public:
+    /// Called with each full chunk, which is removed afterwards.
+    using Finished = std::function<void(const std::string& path, std::int64_t sequence)>;
+
+    /// Makes the first two chunk files.
+    ChunkCutter(std::shared_ptr<const Platform> platform, std::shared_ptr<LogAPI> log, BootTime first,
+                Finished finished);
+
+    /// Frames at 16 kHz, the last captured at `captured`. Returns the write error that lost them, but only
+    /// the first of a chunk.
+    std::exception_ptr append(std::span<const float> frames, BootTime captured);
+    /// Puts silence where nothing was recorded. The chunk that the gap tears is completed; periods that lie
+    /// wholly inside the gap get no chunk and no number.
+    void fillGap(BootTime from, BootTime to);
+    /// Calls `removed` with the path of each file. Nothing may be appended afterwards.
+    void removeFiles(const std::function<void(const std::string& path)>& removed);
+
+  private:
+    ChunkFile& current() { return *chunkFiles_[0]; }
+    void rotate(std::optional<std::int64_t> sequence);
+    void drop(const char* where, const std::exception_ptr& error);
+    void logError(const std::string& what, const std::exception_ptr& error);
+    void publish(ChunkFile& chunk, std::int64_t sequence);
+    std::string chunkName(const char* suffix) const;
+    std::unique_ptr<ChunkFile> makeFile(std::string name) const;
+
+    const std::shared_ptr<const Platform> platform_;
+    const std::shared_ptr<LogAPI> log_;
+    const BootTime first_;
+    const Finished finished_;
+    /// The chunk being written, and the next, made ahead. The next is missing while its name would be that of
+    /// the current one, which happens to chunks of one second.
+    std::array<std::unique_ptr<ChunkFile>, 2> chunkFiles_;
+    bool reported_ = false;   // a write error of the current chunk
+    std::int64_t last_ = -1;  // number given last; numbers grow
+    std::int64_t lost_ = 0;   // frames of the current chunk that could not be written
+};
+
+}  // namespace Velmor

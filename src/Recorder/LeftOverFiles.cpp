@@ -1,0 +1,39 @@
+#include "Recorder/LeftOverFiles.hpp"
+
+#include "Runtime/Contain.hpp"
+
+#include <mutex>
+#include <string>
+
+#include <Velmor/Error.hpp>
+
+namespace Velmor {
+namespace {
+
+bool isFirstTime(const std::shared_ptr<FileSystem>& files) {
+    static std::mutex mutex;  // guards swept
+    static std::weak_ptr<FileSystem> swept;
+    const std::lock_guard lock(mutex);
+    if (!swept.owner_before(files) && !files.owner_before(swept)) return false;
+    swept = files;
+    return true;
+}
+
+bool isOurs(const std::string& name) {
+    return (name.starts_with("chunk-") && name.ends_with(".pcm")) ||
+           (name.starts_with("result-") && name.ends_with(".mel"));
+}
+
+}  // namespace
+
+void removeLeftOverFiles(const std::shared_ptr<FileSystem>& files) {
+    if (!isFirstTime(files)) return;
+    try {
+        const std::string directory = files->temporaryDirectory();
+        for (const auto& name : files->list(directory))
+            if (isOurs(name)) contain([&] { files->remove(directory + name); }, [](const std::string&) {});
+    } catch (const PlatformError&) {  // what stays is small, and the next process tries again
+    }
+}
+
+}  // namespace Velmor

@@ -1,0 +1,201 @@
+// Whole recordings: numbers, cuts, gaps, lag.
+#include "Recorder/ChunkCutter.hpp"
+#include "RecorderScene.hpp"
+
+namespace Velmor {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class Night : public RecorderScene {
+  protected:
+    using RecorderScene::RecorderScene;
+    void record(nanoseconds length) {
+        start();
+        pass(length);
+        core->stop();
+        settle();
+    }
+};
+
+std::vector<std::string> wholeChunks(int from, int to) {
+    std::vector<std::string> all;
+    for (int i = from; i <= to; ++i) all.push_back(std::to_string(i) + ": +480000");
+    return all;
+}
+
+TEST_F(Night, SixtyFiveMinutesAndTenSecondsAreChunks0To129) {
+    record(65min + 10s);
+    EXPECT_EQ(heard(), wholeChunks(0, 129));
+    EXPECT_THAT(temporaryFiles(), IsEmpty());
+    EXPECT_EQ(files->openFiles(), 0U);
+}
+
+TEST_F(Night, AnInterruptionIsFilledAndItsWholePeriodsAreLeftOut) {
+    microphone->scheduleInterruption(310s, 385s);
+    record(425s);
+    auto expected = wholeChunks(0, 9);
+    expected.insert(expected.end(),
+                    {"interrupt", "resume", "10: +160000 -320000", "12: -400000 +80000", "13: +480000"});
+    EXPECT_EQ(heard(), expected);
+}
+
+struct Gap {
+    nanoseconds offset;  // of the interruption from the start of the second chunk, on a block's border
+    nanoseconds length;
+    std::vector<std::string> chunks;  // after the first, up to the third that follows the gap
+};
+
+void PrintTo(const Gap& gap, std::ostream* out) {
+    *out << gap.length.count() << " ns after " << gap.offset.count() << " ns";
+}
+
+constexpr nanoseconds kFrame = 62'500ns;
+
+class Gaps : public Night, public testing::WithParamInterface<Gap> {};
+
+TEST_P(Gaps, ChunksStayExactAndNumbered) {
+    const auto& gap = GetParam();
+    microphone->scheduleInterruption(30s + gap.offset, 30s + gap.offset + gap.length);
+    start();
+    pass(30s + gap.offset + gap.length + 61s);
+    std::vector<std::string> chunks;
+    for (const auto& event : heard())
+        if (event != "interrupt" && event != "resume" && event != "0: +480000") chunks.push_back(event);
+    chunks.resize(std::min(chunks.size(), gap.chunks.size()));
+    EXPECT_EQ(chunks, gap.chunks);
+    EXPECT_EQ(state(), "resumed");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , Gaps,
+    testing::Values(Gap{0s, kFrame, {"1: -1 +479999", "2: +480000"}},  //
+                    Gap{0s, 30s, {"1: -480000", "2: +480000"}},        //
+                    Gap{0s, 30s + kFrame, {"1: -480000", "2: -1 +479999"}},
+                    Gap{10s, 0s, {"1: +480000", "2: +480000"}},
+                    Gap{10s, kFrame, {"1: +160000 -1 +319999", "2: +480000"}},
+                    Gap{10s, 20s - kFrame, {"1: +160000 -319999 +1", "2: +480000"}},
+                    Gap{10s, 20s, {"1: +160000 -320000", "2: +480000"}},
+                    Gap{10s, 20s + kFrame, {"1: +160000 -320000", "2: -1 +479999"}},
+                    Gap{10s, 50s, {"1: +160000 -320000", "3: +480000"}},
+                    Gap{10s, 60s, {"1: +160000 -320000", "3: -160000 +320000"}},
+                    Gap{29'600ms, 400ms, {"1: +473600 -6400", "2: +480000"}},
+                    Gap{29'600ms, 1s, {"1: +473600 -6400", "2: -9600 +470400"}},
+                    Gap{10s, 8h, {"1: +160000 -320000", "961: -160000 +320000"}},
+                    Gap{10s, 80h + 5s, {"1: +160000 -320000", "9601: -240000 +240000"}}));
+
+TEST_F(Night, ATimeOfDayThatJumpsRenumbersNothing) {
+    start();
+    pass(40s);
+    clock->stepWall(-24h * 365);
+    pass(30s);
+    clock->stepWall(24h * 1000);
+    pass(21s);
+    EXPECT_EQ(heard(), wholeChunks(0, 2));
+    EXPECT_EQ(*service->sinceFirstFrame(), 91s);
+}
+
+TEST_F(Night, NumbersHoldWhenTheAudioClockDrifts) {
+    // A night of 26 h whose audio clock is 100 ppm fast: 9 s in the end, less than half a period.
+    BootTime end{};
+    std::int64_t expected = 0;
+    for (int chunk = 0; chunk < 3120; ++chunk) {
+        end += nanoseconds(30s) - nanoseconds(30s) / 10'000;
+        EXPECT_EQ(chunkSequence(BootTime{}, end), expected++);
+    }
+}
+
+class Buffers : public Night, public testing::WithParamInterface<std::vector<std::uint32_t>> {};
+
+TEST_P(Buffers, OfAnySizeGiveTheSameChunks) {
+    microphone->setBufferSizes(GetParam());
+    start();
+    pass(125s);
+    auto chunks = heard();  // buffers of more than 2 s come with a reported silence before each
+    std::erase_if(chunks, [](const auto& event) { return event == "interrupt" || event == "resume"; });
+    ASSERT_GE(chunks.size(), 3U);
+    for (std::size_t i = 0; i < chunks.size(); ++i) EXPECT_EQ(chunks[i], std::to_string(i) + ": +480000");
+}
+
+INSTANTIATE_TEST_SUITE_P(, Buffers,
+                         testing::Values(std::vector<std::uint32_t>{1, 0, 2, 19'199}, std::vector{256U},
+                                         std::vector{16'240U, 255U}, std::vector{19'201U},
+                                         std::vector{480'001U}, std::vector{1'440'000U}));
+
+struct Stall {
+    nanoseconds length;
+    bool loses;
+};
+
+void PrintTo(const Stall& stall, std::ostream* out) {
+    *out << stall.length.count() << " ns";
+}
+
+class Lag : public Night {
+  protected:
+    Lag() : Night(true) {}
+};
+
+class Stalls : public Lag, public testing::WithParamInterface<Stall> {};
+
+TEST_P(Stalls, OfTheMainLoopLoseNothingWithinTheQueue) {
+    start();
+    pass(20s);
+    audio->advance(GetParam().length);  // the loop stands still
+    loop->runUntilIdle();
+    pass(120s - GetParam().length - 20s + 1s);
+    if (!GetParam().loses) {
+        EXPECT_EQ(heard(), wholeChunks(0, 3));
+        return;
+    }
+    EXPECT_THAT(logged(), testing::Contains(HasSubstr("OVERRUN")));
+    EXPECT_THAT(heard(),
+                ElementsAre("0: +480000", "1: +480000", "interrupt", "resume",
+                            testing::MatchesRegex("2: \\+[0-9]+ -10[0-9]+ \\+320001"), "3: +480000"));
+}
+
+INSTANTIATE_TEST_SUITE_P(, Stalls,
+                         testing::Values(Stall{100ms, false}, Stall{10s, false}, Stall{35s, false},
+                                         Stall{50s, true}));
+
+TEST_F(Lag, ChunksFinishedInOneSecondDoNotMix) {
+    // The names carry seconds only. Two chunks finish at once, and the next begins, in the second of a lag.
+    tone->value = [](std::uint64_t frame) {
+        return frame < 30 * 48'000 || frame > 60 * 48'000 ? 0.5F : 0.0F;
+    };
+    start();
+    pass(29s);
+    audio->advance(32s);
+    loop->runUntilIdle();
+    pass(30s);
+    const auto chunks = heard();
+    ASSERT_EQ(chunks.size(), 3U);
+    EXPECT_EQ(chunks[0], "0: +480000");
+    EXPECT_THAT(chunks[1], testing::ContainsRegex("^1: \\+[0-9]+ -479[0-9]+$"));  // but for the filter's tail
+    EXPECT_THAT(chunks[2], testing::ContainsRegex("^2: (-[0-9]+ )?\\+4[0-9]+$"));
+}
+
+TEST_F(Night, FramesThatAreNoNumbersAreDropped) {
+    tone->value = [](std::uint64_t frame) {
+        return frame == 100'000 ? NAN : frame == 200'000 ? INFINITY : 1.0F;
+    };
+    start();
+    pass(31s);
+    EXPECT_THAT(heard(), ElementsAre("0: +480000"));  // two buffers of 0.4 s later than the rest
+    EXPECT_THAT(logged(),
+                testing::Contains("E | recording | conversion ERROR: a buffer without finite values "
+                                  "dropped"));
+}
+
+TEST_F(Lag, WhatCompletesAChunkWhenItStopsIsNotLost) {
+    start();
+    pass(29'600ms);
+    audio->advance(400ms);  // the last buffer waits in the queue
+    core->stop();
+    EXPECT_EQ(heard(), wholeChunks(0, 0));
+}
+
+}  // namespace
+}  // namespace Velmor

@@ -1,0 +1,171 @@
+// A recording among doubles. What is recorded comes out as text: of each chunk its number and its runs of
+// sound (+) and digital silence (-) in frames of 16 kHz, so "3: +160000 -320000" is 10 s of sound and 20 of
+// silence.
+#pragma once
+
+#include "Log/LogAPI.hpp"
+#include "Recorder/FileChunkStore.hpp"
+#include "Recorder/RecorderCore.hpp"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <Velmor/Platform.hpp>
+#include <Velmor/Testing.hpp>
+
+namespace Velmor {
+
+using namespace std::chrono_literals;
+using std::chrono::nanoseconds;
+using State = RecordingService::State;
+
+/// A tone without end, never exactly zero; or what `value` says.
+class Tone : public Testing::AudioSource {
+  public:
+    std::size_t read(std::uint64_t first, std::span<float> out) override {
+        const auto count = std::min<std::uint64_t>(out.size(), first < length ? length - first : 0);
+        for (std::size_t i = 0; i < count; ++i) out[i] = value(first + i);
+        return count;
+    }
+
+    std::function<float(std::uint64_t frame)> value = [](std::uint64_t frame) {
+        return 0.25F + 0.01F * static_cast<float>(frame % 7);
+    };
+    std::uint64_t length = UINT64_MAX;
+};
+
+inline std::string runs(std::span<const float> frames) {
+    std::string text;
+    for (std::size_t from = 0; from < frames.size();) {
+        const bool silent = frames[from] == 0.0F;
+        auto to = from;
+        while (to < frames.size() && (frames[to] == 0.0F) == silent) ++to;
+        text += (silent ? " -" : " +") + std::to_string(to - from);
+        from = to;
+    }
+    return text;
+}
+
+class RecorderScene : public testing::Test, public VelmorDebugLoggerDelegate, public VelmorRecordingDelegate {
+  protected:
+    /// `ownAudioThread`: the microphone runs on an executor of its own, so that the main loop may stand
+    /// still.
+    explicit RecorderScene(bool ownAudioThread = false)
+        : audio(ownAudioThread ? std::make_shared<Testing::ManualExecutor>(clock) : loop) {
+        auto made = std::make_shared<Platform>();
+        made->clock = clock;
+        made->mainLoop = made->tasks = made->background = loop;
+        made->audio = microphone;
+        made->files = files;
+        made->device = device;
+        platform = made;
+        log = std::make_shared<LogAPI>(platform);
+        setDebugLoggerDelegate(std::shared_ptr<VelmorDebugLoggerDelegate>(this, [](auto*) {}));
+        open();
+    }
+    ~RecorderScene() override { setDebugLoggerDelegate(nullptr); }
+
+    /// A recorder in its first state.
+    void open() {
+        core = RecorderCore::make(platform, log, self,
+                                  RecordingService::make(platform, log, {[this](const std::string& path) {
+                                                             return convert(path);
+                                                         }}));
+        service = core->recordingService().get();
+    }
+
+    void close() {
+        service = nullptr;
+        core.reset();
+    }
+
+    std::string convert(const std::string& path) {
+        if (conversionFailures > 0 && conversionFailures-- > 0) throw std::runtime_error("no spectrum");
+        FileChunkStore store(platform);
+        const auto chunk = store.openChunk(path);
+        std::vector<float> frames(static_cast<std::size_t>(chunk->length()));
+        frames.resize(chunk->read(frames));
+        const auto text = runs(frames);
+        auto mel = store.temporaryDirectory() + "result-" + store.mediumTime() + ".mel";
+        store.write(mel, std::as_bytes(std::span(text)));
+        return mel;
+    }
+
+    /// Moves time for everybody.
+    void pass(nanoseconds time) {
+        if (audio == loop) return loop->advance(time);
+        for (const auto end = clock->bootNow() + time; clock->bootNow() < end; loop->runUntilIdle())
+            audio->advance(std::min<nanoseconds>(end - clock->bootNow(), 400ms));
+    }
+
+    void settle() {
+        while (audio->runUntilIdle() + loop->runUntilIdle() > 0) {
+        }
+    }
+
+    void start() {
+        core->start({});
+        settle();
+    }
+
+    std::string state() const { return service->state().description(); }
+
+    /// What has been heard since the last call.
+    std::vector<std::string> heard() { return std::exchange(events, {}); }
+    std::vector<std::string> printed() { return std::exchange(debugLines, {}); }
+    /// Lines of the log file, without time.
+    std::vector<std::string> logged() {
+        std::vector<std::string> lines;
+        const std::string all = files->contents("/documents/VelmorSDK.log").value_or("");
+        for (std::size_t from = 0; from < all.size();) {
+            const auto to = all.find('\n', from);
+            lines.push_back(all.substr(from + 26, to - from - 26));
+            from = to + 1;
+        }
+        return lines;
+    }
+    std::vector<std::string> temporaryFiles() const {
+        std::vector<std::string> found;
+        for (const auto& path : files->paths())
+            if (path.starts_with("/tmp/velmor/")) found.push_back(path.substr(12));
+        return found;
+    }
+
+    void recordedData(std::string data, std::int64_t sequence) override {
+        events.push_back(std::to_string(sequence) + ":" + data);
+    }
+    void didFail(const VelmorError& error) override { events.push_back("fail " + error.description()); }
+    void didInterrupt() override { events.emplace_back("interrupt"); }
+    void didResume() override { events.emplace_back("resume"); }
+    void micPermissionWasDenied() override { events.emplace_back("denied"); }
+    void didPrint(const std::string& message) override {
+        debugLines.push_back(message.substr(message.find("] ") + 2));
+    }
+
+    std::shared_ptr<Testing::VirtualClock> clock = std::make_shared<Testing::VirtualClock>();
+    std::shared_ptr<Testing::ManualExecutor> loop = std::make_shared<Testing::ManualExecutor>(clock);
+    std::shared_ptr<Testing::ManualExecutor> audio;
+    std::shared_ptr<Tone> tone = std::make_shared<Tone>();
+    std::shared_ptr<Testing::VirtualMicrophone> microphone =
+        std::make_shared<Testing::VirtualMicrophone>(audio, clock, tone);
+    std::shared_ptr<Testing::MemoryFiles> files = std::make_shared<Testing::MemoryFiles>();
+    std::shared_ptr<Testing::FixedDevice> device = std::make_shared<Testing::FixedDevice>();
+    std::shared_ptr<const Platform> platform;
+    std::shared_ptr<LogAPI> log;
+    std::shared_ptr<VelmorRecordingDelegate> self{this, [](auto*) {}};
+    std::shared_ptr<RecorderCore> core;
+    RecordingService* service = nullptr;
+    std::vector<std::string> events;
+    std::vector<std::string> debugLines;
+    int conversionFailures = 0;
+};
+
+}  // namespace Velmor

@@ -1,0 +1,322 @@
+// What each operation and each event of the audio session does in each state.
+#include "RecorderScene.hpp"
+
+#include <array>
+
+namespace Velmor {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+using Kind = PlatformError::Kind;
+using Steps = std::function<void(RecordingService&, Testing::VirtualMicrophone&)>;
+
+constexpr AudioFormat kCdFormat{44'100.0, 1};
+
+struct Row {
+    const char* from;
+    Steps arrange;
+    const char* afterStart;
+    const char* afterStop;
+    const char* afterResume;
+    bool stopRefused;
+};
+
+void PrintTo(const Row& row, std::ostream* out) {
+    *out << row.from;
+}
+
+const std::array<Row, 8> kRows{{
+    {"notDetermined", [](auto&, auto&) {}, "started", "notDetermined", "notDetermined", true},
+    {"started", [](auto& service, auto&) { service.start(); }, "started", "stopped", "resumed", false},
+    {"interrupted",
+     [](auto& service, auto& microphone) {
+         service.start();
+         microphone.beginInterruption();
+     },
+     "interrupted", "stopped", "resumed", false},
+    {"resumed",
+     [](auto& service, auto&) {
+         service.start();
+         service.resume();
+     },
+     "resumed", "stopped", "resumed", false},
+    {"stopped",
+     [](auto& service, auto&) {
+         service.start();
+         service.stop();
+     },
+     "started", "stopped", "stopped", true},
+    {"error(audioInitializationFailed)",
+     [](auto& service, auto& microphone) {
+         microphone.setInputFormat(kCdFormat);
+         service.start();
+         microphone.setInputFormat({48'000.0, 1});
+     },
+     "started", "stopped", "resumed", false},
+    {"error(cannotActivateInBackground)",
+     [](auto& service, auto& microphone) {
+         microphone.failActivating(PlatformError(Kind::backgroundActivation, "in the background"));
+         service.start();
+         microphone.failActivating({});
+     },
+     "started", "stopped", "resumed", false},
+    {"error(unknown(broken))",
+     [](auto& service, auto& microphone) {
+         microphone.failStarting(PlatformError(Kind::io, "broken"));
+         service.start();
+         microphone.failStarting({});
+     },
+     "started", "error(unknown(broken))", "resumed", true},
+}};
+
+class States : public RecorderScene, public testing::WithParamInterface<Row> {
+  protected:
+    void SetUp() override {
+        GetParam().arrange(*service, *microphone);
+        settle();
+        ASSERT_THAT(state(), HasSubstr(GetParam().from));
+        printed();
+        heard();
+    }
+
+    /// The state without the date of its start.
+    std::string afterwards() {
+        settle();
+        return state().substr(0, state().starts_with("started") ? 7 : std::string::npos);
+    }
+};
+
+TEST_P(States, Start) {
+    const std::string before = afterwards();
+    service->start();
+    const auto lines = printed();
+    EXPECT_EQ(afterwards(), GetParam().afterStart);
+    if (std::string(GetParam().afterStart) != "started" || before == "started") {
+        EXPECT_THAT(lines, ElementsAre("Recorder: start request can not working"));
+        EXPECT_EQ(afterwards(), before);
+    } else {
+        EXPECT_TRUE(microphone->isRunning());
+        EXPECT_EQ(microphone->taps(), 1U);
+        EXPECT_EQ(temporaryFiles().size(), 2U);
+    }
+}
+
+TEST_P(States, Stop) {
+    service->stop();
+    const auto lines = printed();
+    EXPECT_EQ(afterwards(), GetParam().afterStop);
+    if (GetParam().stopRefused) {
+        EXPECT_THAT(lines, ElementsAre("Recorder: stop request can not working"));
+    } else {
+        EXPECT_THAT(lines, Contains("Recorder: state stopped"));
+        EXPECT_FALSE(service->firstFrameTime());
+    }
+    EXPECT_EQ(microphone->engines(), 0U);
+    EXPECT_FALSE(microphone->isObserved());
+    EXPECT_THAT(temporaryFiles(), IsEmpty());
+    EXPECT_THAT(heard(), IsEmpty());
+}
+
+TEST_P(States, Resume) {
+    service->resume();
+    const auto lines = printed();
+    EXPECT_EQ(afterwards(), GetParam().afterResume);
+    if (afterwards() != "resumed") {
+        EXPECT_THAT(lines, ElementsAre("Recorder: resume request can not working"));
+        return;
+    }
+    EXPECT_THAT(lines, ElementsAre("Recorder: state resumed"));
+    EXPECT_THAT(heard(), ElementsAre("resume"));
+    EXPECT_TRUE(microphone->isRunning());
+    EXPECT_EQ(microphone->mostTaps(), 1U);
+}
+
+TEST_P(States, Reset) {
+    service->reset();
+    EXPECT_THAT(printed(), Contains("Recorder: reset audio engine"));
+    EXPECT_EQ(afterwards(), "notDetermined");
+    EXPECT_EQ(microphone->engines(), 0U);
+    EXPECT_THAT(temporaryFiles(), IsEmpty());
+    service->start();
+    EXPECT_EQ(afterwards(), "started");
+}
+
+TEST_P(States, OwnerReleased) {
+    close();
+    EXPECT_EQ(microphone->engines(), 0U);
+    EXPECT_EQ(microphone->taps(), 0U);
+    EXPECT_THAT(temporaryFiles(), IsEmpty());
+    settle();
+    EXPECT_FALSE(microphone->isObserved());
+    pass(40s);
+    EXPECT_THAT(heard(), IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(, States, testing::ValuesIn(kRows));
+
+class Session : public RecorderScene {};
+
+TEST_F(Session, StartLogsReadyThenStarted) {
+    start();
+    EXPECT_THAT(printed(),
+                ElementsAre("Recorder: check record permission", "Recorder: granted record permission",
+                            "Recorder: request start", "Recorder: state ready", "Recorder: state started"));
+    EXPECT_THAT(logged(), ElementsAre("I | recording | [ST] ready", "I | recording | [ST] started"));
+    EXPECT_EQ(state(), "started(2023-11-14T22:13:20Z)");
+}
+
+struct Unfit {
+    AudioFormat format;
+    const char* text;
+};
+
+void PrintTo(const Unfit& unfit, std::ostream* out) {
+    *out << unfit.text;
+}
+
+class Formats : public RecorderScene, public testing::WithParamInterface<Unfit> {};
+
+TEST_P(Formats, AtTheStartAndInMidNightAreReportedOnce) {
+    const std::string line = std::string("E | recording | setupEngine FORMAT-ERROR ") + GetParam().text;
+    microphone->setInputFormat(GetParam().format);
+    start();
+    EXPECT_THAT(heard(), ElementsAre("fail audioInitializationFailed"));
+    EXPECT_THAT(logged(), Contains(line));
+    EXPECT_EQ(microphone->taps(), 0U);
+
+    microphone->setInputFormat({48'000.0, 1});
+    start();
+    pass(35s);
+    microphone->changeInputFormat(GetParam().format);
+    pass(10s);
+    EXPECT_THAT(heard(), ElementsAre("0: +480000", "fail audioInitializationFailed"));
+    EXPECT_EQ(std::ranges::count(logged(), line), 2);
+
+    microphone->changeInputFormat({48'000.0, 1});  // mended: the time without input becomes silence
+    pass(16s);
+    EXPECT_THAT(heard(), ElementsAre("1: +80000 -160000 +240000"));
+}
+
+INSTANTIATE_TEST_SUITE_P(, Formats,
+                         testing::Values(Unfit{{44'100.0, 1}, "sampleRate: 44100.0, channelCount: 1"},
+                                         Unfit{{8'000.0, 1}, "sampleRate: 8000.0, channelCount: 1"},
+                                         Unfit{{96'000.0, 1}, "sampleRate: 96000.0, channelCount: 1"},
+                                         Unfit{{48'000.0, 2}, "sampleRate: 48000.0, channelCount: 2"},
+                                         Unfit{{48'000.0, 4}, "sampleRate: 48000.0, channelCount: 4"},
+                                         Unfit{{0.0, 0}, "sampleRate: 0.0, channelCount: 0"},
+                                         Unfit{{std::nan(""), 1}, "sampleRate: nan, channelCount: 1"}));
+
+TEST_F(Session, FailuresOfTheSessionAreReportedOnceByName) {
+    microphone->failConfiguring(PlatformError(Kind::io, "no session"));
+    start();
+    EXPECT_THAT(heard(), ElementsAre("fail unknown(no session)"));
+    EXPECT_EQ(state(), "error(unknown(no session))");
+
+    microphone->failConfiguring({});
+    microphone->failActivating(PlatformError(Kind::audioUnavailable, "no server"));
+    start();
+    EXPECT_THAT(heard(), ElementsAre("fail audioInitializationFailed"));
+    EXPECT_THAT(logged(), Contains("E | recording | startEngine ERROR: no server"));
+}
+
+TEST_F(Session, AResumeInTheBackgroundCanBeRepeatedLater) {
+    start();
+    pass(10s);
+    microphone->beginInterruption();
+    pass(5s);
+    microphone->failActivating(PlatformError(Kind::backgroundActivation, "in the background"));
+    microphone->endInterruption();
+    pass(5s);
+    EXPECT_THAT(heard(), ElementsAre("interrupt", "resume", "fail cannotActivateInBackground"));
+    EXPECT_THAT(logged(), Contains("I | recording | [ST] resumed(cannotActivateInBackground)"));
+    EXPECT_THAT(printed(), Contains("Recorder: state resumed(cannotActivateInBackground)"));
+
+    microphone->failActivating({});
+    core->resume();
+    pass(11s);
+    EXPECT_THAT(heard(), ElementsAre("resume", "0: +160000 -160000 +160000"));
+    EXPECT_THAT(printed(), ElementsAre("Recorder: request resume", "Recorder: state resumed"));
+}
+
+TEST_F(Session, FramesThatStayAwayAreAnInterruptionUntilTheyReturn) {
+    start();
+    pass(10s);
+    microphone->setDelivering(false);
+    pass(1900ms);
+    EXPECT_THAT(heard(), IsEmpty());
+    pass(200ms);
+    EXPECT_THAT(heard(), ElementsAre("interrupt"));
+    pass(5'900ms);
+    microphone->beginInterruption();  // told late: not twice
+    microphone->endInterruption();
+    EXPECT_THAT(heard(), IsEmpty());
+    settle();
+    EXPECT_THAT(heard(), ElementsAre("resume"));
+    pass(3s);
+    EXPECT_THAT(heard(), ElementsAre("interrupt"));
+    microphone->setDelivering(true);
+    pass(10s);
+    EXPECT_THAT(heard(), ElementsAre("resume", testing::MatchesRegex("0: \\+160000 -[0-9]+ \\+[0-9]+")));
+    EXPECT_EQ(microphone->mostTaps(), 1U);
+}
+
+TEST_F(Session, AMachineThatSleptFillsTheTimeAndGoesOn) {
+    start();
+    pass(40s);
+    clock->advance(8h);  // nobody ran
+    EXPECT_LT(loop->runUntilIdle(), 20U);
+    pass(30s);
+    EXPECT_THAT(heard(), ElementsAre("0: +480000", "interrupt", "resume", HasSubstr("1: +160000 -320000"),
+                                     testing::MatchesRegex("961: -[0-9]+ \\+[0-9]+")));
+}
+
+TEST_F(Session, RestartedMediaServicesAreAnInterruptionWithANewEngine) {
+    start();
+    pass(10s);
+    microphone->resetMediaServices();
+    pass(21s);
+    EXPECT_THAT(heard(), ElementsAre("interrupt", "resume", "0: +480000"));
+    microphone->changeRoute("old device gone", {"Headphones"});
+    settle();
+    EXPECT_THAT(logged(), Contains("I | notifications | [AVAudioSession.routeChangeNotification] old device "
+                                   "gone, previous output Headphones"));
+    EXPECT_THAT(logged(), Contains("I | notifications | [AVAudioSession.mediaServicesWereResetNotification] "
+                                   "media services were reset"));
+}
+
+TEST_F(Session, EventsInAnyOrderLeaveOneTapAndNoCrash) {
+    const std::array<std::function<void()>, 6> moves{
+        [&] { microphone->beginInterruption(); },
+        [&] { microphone->endInterruption(); },
+        [&] {
+            microphone->changeInputFormat({48'000.0, 1});
+        },
+        [&] { microphone->changeRoute("category change", {}); },
+        [&] { microphone->resetMediaServices(); },
+        [&] { core->resume(); },
+    };
+    for (std::size_t order = 0; order < 6 * 6 * 6 * 6; ++order) {
+        start();
+        std::string expected = "started";
+        for (std::size_t left = order, i = 0; i < 4; left /= 6, ++i) {
+            const auto event = left % 6;
+            moves[event]();
+            pass(500ms);
+            if (event == 0) expected = "interrupted";
+            if (event == 1 || event >= 4) expected = "resumed";
+            ASSERT_THAT(state(), testing::StartsWith(expected)) << "order " << order << ", step " << i;
+            ASSERT_EQ(microphone->isRunning(), expected != "interrupted") << "order " << order;
+        }
+        core->stop();
+        settle();
+        ASSERT_EQ(microphone->engines(), 0U);
+    }
+    EXPECT_EQ(microphone->mostTaps(), 1U);
+}
+
+}  // namespace
+}  // namespace Velmor
