@@ -1,0 +1,155 @@
+#include "Reports/ReportQueries.hpp"
+
+#include "APIService/APIService.hpp"
+#include "APIService/Requests.hpp"
+#include "Log/LogAPI.hpp"
+#include "Runtime/Contain.hpp"
+#include "SessionService/SessionsService.hpp"
+
+#include <utility>
+
+namespace Velmor {
+namespace {
+
+template <class T>
+Async<T> failed(VelmorError error) {
+    AsyncPromise<T> promise;
+    promise.set(std::move(error));
+    return promise.async();
+}
+
+template <class T>
+Async<T> refusedInDeveloperMode() {
+    return failed<T>(VelmorError::unsupportedInDeveloperMode{});
+}
+
+Endpoint sessionListEndpoint(const std::string& fromDate, const std::string& toDate, Model::OrderBy orderBy,
+                             std::int64_t offset, std::int64_t limit) {
+    std::string text = "data/v1/sessions?date_gte=" + fromDate + "&date_lte=" + toDate;
+    text.append("&order_by=").append(Model::rawValue(orderBy));
+    text += "&offset=" + std::to_string(offset) + "&limit=" + std::to_string(limit);
+    return Endpoint("").query(text);
+}
+
+}  // namespace
+
+std::shared_ptr<ReportQueries> ReportQueries::make(std::shared_ptr<const Platform> platform,
+                                                   std::shared_ptr<LogAPI> log) {
+    return std::shared_ptr<ReportQueries>(new ReportQueries(std::move(platform), std::move(log)));
+}
+
+ReportQueries::ReportQueries(std::shared_ptr<const Platform> platform, std::shared_ptr<LogAPI> log)
+    : platform_(std::move(platform)),
+      log_(std::move(log)),
+      sessionService_(SessionsService::make(platform_, log_)) {}
+
+void ReportQueries::setConfig(Config config) {
+    const std::lock_guard lock(mutex_);
+    config_ = std::move(config);
+}
+
+std::optional<Config> ReportQueries::config() {
+    const std::lock_guard lock(mutex_);
+    return config_;
+}
+
+std::string ReportQueries::sessionsEntry(const std::string& fromDate, const std::string& toDate,
+                                         std::int64_t offset, std::int64_t limit) {
+    return "[CALL] reports callback " + fromDate + " - " + toDate + ", offset : " + std::to_string(offset) +
+           ", limit : " + std::to_string(limit);
+}
+
+std::string ReportQueries::averageEntry(const char* form, const std::string& fromDate,
+                                        const std::string& toDate) {
+    return std::string("[CALL] getAverageReport ") + form + " " + fromDate + " - " + toDate;
+}
+
+void ReportQueries::logEntry(const std::string& line) {
+    log_->log(LogAPI::Level::I, "reports", line);
+}
+
+void ReportQueries::detach(std::function<void(ReportQueries&)> start) {
+    platform_->tasks->post([self = shared_from_this(), start = std::move(start)] { start(*self); });
+}
+
+std::function<void(Executor::Task)> ReportQueries::callbacks() const {
+    return [tasks = platform_->tasks, log = log_](Executor::Task callback) {
+        tasks->post([log, callback = std::move(callback)] {
+            contain(callback, [&](const std::string& reason) {
+                log->log(LogAPI::Level::E, "reports", "Completion block failed: " + reason);
+            });
+        });
+    };
+}
+
+/// `convert` takes the record out of the answer and gives what the query promises.
+template <class Record, class T, class Convert>
+Async<T> ReportQueries::send(std::string_view method, const Endpoint& endpoint,
+                             const std::optional<Config>& config, Convert convert) {
+    using Outcome = typename Async<T>::Outcome;
+    const auto& path = endpoint.readable();
+    if (!config) return failed<T>(VelmorError::responseResult{path});
+    AsyncPromise<T> promise;
+    try {
+        sessionService_->apiService().request<Record>(
+            jsonRequest(method, endpoint, *config, *platform_->device), platform_->tasks,
+            [promise, path, convert, log = log_](APIService::Outcome<Record> answer) {
+                Outcome outcome = VelmorError(VelmorError::responseResult{path});
+                if (const auto* error = std::get_if<std::exception_ptr>(&answer))
+                    outcome = VelmorError::from(*error);
+                else if (auto& record = std::get<std::optional<Record>>(answer))
+                    outcome = convert(std::move(*record));
+                contain([&] { promise.set(std::move(outcome)); },
+                        [&](const std::string& reason) {
+                            log->log(LogAPI::Level::E, "reports", "A waiting task failed: " + reason);
+                        });
+            });
+    } catch (...) {
+        promise.set(VelmorError::from(std::current_exception()));
+    }
+    return promise.async();
+}
+
+Async<Model::Report> ReportQueries::report(const std::string& sessionId) {
+    logEntry("[CALL] report callback " + sessionId);
+    log_->debugPrint("Reports: get report, sessionId = " + sessionId);
+    return send<Model::Report, Model::Report>("GET", Endpoint("data/v3/sessions/").id(sessionId), config(),
+                                              [](Model::Report report) { return report; });
+}
+
+Async<Reports::Sessions> ReportQueries::reports(const std::string& fromDate, const std::string& toDate,
+                                                Model::OrderBy orderBy, std::int64_t offset,
+                                                std::int64_t limit) {
+    logEntry(sessionsEntry(fromDate, toDate, offset, limit));
+    log_->debugPrint("Reports: get sessions, from: " + fromDate + " to: " + toDate);
+    if (DeveloperMode::isOn()) return refusedInDeveloperMode<Reports::Sessions>();
+    return send<Model::ReportList, Reports::Sessions>(
+        "GET", sessionListEndpoint(fromDate, toDate, orderBy, offset, limit), config(),
+        [](Model::ReportList list) { return std::move(list.sleepSessionList); });
+}
+
+Async<void> ReportQueries::deleteReport(const std::string& sessionId) {
+    logEntry("[CALL] deleteReport callback " + sessionId);
+    log_->debugPrint("Reports: delete report, sessionId = " + sessionId);
+    if (DeveloperMode::isOn()) return refusedInDeveloperMode<void>();
+    return send<Model::DeleteReport, void>("DELETE", Endpoint("ai/v1/sessions/").id(sessionId), config(),
+                                           [](Model::DeleteReport) { return std::monostate{}; });
+}
+
+Async<Model::AverageReport> ReportQueries::getAverageReport(const std::string& fromDate,
+                                                            const std::string& toDate) {
+    const auto current = config();
+    const std::string userId = current ? current->userId() : "";
+    logEntry(averageEntry("async", fromDate, toDate));
+    log_->debugPrint("Reports: get average report, userId = " + userId + " from: " + fromDate +
+                     " to: " + toDate);
+    if (DeveloperMode::isOn()) return refusedInDeveloperMode<Model::AverageReport>();
+    return send<Model::AverageReport, Model::AverageReport>(
+        "GET",
+        Endpoint("data/v1/users/")
+            .id(userId)
+            .query("/average-stats?start_date=" + fromDate + "&end_date=" + toDate),
+        current, [](Model::AverageReport report) { return report; });
+}
+
+}  // namespace Velmor

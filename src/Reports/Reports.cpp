@@ -1,0 +1,91 @@
+#include "Reports/ReportQueries.hpp"
+
+#include <utility>
+
+#include <Velmor/Reports.hpp>
+
+namespace Velmor {
+namespace {
+
+/// Runs the asynchronous form in a task of its own, then calls `tell` with its outcome.
+template <class T>
+void detach(ReportQueries& queries, std::function<Async<T>(ReportQueries&)> start,
+            std::function<void(const typename Async<T>::Outcome&)> tell) {
+    using Outcome = typename Async<T>::Outcome;
+    queries.detach([start = std::move(start), tell = std::move(tell)](ReportQueries& running) {
+        start(running).then([post = running.callbacks(), tell](const Outcome& outcome) {
+            post([tell, outcome] { tell(outcome); });
+        });
+    });
+}
+
+template <class T>
+std::function<void(const typename Async<T>::Outcome&)> passTo(Reports::CompletionBlock<T> completionBlock) {
+    return [completionBlock = std::move(completionBlock)](const typename Async<T>::Outcome& outcome) {
+        if (const auto* error = std::get_if<VelmorError>(&outcome))
+            completionBlock({}, *error);
+        else
+            completionBlock(std::get<T>(outcome), {});
+    };
+}
+
+}  // namespace
+
+Reports::Reports(std::shared_ptr<ReportQueries> queries) : queries_(std::move(queries)) {}
+
+Reports::~Reports() = default;
+
+Async<Model::Report> Reports::report(const std::string& sessionId) {
+    return queries_->report(sessionId);
+}
+
+void Reports::report(const std::string& sessionId, CompletionBlock<Model::Report> completionBlock) {
+    queries_->logEntry("[CALL] report callback " + sessionId);
+    detach<Model::Report>(
+        *queries_, [sessionId](ReportQueries& queries) { return queries.report(sessionId); },
+        passTo<Model::Report>(std::move(completionBlock)));
+}
+
+Async<Reports::Sessions> Reports::reports(const std::string& fromDate, const std::string& toDate,
+                                          Model::OrderBy orderBy, std::int64_t offset, std::int64_t limit) {
+    return queries_->reports(fromDate, toDate, orderBy, offset, limit);
+}
+
+void Reports::reports(const std::string& fromDate, const std::string& toDate, Model::OrderBy orderBy,
+                      std::int64_t offset, std::int64_t limit, CompletionBlock<Sessions> completionBlock) {
+    queries_->logEntry(ReportQueries::sessionsEntry(fromDate, toDate, offset, limit));
+    detach<Sessions>(
+        *queries_,
+        [=](ReportQueries& queries) { return queries.reports(fromDate, toDate, orderBy, offset, limit); },
+        passTo<Sessions>(std::move(completionBlock)));
+}
+
+Async<void> Reports::deleteReport(const std::string& sessionId) {
+    return queries_->deleteReport(sessionId);
+}
+
+void Reports::deleteReport(const std::string& sessionId,
+                           std::function<void(std::optional<VelmorError>)> completionBlock) {
+    queries_->logEntry("[CALL] deleteReport callback " + sessionId);
+    detach<void>(
+        *queries_, [sessionId](ReportQueries& queries) { return queries.deleteReport(sessionId); },
+        [completionBlock = std::move(completionBlock)](const Async<void>::Outcome& outcome) {
+            const auto* error = std::get_if<VelmorError>(&outcome);
+            completionBlock(error ? std::optional(*error) : std::nullopt);
+        });
+}
+
+Async<Model::AverageReport> Reports::getAverageReport(const std::string& fromDate,
+                                                      const std::string& toDate) {
+    return queries_->getAverageReport(fromDate, toDate);
+}
+
+void Reports::getAverageReport(const std::string& fromDate, const std::string& toDate,
+                               CompletionBlock<Model::AverageReport> completionBlock) {
+    queries_->logEntry(ReportQueries::averageEntry("callback", fromDate, toDate));
+    detach<Model::AverageReport>(
+        *queries_, [=](ReportQueries& queries) { return queries.getAverageReport(fromDate, toDate); },
+        passTo<Model::AverageReport>(std::move(completionBlock)));
+}
+
+}  // namespace Velmor

@@ -1,0 +1,176 @@
+#include "../APIService/Scene.hpp"
+#include "Records.hpp"
+#include "Reports/ReportQueries.hpp"
+
+#include <stdexcept>
+
+namespace Velmor {
+namespace {
+
+using testing::ElementsAre;
+
+template <class T>
+std::string errorOf(const Async<T>& async) {
+    try {
+        async.get();
+        return "";
+    } catch (const VelmorError& error) {
+        return error.description();
+    }
+}
+
+class ReportsTest : public Scene {
+  protected:
+    ReportsTest() { queries->setConfig(config("u 1")); }
+    ~ReportsTest() override { DeveloperMode::setOn(false); }
+
+    /// Starts all four queries in their asynchronous form and returns their errors.
+    std::vector<std::string> errorsOfAll() {
+        const auto one = reports->report("s/1");
+        const auto list = reports->reports("2024-03-01", "a b", Model::OrderBy::descending, -1, 20);
+        const auto gone = reports->deleteReport("s1");
+        const auto average = reports->getAverageReport("2024-03-01", "x&y#z");
+        executor->runUntilIdle();
+        return {errorOf(one), errorOf(list), errorOf(gone), errorOf(average)};
+    }
+
+    std::vector<std::string> sent() const {
+        std::vector<std::string> out;
+        for (const auto& request : http->requests())
+            out.push_back(request.method + " " + request.url.absoluteString());
+        return out;
+    }
+
+    std::vector<std::string> logLines() const {
+        std::vector<std::string> out;
+        std::string text = files->contents("/documents/VelmorSDK.log").value_or("");
+        for (std::size_t end = 0; (end = text.find('\n')) != std::string::npos; text.erase(0, end + 1))
+            out.push_back(text.substr(0, end).substr(text.find(" | ") + 3));
+        return out;
+    }
+
+    std::shared_ptr<ReportQueries> queries = ReportQueries::make(platform, log);
+    std::shared_ptr<Reports> reports = std::make_shared<Reports>(queries);
+};
+
+TEST_F(ReportsTest, RequestsAndLines) {
+    http->setHandler([](const HttpRequest&) { return HttpResponse{200, {}, "{}"}; });
+    EXPECT_THAT(
+        errorsOfAll(),
+        ElementsAre("responseResult(data/v3/sessions/s/1)",
+                    "responseResult(data/v1/sessions?date_gte=2024-03-01&date_lte=a "
+                    "b&order_by=DESC&offset=-1&limit=20)",
+                    "responseResult(ai/v1/sessions/s1)",
+                    "responseResult(data/v1/users/u 1/average-stats?start_date=2024-03-01&end_date=x&y#z)"));
+    const std::string base = "https://api.test/base/";
+    EXPECT_THAT(
+        sent(),
+        ElementsAre(
+            "GET " + base + "data/v3/sessions/s%2F1",
+            "GET " + base +
+                "data/v1/sessions?date_gte=2024-03-01&date_lte=a%20b&order_by=DESC&offset=-1&limit=20",
+            "DELETE " + base + "ai/v1/sessions/s1",
+            "GET " + base + "data/v1/users/u%201/average-stats?start_date=2024-03-01&end_date=x&y%23z"));
+    EXPECT_THAT(logLines(),
+                ElementsAre("I | reports | [CALL] report callback s/1",
+                            "I | reports | [CALL] reports callback 2024-03-01 - a b, offset : -1, limit : 20",
+                            "I | reports | [CALL] deleteReport callback s1",
+                            "I | reports | [CALL] getAverageReport async 2024-03-01 - x&y#z"));
+    EXPECT_THAT(
+        debugLines,
+        ElementsAre("Reports: get report, sessionId = s/1", "Reports: get sessions, from: 2024-03-01 to: a b",
+                    "Reports: delete report, sessionId = s1",
+                    "Reports: get average report, userId = u 1 from: 2024-03-01 to: x&y#z"));
+}
+
+TEST_F(ReportsTest, DeveloperModeRefusesAllButOneReportBeforeAnyRequest) {
+    http->setHandler([](const HttpRequest&) { return HttpResponse{401, {}, "{}"}; });
+    DeveloperMode::setOn(true);
+    EXPECT_THAT(errorsOfAll(), ElementsAre("httpStatus(401, )", "unsupportedInDeveloperMode",
+                                           "unsupportedInDeveloperMode", "unsupportedInDeveloperMode"));
+    EXPECT_EQ(http->requestCount(), 1U);
+}
+
+TEST_F(ReportsTest, FailuresOfEveryKindAreVelmorErrors) {
+    http->enqueueFailure(PlatformError::Kind::timedOut, "late");
+    http->enqueueStatus(200, R"({"result":[]})");
+    http->enqueueStatus(204);
+    http->enqueueStatus(404, "<html>");
+    EXPECT_THAT(
+        errorsOfAll(),
+        ElementsAre("unknown(late)", "unknown(cannot decode result: expected an object, found an array)",
+                    "responseResult(ai/v1/sessions/s1)",
+                    testing::StartsWith("unknown(cannot decode: not JSON at byte ")));
+    EXPECT_EQ(errorOf(reports->report("")), "responseResult(data/v3/sessions/)");
+    queries->setConfig(config(""));
+    EXPECT_EQ(errorOf(reports->getAverageReport("a", "b")),
+              "responseResult(data/v1/users//average-stats?start_date=a&end_date=b)");
+    EXPECT_EQ(http->requestCount(), 4U);
+}
+
+TEST_F(ReportsTest, ResultsArriveInBothForms) {
+    http->setHandler([](const HttpRequest& request) -> HttpResult {
+        const auto path = request.url.absoluteString();
+        const auto is = [&](const char* part) { return path.find(part) != std::string::npos; };
+        const auto result = is("v3")        ? kReportJson
+                            : is("average") ? kAverageJson
+                            : is("ai/v1")   ? "{}"
+                                            : kListJson;
+        return HttpResponse{200, {}, "{\"result\":" + result + "}"};
+    });
+    std::vector<std::string> heard;
+    const auto hear = [&](const auto& result, const std::optional<VelmorError>& error) {
+        EXPECT_FALSE(error);
+        if constexpr (requires { result->description(); })
+            heard.push_back(result->description().substr(0, 12));
+        else
+            heard.push_back(std::to_string(result->size()) + " sessions");
+    };
+    reports->report("s1", hear);
+    reports->reports("a", "b", Model::OrderBy::ascending, 0, 2, hear);
+    reports->deleteReport("s1", [&](auto error) { heard.emplace_back(error ? "failed" : "deleted"); });
+    reports->getAverageReport("a", "b", hear);
+    EXPECT_EQ(http->requestCount(), 0U);  // nothing on the caller's thread
+    EXPECT_EQ(logLines().size(), 4U);
+    executor->runUntilIdle();
+    EXPECT_THAT(heard, ElementsAre("Timezone: As", "2 sessions", "deleted", "Period: [tim"));
+    EXPECT_EQ(logLines()[3], "I | reports | [CALL] getAverageReport callback a - b");
+    EXPECT_EQ(logLines()[7], "I | reports | [CALL] getAverageReport async a - b");
+
+    const auto list = reports->reports("a", "b", Model::OrderBy::ascending, 0, 2);
+    executor->runUntilIdle();
+    EXPECT_EQ(list.get().at(0).sessionId, "s1");
+}
+
+TEST_F(ReportsTest, CallbacksHearOfErrorsAndMayThrow) {
+    http->setHandler([](const HttpRequest&) { return HttpResponse{403, {}, R"({"detail":"no"})"}; });
+    std::optional<VelmorError> heard;
+    reports->report("s1", [&](const auto& report, const auto& error) {
+        EXPECT_FALSE(report);
+        heard = error;
+        throw std::runtime_error("host");
+    });
+    executor->runUntilIdle();
+    EXPECT_EQ(heard->description(), "httpStatus(403, no)");
+    EXPECT_EQ(logLines().back(), "E | reports | Completion block failed: host");
+}
+
+TEST_F(ReportsTest, ReleasingTheObjectEndsItsQueries) {
+    http->setHandler([](const HttpRequest&) { return std::nullopt; });
+    int called = 0;
+    const auto waiting = reports->report("s1");
+    reports->report("s2", [&](const auto&, const auto& error) {
+        ++called;
+        EXPECT_TRUE(error->template is<VelmorError::unknown>());
+    });
+    executor->runUntilIdle();
+    reports.reset();
+    queries.reset();
+    executor->runUntilIdle();
+    EXPECT_EQ(errorOf(waiting), "unknown(the query was given up)");
+    EXPECT_EQ(called, 1);
+    EXPECT_EQ(http->inFlight(), 0U);
+}
+
+}  // namespace
+}  // namespace Velmor
