@@ -1,0 +1,189 @@
+#include "Log/LogAPI.hpp"
+
+#include "Runtime/Contain.hpp"
+#include "Runtime/Text.hpp"
+
+#include <array>
+#include <cstddef>
+#include <cstdio>
+#include <span>
+#include <utility>
+
+namespace Velmor {
+namespace {
+
+constexpr std::array<std::pair<LogAPI::Level, std::string_view>, 5> kLevels{{{LogAPI::Level::I, "I"},
+                                                                             {LogAPI::Level::W, "W"},
+                                                                             {LogAPI::Level::E, "E"},
+                                                                             {LogAPI::Level::D, "D"},
+                                                                             {LogAPI::Level::WTF, "WTF"}}};
+
+std::mutex delegateMutex;  // guards delegateSlot()
+
+std::shared_ptr<VelmorDebugLoggerDelegate>& delegateSlot() {
+    static auto* slot = new std::shared_ptr<VelmorDebugLoggerDelegate>;  // outlives every thread
+    return *slot;
+}
+
+std::span<const std::byte> bytesOf(std::string_view text) {
+    return std::as_bytes(std::span(text));
+}
+
+std::string readAll(File& file) {
+    std::string text(static_cast<std::size_t>(file.size()), '\0');
+    text.resize(file.read(std::as_writable_bytes(std::span(text))));
+    return text;
+}
+
+}  // namespace
+
+VelmorDebugLoggerDelegate::~VelmorDebugLoggerDelegate() = default;
+
+void setDebugLoggerDelegate(std::shared_ptr<VelmorDebugLoggerDelegate> delegate) {
+    const std::lock_guard lock(delegateMutex);
+    delegateSlot().swap(delegate);
+}
+
+std::shared_ptr<VelmorDebugLoggerDelegate> debugLoggerDelegate() {
+    const std::lock_guard lock(delegateMutex);
+    return delegateSlot();
+}
+
+LogAPI::LogAPI(std::shared_ptr<const Platform> platform) : platform_(std::move(platform)) {}
+
+std::optional<LogAPI::Level> LogAPI::level(std::string_view text) {
+    for (const auto& [level, name] : kLevels)
+        if (name == text) return level;
+    return {};
+}
+
+std::string_view LogAPI::name(Level level) {
+    return kLevels[static_cast<std::size_t>(level)].second;
+}
+
+void LogAPI::log(Level level, std::string_view tag, std::string_view message) {
+    contain(
+        [&] {
+            const std::lock_guard lock(queue_);
+            writeLog(level, tag, message);
+        },
+        [&](const std::string& reason) { console("Error writing log: " + reason); });
+}
+
+void LogAPI::writeLog(Level level, std::string_view tag, std::string_view message) {
+    std::string line = logTimestamp(platform_->clock->wallNow());
+    line.append(" | ")
+        .append(name(level))
+        .append(" | ")
+        .append(tag)
+        .append(" | ")
+        .append(message)
+        .append("\n");
+    if (!isUtf8(line)) return;  // one such line would make the whole text unreadable for the log proxy
+    if (logFileSize() > static_cast<std::uint64_t>(kMaxFileSize)) removeFile(kLogFileName);
+    append(document(kLogFileName), line);
+}
+
+void LogAPI::append(const std::string& path, std::string_view line) {
+    std::unique_ptr<File> file;
+    try {
+        file = platform_->files->open(path, FileMode::existing);
+    } catch (const PlatformError&) {
+        platform_->files->replace(path, bytesOf(line));
+        return;
+    }
+    file->seek(file->size());
+    file->write(bytesOf(line));
+}
+
+std::uint64_t LogAPI::logFileSize() const {
+    return platform_->files->size(document(kLogFileName)).value_or(0);
+}
+
+void LogAPI::uploadLog(std::optional<Config> config, std::optional<std::string> sessionId) {
+    contain(
+        [&] {
+            std::string message, failure;
+            {
+                const std::lock_guard lock(queue_);
+                if (!moveToSendFile(failure)) return;
+                message = readFile(kLogSendFileName);
+            }
+            if (!failure.empty()) console("Failed to paste file. " + failure);
+            if (ship_) ship_({std::move(config), std::move(sessionId), std::move(message)});
+        },
+        [this](const std::string& reason) { console("Failed to upload Velmor Log : " + reason); });
+}
+
+// False when there is nothing to ship. The log file goes even if pasting failed: it must not pile up.
+bool LogAPI::moveToSendFile(std::string& failure) {
+    if (!platform_->files->size(document(kLogFileName))) return false;
+    contain([&] { pasteFile(kLogFileName, kLogSendFileName); },
+            [&](const std::string& reason) { failure = reason; });
+    removeFile(kLogFileName);
+    return true;
+}
+
+void LogAPI::pasteFile(const char* from, const char* to) const {
+    const auto text = readAll(*platform_->files->open(document(from), FileMode::read));
+    const auto target = document(to);
+    if (!platform_->files->size(target)) {
+        platform_->files->open(target, FileMode::create)->write(bytesOf(text));
+        return;
+    }
+    const auto file = platform_->files->open(target, FileMode::existing);
+    file->seek(file->size());
+    file->write(bytesOf(text));
+}
+
+std::string LogAPI::readFile(const char* name) const {
+    std::string text;
+    contain([&] { text = readAll(*platform_->files->open(document(name), FileMode::read)); },
+            [](const std::string&) {});
+    return isUtf8(text) ? text : "";  // what cannot be read is shipped as an empty text
+}
+
+void LogAPI::removeFile(const char* name) const {
+    contain([&] { platform_->files->remove(document(name)); },
+            [](const std::string&) {});  // the next write or shipment will try again
+}
+
+std::string LogAPI::document(const char* name) const {
+    return platform_->files->documentsDirectory() + name;
+}
+
+std::string LogAPI::logTimestamp(WallTime time) const {
+    const std::tm local = platform_->device->localTime(time);
+    const auto sinceEpoch = std::chrono::floor<std::chrono::milliseconds>(time.time_since_epoch());
+    const auto millis = (sinceEpoch - std::chrono::floor<std::chrono::seconds>(sinceEpoch)).count();
+    std::array<char, 96> text{};
+    std::snprintf(text.data(), text.size(), "%04d-%02d-%02d %02d:%02d:%02d.%03d", local.tm_year + 1900,
+                  local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,
+                  static_cast<int>(millis));
+    return text.data();
+}
+
+void LogAPI::debugPrint(std::string_view message) {
+    const auto delegate = debugLoggerDelegate();
+    if (!delegate) return;
+    const auto ignore = [](const std::string&) {
+    };  // a delegate that throws when told something cannot be told so
+    contain(
+        [&] {
+            const auto line =
+                logTimestamp(platform_->clock->wallNow()) + " [Velmor SDK] " + std::string(message);
+            contain([&] { delegate->didPrint(line); }, ignore);
+            console(line);
+        },
+        ignore);
+}
+
+void LogAPI::debugPrintError(const std::exception& error) {
+    debugPrint(error.what());
+}
+
+void LogAPI::console(std::string_view line) const {
+    if (platform_->console) platform_->console(line);
+}
+
+}  // namespace Velmor

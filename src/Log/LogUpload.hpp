@@ -1,0 +1,34 @@
+// The record in which the log goes to the log proxy, in the format of the Datadog log intake.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include <Velmor/Config.hpp>
+#include <Velmor/Platform.hpp>
+#include <Velmor/Platform/Device.hpp>
+#include <Velmor/Url.hpp>
+
+namespace Velmor::LogUpload {
+
+struct Request {
+    std::string ddsource;
+    std::string ddtags;
+    std::string hostname;
+    std::string message;  ///< the whole text
+    std::string service;  ///< the host application
+};
+
+/// Any well-formed answer will do.
+struct Response {
+    template <class Visitor>
+    static constexpr void eachField(Visitor&&) {}
+};
+
+Request makeRequest(const Config& config, const std::optional<std::string>& sessionId, std::string message,
+                    const Device& device);
+
+/// The intake at the platform's log proxy, or at the production one.
+Url url(const Platform& platform);
+
+}  // namespace Velmor::LogUpload
