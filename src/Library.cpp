@@ -1,0 +1,146 @@
+#include "Library.hpp"
+
+#include "Log/LogAPI.hpp"
+#include "Log/LogConfig.hpp"
+#include "Recorder/RecorderCore.hpp"
+#include "Reports/ReportQueries.hpp"
+#include "Runtime/DefaultPlatform.hpp"
+#include "SessionService/SessionsService.hpp"
+#include "SleepTrackingManager/SleepTracker.hpp"
+#include "VelmorConfig.hpp"
+
+#include <utility>
+
+namespace Velmor {
+namespace {
+
+using Request = SessionsService::Request;
+
+std::mutex sharedMutex;  // guards sharedSlot()
+
+// Never destroyed: work of the library may still be under way while the process exits.
+std::shared_ptr<Library>& sharedSlot() {
+    static auto* slot = new std::shared_ptr<Library>;
+    return *slot;
+}
+
+std::string orDash(const std::optional<std::string>& text) {
+    return text.value_or("-");
+}
+
+std::string orDash(const std::optional<Url>& url) {
+    return url ? url->absoluteString() : "-";
+}
+
+}  // namespace
+
+std::shared_ptr<Library> Library::shared() {
+    const std::lock_guard lock(sharedMutex);
+    auto& slot = sharedSlot();
+    if (!slot) slot = std::make_shared<Library>(completePlatform({}));
+    return slot;
+}
+
+void Library::replace(Platform platform, CaptureParts parts) {
+    auto next = std::make_shared<Library>(completePlatform(std::move(platform)), std::move(parts));
+    setLogConfig({});
+    const std::lock_guard lock(sharedMutex);
+    sharedSlot().swap(next);
+}
+
+// Shipments have a service of their own, so that they wait for nobody's chunks.
+Library::Library(std::shared_ptr<const Platform> platform, CaptureParts parts)
+    : platform_(std::move(platform)),
+      parts_(std::move(parts)),
+      log_(std::make_shared<LogAPI>(platform_)),
+      logService_(SessionsService::make(platform_, log_)) {
+    log_->setShip([weak = std::weak_ptr(logService_)](LogAPI::Shipment shipment) {
+        if (const auto service = weak.lock())
+            service->requestAction.send({Request::log{
+                std::move(shipment.config), std::move(shipment.sessionId), std::move(shipment.message)}});
+    });
+}
+
+Library::~Library() = default;
+
+void Library::initVelmorConfig(const std::string& apiKey, const std::optional<std::string>& userId,
+                               const std::optional<Url>& baseUrl, const std::optional<Url>& callbackUrl,
+                               const std::optional<std::string>& service,
+                               std::shared_ptr<VelmorConfigDelegate> delegate) {
+    sharedTracker()->reset();
+    auto made = VelmorConfig::make(SessionsService::make(platform_, log_), std::move(delegate), log_);
+    auto former = made;
+    {
+        const std::lock_guard lock(mutex_);
+        former.swap(slots_.config);
+    }
+    former.reset();
+    const auto earlier = logConfig();  // what is shipped below was logged before this configuration
+    const Config config(apiKey, userId.value_or(""), baseUrl, callbackUrl, service);
+    made->send({Request::userJoin{userId, config}});
+    if (DeveloperMode::isOn()) log_->log(LogAPI::Level::I, "init", "Developer mode is on");
+    log_->uploadLog(earlier, {});
+    log_->log(
+        LogAPI::Level::I, "init",
+        "[CALL] initVelmorConfig " + orDash(userId) + " " + orDash(baseUrl) + " " + orDash(callbackUrl));
+}
+
+void Library::deleteUser(const Config& config) {
+    std::shared_ptr<VelmorConfig> current;
+    {
+        const std::lock_guard lock(mutex_);
+        current = slots_.config;
+    }
+    if (current) current->send({Request::userDelete{config}});
+    log_->log(LogAPI::Level::I, "delete", "[CALL] deleteUser " + config.userId());
+}
+
+std::shared_ptr<SleepTracker> Library::sharedTracker() {
+    const std::lock_guard lock(mutex_);
+    if (!slots_.tracker) {
+        slots_.tracker = SleepTracker::make(platform_, log_, parts_);
+        slots_.manager = std::make_shared<SleepTrackingManager>(slots_.tracker);
+    }
+    return slots_.tracker;
+}
+
+std::shared_ptr<SleepTrackingManager> Library::createSleepTrackingManager(
+    const Config& config, std::weak_ptr<VelmorSleepTrackingManagerDelegate> delegate) {
+    auto tracker = SleepTracker::make(platform_, log_, parts_);
+    tracker->configure(config, std::move(delegate));
+    auto manager = std::make_shared<SleepTrackingManager>(tracker);
+    auto result = manager;
+    {
+        const std::lock_guard lock(mutex_);
+        slots_.tracker.swap(tracker);
+        slots_.manager.swap(manager);
+    }
+    log_->log(LogAPI::Level::I, "tracking", "[CALL] createSleepTrackingManager");
+    return result;
+}
+
+std::shared_ptr<Reports> Library::createReports(const Config& config) {
+    const std::lock_guard lock(mutex_);
+    if (!slots_.reports) {
+        slots_.queries = ReportQueries::make(platform_, log_);
+        slots_.reports = std::make_shared<Reports>(slots_.queries);
+    }
+    slots_.queries->setConfig(config);
+    return slots_.reports;
+}
+
+std::shared_ptr<Recorder> Library::createRecorder(std::weak_ptr<VelmorRecordingDelegate> delegate) {
+    auto core = RecorderCore::make(platform_, log_, std::move(delegate), parts_);
+    auto recorder = std::make_shared<Recorder>(core);
+    auto result = recorder;
+    std::shared_ptr<RecorderCore> former = std::move(core);
+    {
+        const std::lock_guard lock(mutex_);
+        slots_.recorder.swap(recorder);
+        slots_.recorderCore.swap(former);
+    }
+    if (former) platform_->mainLoop->post([former] { former->clearDelegate(); });
+    return result;
+}
+
+}  // namespace Velmor

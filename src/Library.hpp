@@ -1,0 +1,66 @@
+// The process-wide objects behind the entry points.
+#pragma once
+
+#include "Recorder/CaptureParts.hpp"
+
+#include <memory>
+#include <mutex>
+#include <optional>
+
+#include <Velmor/Velmor.hpp>
+
+namespace Velmor {
+
+class LogAPI;
+class RecorderCore;
+class ReportQueries;
+class SessionsService;
+class VelmorConfig;
+
+/// One platform, one log and the objects made on them. Any thread. Replacing the platform replaces the
+/// library.
+class Library {
+  public:
+    /// The library in use, made with the system's own platform on first need.
+    static std::shared_ptr<Library> shared();
+    /// `parts` go to every recording from now on.
+    static void replace(Platform platform, CaptureParts parts = {});
+
+    explicit Library(std::shared_ptr<const Platform> platform, CaptureParts parts = {});
+    ~Library();
+    Library(const Library&) = delete;
+    Library& operator=(const Library&) = delete;
+
+    void initVelmorConfig(const std::string& apiKey, const std::optional<std::string>& userId,
+                          const std::optional<Url>& baseUrl, const std::optional<Url>& callbackUrl,
+                          const std::optional<std::string>& service,
+                          std::shared_ptr<VelmorConfigDelegate> delegate);
+    void deleteUser(const Config& config);
+    std::shared_ptr<SleepTrackingManager> createSleepTrackingManager(
+        const Config& config, std::weak_ptr<VelmorSleepTrackingManagerDelegate> delegate);
+    std::shared_ptr<Reports> createReports(const Config& config);
+    std::shared_ptr<Recorder> createRecorder(std::weak_ptr<VelmorRecordingDelegate> delegate);
+
+  private:
+    struct Slots {
+        std::shared_ptr<VelmorConfig> config;
+        std::shared_ptr<SleepTracker> tracker;
+        std::shared_ptr<SleepTrackingManager> manager;
+        std::shared_ptr<ReportQueries> queries;
+        std::shared_ptr<Reports> reports;
+        std::shared_ptr<RecorderCore> recorderCore;
+        std::shared_ptr<Recorder> recorder;
+    };
+
+    std::shared_ptr<SleepTracker> sharedTracker();
+
+    const std::shared_ptr<const Platform> platform_;
+    const CaptureParts parts_;
+    const std::shared_ptr<LogAPI> log_;
+    const std::shared_ptr<SessionsService> logService_;
+    std::mutex
+        mutex_;  // guards slots_; what leaves a slot is released after unlocking, for its end may call a host
+    Slots slots_;
+};
+
+}  // namespace Velmor

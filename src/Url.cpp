@@ -1,0 +1,136 @@
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstddef>
+
+#include <Velmor/Url.hpp>
+
+namespace Velmor {
+namespace {
+
+struct Split {
+    std::string_view scheme, host, port, path;
+    std::size_t authorityEnd = 0;
+    bool valid = false;
+};
+
+bool isUnsafe(char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return byte <= 0x20 || byte >= 0x7f || c == '"' || c == '<' || c == '>' || c == '\\' || c == '^' ||
+           c == '`' || c == '{' || c == '|' || c == '}';
+}
+
+bool isHostCharacter(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' ||
+           c == '.' || c == '_';
+}
+
+bool isAddressCharacter(char c) {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F') || c == ':' || c == '.';
+}
+
+std::optional<std::uint16_t> portNumber(std::string_view digits) {
+    std::uint16_t number = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+    if (error != std::errc{} || end != digits.data() + digits.size()) return {};
+    return number;
+}
+
+bool sameLetters(std::string_view a, std::string_view lower) {
+    return a.size() == lower.size() &&
+           std::equal(a.begin(), a.end(), lower.begin(), [](char x, char y) { return (x | 0x20) == y; });
+}
+
+// Splits "[address]:port" or "host:port"; false when it is neither.
+bool splitAuthority(std::string_view authority, Split& out) {
+    std::string_view rest;
+    if (authority.starts_with('[')) {
+        const auto end = authority.find(']');
+        if (end == std::string_view::npos) return false;
+        out.host = authority.substr(1, end - 1);
+        rest = authority.substr(end + 1);
+        if (out.host.empty() || !std::all_of(out.host.begin(), out.host.end(), isAddressCharacter))
+            return false;
+    } else {
+        const auto colon = std::min(authority.find(':'), authority.size());
+        out.host = authority.substr(0, colon);
+        rest = authority.substr(colon);
+        if (out.host.empty() || !std::all_of(out.host.begin(), out.host.end(), isHostCharacter)) return false;
+    }
+    if (rest.empty()) return true;
+    out.port = rest.substr(1);
+    return rest.front() == ':' && portNumber(out.port).has_value();
+}
+
+Split split(std::string_view text) {
+    Split out;
+    const auto mark = text.find("://");
+    if (mark == std::string_view::npos || std::any_of(text.begin(), text.end(), isUnsafe)) return out;
+    out.scheme = text.substr(0, mark);
+    if (!sameLetters(out.scheme, "http") && !sameLetters(out.scheme, "https")) return out;
+    out.authorityEnd = std::min(text.find_first_of("/?#", mark + 3), text.size());
+    if (!splitAuthority(text.substr(mark + 3, out.authorityEnd - mark - 3), out)) return out;
+    out.path =
+        text.substr(out.authorityEnd,
+                    std::min(text.find_first_of("?#", out.authorityEnd), text.size()) - out.authorityEnd);
+    out.valid = true;
+    return out;
+}
+
+bool isLoopbackAddress(std::string_view host) {
+    if (!host.starts_with("127.")) return false;
+    int dots = 0;
+    for (const char c : host) {
+        if (c == '.')
+            ++dots;
+        else if (c < '0' || c > '9')
+            return false;
+    }
+    return dots == 3;
+}
+
+}  // namespace
+
+std::optional<Url> Url::parse(std::string_view text) {
+    if (!split(text).valid) return {};
+    return Url(std::string(text));
+}
+
+std::string Url::scheme() const {
+    return sameLetters(split(text_).scheme, "http") ? "http" : "https";
+}
+
+std::string Url::host() const {
+    return std::string(split(text_).host);
+}
+
+std::optional<std::uint16_t> Url::port() const {
+    return portNumber(split(text_).port);
+}
+
+std::string Url::path() const {
+    return std::string(split(text_).path);
+}
+
+std::string Url::origin() const {
+    return text_.substr(0, split(text_).authorityEnd);
+}
+
+bool Url::isLoopback() const {
+    const auto name = host();
+    return sameLetters(name, "localhost") || name == "::1" || isLoopbackAddress(name);
+}
+
+Url Url::replacingPath(std::string_view path) const {
+    const auto parts = split(text_);
+    return Url(text_.substr(0, parts.authorityEnd) + std::string(path) +
+               text_.substr(parts.authorityEnd + parts.path.size()));
+}
+
+Url Url::appending(std::string_view pathAndQuery) const {
+    auto base = origin() + path();
+    if (!base.ends_with('/')) base += '/';
+    return Url(base + std::string(pathAndQuery));
+}
+
+}  // namespace Velmor

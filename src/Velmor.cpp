@@ -1,0 +1,38 @@
+// The entry points: each is one call of the library in use.
+#include "Library.hpp"
+
+#include <utility>
+
+#include <Velmor/Velmor.hpp>
+
+namespace Velmor {
+
+void initVelmorConfig(const std::string& apiKey, const std::optional<std::string>& userId,
+                      const std::optional<Url>& baseUrl, const std::optional<Url>& callbackUrl,
+                      const std::optional<std::string>& service,
+                      std::shared_ptr<VelmorConfigDelegate> delegate) {
+    Library::shared()->initVelmorConfig(apiKey, userId, baseUrl, callbackUrl, service, std::move(delegate));
+}
+
+void deleteUser(const Config& config) {
+    Library::shared()->deleteUser(config);
+}
+
+std::shared_ptr<SleepTrackingManager> createSleepTrackingManager(
+    const Config& config, std::weak_ptr<VelmorSleepTrackingManagerDelegate> delegate) {
+    return Library::shared()->createSleepTrackingManager(config, std::move(delegate));
+}
+
+std::shared_ptr<Reports> createReports(const Config& config) {
+    return Library::shared()->createReports(config);
+}
+
+std::shared_ptr<Recorder> createRecorder(std::weak_ptr<VelmorRecordingDelegate> delegate) {
+    return Library::shared()->createRecorder(std::move(delegate));
+}
+
+void setPlatform(Platform platform) {
+    Library::replace(std::move(platform));
+}
+
+}  // namespace Velmor

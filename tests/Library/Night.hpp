@@ -1,0 +1,155 @@
+// The whole library among doubles: a bedroom that hums, a service that answers, and what the host hears as
+// lines of text.
+#pragma once
+
+#include <functional>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <Velmor/Testing.hpp>
+#include <Velmor/Velmor.hpp>
+
+namespace Velmor {
+
+using Lines = std::vector<std::string>;
+using std::chrono::milliseconds;
+using std::chrono::minutes;
+using std::chrono::seconds;
+
+/// Writes down each call, then does what the test wants done inside it.
+class Host : public VelmorConfigDelegate, public VelmorSleepTrackingManagerDelegate {
+  public:
+    explicit Host(Lines& lines) : lines_(lines) {}
+
+    void userDidJoin(const std::string& userId, const Config& config) override {
+        joined = config;
+        note("userDidJoin " + userId);
+    }
+    void didFailUserJoin(const VelmorError& error) override {
+        note("didFailUserJoin " + error.description());
+    }
+    void userDidDelete(const std::string& userId) override { note("userDidDelete " + userId); }
+    void didCreate() override { note("didCreate"); }
+    void didUpload(std::int64_t sequence) override { note("didUpload " + std::to_string(sequence)); }
+    void didClose(const std::string& sessionId) override { note("didClose " + sessionId); }
+    void didFail(const VelmorError& error) override { note("didFail " + error.description()); }
+    void didInterrupt() override { note("didInterrupt"); }
+    void didResume() override { note("didResume"); }
+    void micPermissionWasDenied() override { note("micPermissionWasDenied"); }
+    void analysing(const Model::Session& session) override { note("analysing " + session.id); }
+
+    std::function<void(const std::string&)> inside;
+    std::optional<Config> joined;
+
+  private:
+    void note(const std::string& line) {
+        lines_.push_back(line);
+        if (inside) inside(line);
+    }
+    Lines& lines_;
+};
+
+class Hum : public Testing::AudioSource {
+  public:
+    std::size_t read(std::uint64_t firstFrame, std::span<float> out) override {
+        for (auto& sample : out) sample = 0.01F * static_cast<float>(firstFrame++ % 480) - 2.4F;
+        return out.size();
+    }
+};
+
+class NightTest : public testing::Test {
+  protected:
+    NightTest() {
+        Platform platform;
+        platform.clock = clock;
+        platform.mainLoop = platform.tasks = platform.background = executor;
+        platform.http = http;
+        platform.audio = microphone;
+        platform.files = files;
+        platform.device = std::make_shared<Testing::FixedDevice>();
+        platform.console = [](std::string_view) {};
+        setPlatform(platform);
+        http->setHandler([this](const HttpRequest& request) { return answer(request); });
+    }
+
+    ~NightTest() override {
+        manager.reset();
+        setPlatform({});  // ends whatever the test left under way
+        executor->runUntilIdle();
+        EXPECT_EQ(microphone->engines(), 0U) << "the microphone is released";
+        EXPECT_EQ(http->inFlight(), 0U);
+    }
+
+    void join() {
+        initVelmorConfig("key", "u1", Url::parse("http://localhost/base"), {}, {}, host);
+        executor->runUntilIdle();
+        ASSERT_TRUE(host->joined);
+        lines.clear();
+    }
+
+    void makeManager() {
+        join();
+        manager = createSleepTrackingManager(*host->joined, host);
+    }
+
+    /// Until the session is open.
+    void begin() {
+        makeManager();
+        manager->startTracking();
+        executor->advance(seconds(2));
+        ASSERT_EQ(lines, Lines{"didCreate"});
+        lines.clear();
+    }
+
+    std::optional<HttpResult> answer(const HttpRequest& request) {
+        const auto path = this->path(request);
+        if (answerWith)
+            if (auto special = answerWith(path)) return *special;
+        if (path.ends_with("ai/v1/users") || path.find("ai/v1/users/") != path.npos)
+            return ok(R"({"result":{"user_id":"u1"}})");
+        if (path == "POST ai/v1/sessions")
+            return ok(R"({"result":{"session_id":"s)" + std::to_string(++sessions) + R"("}})");
+        if (path.starts_with("GET data/v3"))
+            return HttpResponse{404, {}, R"({"result":{"error_code":4},"detail":"not analysed yet"})"};
+        return ok("{}");
+    }
+
+    static HttpResponse ok(std::string body) { return {200, {}, std::move(body)}; }
+
+    std::string path(const HttpRequest& request) const {
+        const auto& url = request.url.absoluteString();
+        const std::string base = "http://localhost/base/";
+        return request.method + " " + (url.starts_with(base) ? url.substr(base.size()) : url);
+    }
+
+    /// Method and path of each request so far.
+    Lines sent() const {
+        Lines out;
+        for (const auto& request : http->requests()) out.push_back(path(request));
+        return out;
+    }
+
+    std::string logText() const { return files->contents("/documents/VelmorSDK.log").value_or(""); }
+    std::size_t temporaryFiles() const {
+        std::size_t count = 0;
+        for (const auto& path : files->paths()) count += path.starts_with("/tmp/") ? 1U : 0U;
+        return count;
+    }
+
+    std::shared_ptr<Testing::VirtualClock> clock = std::make_shared<Testing::VirtualClock>();
+    std::shared_ptr<Testing::ManualExecutor> executor = std::make_shared<Testing::ManualExecutor>(clock);
+    std::shared_ptr<Testing::ScriptedTransport> http = std::make_shared<Testing::ScriptedTransport>(executor);
+    std::shared_ptr<Testing::MemoryFiles> files = std::make_shared<Testing::MemoryFiles>();
+    std::shared_ptr<Testing::VirtualMicrophone> microphone =
+        std::make_shared<Testing::VirtualMicrophone>(executor, clock, std::make_shared<Hum>());
+    std::function<std::optional<HttpResult>(const std::string&)> answerWith;
+    int sessions = 0;
+    Lines lines;
+    std::shared_ptr<Host> host = std::make_shared<Host>(lines);
+    std::shared_ptr<SleepTrackingManager> manager;
+};
+
+}  // namespace Velmor
