@@ -1,0 +1,154 @@
+#include "service/Api/Routes.hpp"
+#include "service/Json/JsonText.hpp"
+
+#include <algorithm>
+#include <limits>
+
+namespace VelmorService {
+
+namespace {
+
+constexpr std::int64_t kLongestPage = 1000;
+
+/// What can honestly be said without looking at anybody's sleep.
+const char* peculiarityOf(const SessionRow& session) {
+    if (session.open()) {
+        return "IN_PROGRESS";
+    }
+    return session.seconds().value_or(0) < kShortestAnalysisSeconds ? "TOO_SHORT_FOR_ANALYSIS" : nullptr;
+}
+
+void addTimes(JsonObject& json, const SessionRow& session, std::string_view prefix) {
+    const std::string start(prefix);
+    json.add(start + "start_time", formatInstant(session.start));
+    if (session.end) {
+        json.add(start + "end_time", formatInstant(*session.end));
+    }
+    if (session.unexpectedEnd) {
+        json.add("unexpected_end_time", formatInstant(*session.unexpectedEnd));
+    }
+    json.add("created_timezone", session.timezone);
+}
+
+Response report(Store& store, const Request& request) {
+    SessionRow session = requiredSession(store, request.path[3]);
+    if (!session.open() && !session.complete) {
+        store.markComplete(session.id);
+        session.complete = true;
+    }
+    return resultResponse(reportJson(session));
+}
+
+std::optional<std::string> day(const Request& request, const std::string& key) {
+    const auto found = request.query.find(key);
+    if (found == request.query.end()) {
+        return std::nullopt;
+    }
+    if (!isDay(found->second)) {
+        throw ApiError(400, ErrorCode::kBadRequest, key + " must be a day in the form yyyy-MM-dd");
+    }
+    return found->second;
+}
+
+std::int64_t number(const Request& request, const std::string& key, std::int64_t most,
+                    std::int64_t otherwise) {
+    const auto found = request.query.find(key);
+    return found == request.query.end() ? otherwise : checkedNumber(found->second, 0, most, key);
+}
+
+bool descending(const Request& request) {
+    const auto found = request.query.find("order_by");
+    if (found != request.query.end() && found->second != "ASC" && found->second != "DESC") {
+        throw ApiError(400, ErrorCode::kBadRequest, "order_by must be ASC or DESC");
+    }
+    return found == request.query.end() || found->second == "DESC";
+}
+
+Response list(Store& store, const Request& request) {
+    const auto sessions = store.sessions({.user = requiredUser(request),
+                                          .fromDay = day(request, "date_gte"),
+                                          .toDay = day(request, "date_lte"),
+                                          .descending = descending(request),
+                                          .offset = number(request, "offset", 1'000'000'000, 0),
+                                          .limit = number(request, "limit", kLongestPage, 100)});
+    JsonArray entries;
+    for (const auto& session : sessions) {
+        JsonObject entry;
+        entry.add("session_id", session.id).add("state", session.state());
+        addTimes(entry, session, "session_");
+        entry.add("last_received_seq_num", session.highest).add("time_in_bed", session.seconds());
+        entries.addRaw(entry.text());
+    }
+    return resultResponse(JsonObject()
+                              .add("timezone", timezoneOf(request))
+                              .addRaw("sleep_session_list", entries.text())
+                              .text());
+}
+
+/// Averages would need sleep stages, so there are none; the peculiarities of the period's sessions are true
+/// all the same.
+Response average(Store& store, const Request& request) {
+    const auto from = day(request, "start_date");
+    const auto to = day(request, "end_date");
+    if (!from || !to || *from > *to) {
+        throw ApiError(400, ErrorCode::kBadRequest, "start_date and end_date must be given, in this order");
+    }
+    const auto sessions = store.sessions({.user = checkedId(request.path[3]),
+                                          .fromDay = from,
+                                          .toDay = to,
+                                          .limit = std::numeric_limits<std::int64_t>::max()});
+    std::vector<std::string> found;
+    for (const auto& session : sessions) {
+        const char* peculiarity = peculiarityOf(session);
+        if (peculiarity != nullptr && std::ranges::find(found, peculiarity) == found.end()) {
+            found.emplace_back(peculiarity);
+        }
+    }
+    JsonArray peculiarities;
+    for (const auto& peculiarity : found) {
+        peculiarities.add(peculiarity);
+    }
+    const auto period = JsonObject()
+                            .add("timezone", timezoneOf(request))
+                            .add("start_date", *from)
+                            .add("end_date", *to)
+                            .text();
+    return resultResponse(JsonObject()
+                              .addRaw("period", period)
+                              .addRaw("peculiarities", peculiarities.text())
+                              .addRaw("never_slept_sessions", "[]")
+                              .addRaw("slept_sessions", "[]")
+                              .text());
+}
+
+}  // namespace
+
+std::string reportJson(const SessionRow& session) {
+    JsonArray peculiarities;
+    const char* peculiarity = peculiarityOf(session);
+    if (peculiarity != nullptr) {
+        peculiarities.add(peculiarity);
+    }
+    JsonObject sessionJson;
+    sessionJson.add("id", session.id).add("state", session.state());
+    addTimes(sessionJson, session, "");
+    JsonObject json;
+    json.add("timezone", session.timezone)
+        .addRaw("peculiarities", peculiarities.text())
+        .add("missing_data_ratio", session.missingRatio())
+        .addRaw("session", sessionJson.text());
+    if (peculiarity == nullptr) {
+        json.addRaw("stat", JsonObject().add("time_in_bed", session.seconds()).text());
+    }
+    return json.text();
+}
+
+void addReportRoutes(Router& router, Store& store) {
+    router.add("GET", "data/v3/sessions/*",
+               [&store](const Request& request) { return report(store, request); });
+    router.add("GET", "data/v1/sessions", [&store](const Request& request) { return list(store, request); });
+    router.add("GET", "data/v1/users/*/average-stats",
+               [&store](const Request& request) { return average(store, request); });
+}
+
+}  // namespace VelmorService

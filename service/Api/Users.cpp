@@ -1,0 +1,56 @@
+#include "service/Api/Routes.hpp"
+#include "service/Json/JsonText.hpp"
+#include "service/Json/RequestBodies.hpp"
+
+namespace VelmorService {
+
+namespace {
+
+std::string sessionInfoJson(const SessionRow& session) {
+    JsonObject info;
+    info.add("session_id", session.id)
+        .add("inference_type", session.dataType)
+        .add("service", session.service)
+        .add("state", session.state())
+        .add("start_time", formatInstant(session.start));
+    if (const auto ended = session.ended()) {
+        info.add("end_time", formatInstant(*ended));
+        if (session.complete) {
+            info.add("complete_time", formatInstant(*ended));
+        }
+    }
+    return info.text();
+}
+
+Response userAnswer(Store& store, const std::string& id) {
+    JsonObject user;
+    user.add("user_id", id);
+    if (const auto last = store.lastSession(id)) {
+        user.addRaw("last_session_info", sessionInfoJson(*last));
+    }
+    return resultResponse(user.text());
+}
+
+}  // namespace
+
+void addUserRoutes(Router& router, Store& store) {
+    router.add("POST", "ai/v1/users", [&store](const Request& request) {
+        checkObject(request.raw.body);
+        return userAnswer(store, store.newUser());
+    });
+    // A developer types any id, so an unknown one is a new user and not an error.
+    router.add("GET", "ai/v1/users/*", [&store](const Request& request) {
+        const auto& id = checkedId(request.path[3]);
+        store.keepUser(id);
+        return userAnswer(store, id);
+    });
+    router.add("DELETE", "ai/v1/users/*", [&store](const Request& request) {
+        const auto& id = checkedId(request.path[3]);
+        if (!store.removeUser(id)) {
+            throw ApiError(404, ErrorCode::kUnknownUser, "there is no user " + id);
+        }
+        return resultResponse("{}");
+    });
+}
+
+}  // namespace VelmorService

@@ -1,0 +1,172 @@
+#include "service/LocalService.hpp"
+
+#include "service/Api/Routes.hpp"
+#include "service/Http/Listener.hpp"
+#include "service/Http/RequestReader.hpp"
+#include "service/Http/Router.hpp"
+#include "service/Store/Store.hpp"
+
+#include <optional>
+#include <string_view>
+#include <utility>
+
+namespace VelmorService {
+
+namespace {
+
+/// A client sends one request at a time; the rest is room for a browser's spare connections and for stalled
+/// tests.
+constexpr unsigned kThreads = 16;
+constexpr std::chrono::milliseconds kPatience{10'000};
+
+/// A web page elsewhere could reach loopback through a name of its own that resolves there. Its requests
+/// carry that name.
+void checkHost(const Request& request) {
+    const std::string* host = request.raw.header("Host");
+    if (host == nullptr) {
+        return;
+    }
+    const auto colon = host->starts_with('[') ? host->find("]:") : host->rfind(':');
+    const std::string name =
+        host->substr(0, host->starts_with('[') && colon != std::string::npos ? colon + 1 : colon);
+    if (name != "127.0.0.1" && name != "[::1]" && !equalsIgnoringCase(name, "localhost")) {
+        throw ApiError(403, ErrorCode::kForeignHost, "this service answers on loopback names only");
+    }
+}
+
+bool needsKey(const Request& request) {
+    const auto& first = request.path.front();
+    return first == "ai" || first == "data" || first == "datadog" || first == "mock";
+}
+
+}  // namespace
+
+class LocalService::Impl {
+  public:
+    explicit Impl(const LocalServiceOptions& options)
+        : apiKey_(options.apiKey),
+          onRequest_(options.onRequest),
+          store_(options.directory),
+          router_(routes(store_)),
+          listener_(options.host, options.port, kThreads,
+                    [this](Connection& connection) { serve(connection); }) {}
+
+    Listener& listener() { return listener_; }
+    FaultTable& faults() { return faults_; }
+
+  private:
+    static Router routes(Store& store) {
+        Router router;
+        addUserRoutes(router, store);
+        addSessionRoutes(router, store);
+        addReportRoutes(router, store);
+        addLogRoutes(router, store);
+        addMockRoutes(router);
+        addInspectRoutes(router, store);
+        addPageRoutes(router);
+        return router;
+    }
+
+    void serve(Connection& connection) {
+        RawRequest raw;
+        const auto outcome = readRequest(connection, RequestLimits(), raw);
+        if (outcome.status == 0) {
+            return;
+        }
+        ServedRequest served{raw.method, std::string(raw.path()), outcome.status};
+        std::optional<Fault> fault;
+        Response response;
+        if (outcome.status == 200) {
+            fault = faults_.next(served.method, served.path);
+            response = answer(std::move(raw), fault);
+        } else {
+            const int code = outcome.status == 413 ? ErrorCode::kTooLarge : ErrorCode::kBadRequest;
+            response = errorResponse(outcome.status, code, outcome.detail);
+        }
+        served.status = response.status;
+        if (onRequest_) {
+            onRequest_(served);
+        }
+        const std::string bytes = serialise(response, served.method != "HEAD");
+        if (fault) {
+            deliverFaulty(connection, *fault, bytes);
+        } else {
+            deliver(connection, bytes);
+        }
+    }
+
+    Response answer(RawRequest raw, const std::optional<Fault>& fault) {
+        Response response;
+        if (fault && fault->kind == Fault::Kind::Answer) {
+            response.status = fault->status;
+            response.body = fault->body;
+        } else if (!fault || fault->handled) {
+            response = answer(std::move(raw));
+        }
+        return response;
+    }
+
+    static void deliver(Connection& connection, const std::string& bytes) {
+        if (connection.write(bytes, kPatience) == Connection::Result::Done) {
+            connection.finish();
+        }
+    }
+
+    Response answer(RawRequest raw) {
+        try {
+            const Request request = decodeTarget(std::move(raw));
+            checkHost(request);
+            if (needsKey(request)) {
+                checkKey(request);
+            }
+            return router_.answer(request);
+        } catch (const ApiError& error) {
+            return errorResponse(error.status(), error.code(), error.what());
+        } catch (const std::exception& error) {
+            return errorResponse(500, ErrorCode::kInternal, error.what());
+        }
+    }
+
+    void checkKey(const Request& request) const {
+        const std::string* key = request.raw.header("x-api-key");
+        if (key == nullptr || key->empty()) {
+            throw ApiError(401, ErrorCode::kKeyMissing, "the header x-api-key is missing");
+        }
+        if (!apiKey_.empty() && *key != apiKey_) {
+            throw ApiError(401, ErrorCode::kKeyWrong, "this service was started with another API key");
+        }
+    }
+
+    const std::string apiKey_;
+    const std::function<void(const ServedRequest&)> onRequest_;
+    Store store_;
+    const Router router_;
+    FaultTable faults_;
+    Listener listener_;  ///< last: its threads use everything above
+};
+
+LocalService::LocalService(const LocalServiceOptions& options) : impl_(std::make_unique<Impl>(options)) {}
+
+LocalService::~LocalService() = default;
+
+std::string LocalService::url() const {
+    return impl_->listener().url();
+}
+
+std::uint16_t LocalService::port() const {
+    return impl_->listener().port();
+}
+
+void LocalService::stop() {
+    impl_->listener().stop();
+}
+
+void LocalService::addFault(Fault fault) {
+    impl_->faults().add(std::move(fault));
+}
+
+void LocalService::clearFaults() {
+    impl_->faults().clear();
+}
+
+}  // namespace VelmorService

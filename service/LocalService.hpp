@@ -1,0 +1,56 @@
+#pragma once
+
+#include "service/Fault.hpp"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace VelmorService {
+
+struct ServedRequest {
+    std::string method;
+    std::string path;  ///< as sent, without the query
+    int status = 0;
+};
+
+struct LocalServiceOptions {
+    std::string directory = {};      ///< data: a SQLite file and the mel arrays; made when it is not there
+    std::uint16_t port = 0;          ///< 0 for a free one
+    std::string host = "127.0.0.1";  ///< "127.0.0.1", "::1" or "localhost": it listens on loopback only
+    std::string apiKey = {};         ///< the only key that is accepted; empty for any
+    /// Told of every answer, on one of the service's threads; several may tell at once.
+    std::function<void(const ServedRequest&)> onRequest = {};
+};
+
+/// The session API on loopback, so that one machine without an account shows the whole product: users,
+/// sessions, mel uploads, reports, log intake, and a page at "/" for the developer. docs/local-service.md
+/// describes the endpoints.
+///
+/// Runs on threads of its own from construction to `stop`. All functions may be called from any thread.
+class LocalService {
+  public:
+    /// Throws std::runtime_error with a reason that names the port or the directory.
+    explicit LocalService(const LocalServiceOptions& options);
+    /// Stops.
+    ~LocalService();
+    LocalService(const LocalService&) = delete;
+    LocalService& operator=(const LocalService&) = delete;
+
+    /// "http://127.0.0.1:PORT", without a slash at the end.
+    std::string url() const;
+    std::uint16_t port() const;
+    /// Ends every connection and returns when the last thread has gone, at once even with idle clients.
+    void stop();
+
+    /// For tests: misbehaves from now on as the fault says.
+    void addFault(Fault fault);
+    void clearFaults();
+
+  private:
+    class Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace VelmorService

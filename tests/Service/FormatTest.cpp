@@ -1,0 +1,113 @@
+#include "Support.hpp"
+#include "service/Dates.hpp"
+#include "service/FaultServer.hpp"
+#include "service/Json/JsonText.hpp"
+#include "service/MelArray.hpp"
+
+#include <gmock/gmock.h>
+
+namespace VelmorService::Testing {
+
+TEST(Dates, ReadsInstants) {
+    const struct {
+        const char* text;
+        const char* utc;  ///< nullptr when refused
+    } rows[] = {
+        {"2024-02-29T23:59:59Z", "2024-02-29T23:59:59Z"},
+        {"2024-01-01T00:00:00.999Z", "2024-01-01T00:00:00Z"},
+        {"2024-01-01T00:30:00+09:00", "2023-12-31T15:30:00Z"},
+        {"2024-01-01T00:30:00-0330", "2024-01-01T04:00:00Z"},
+        {"1969-12-31T23:59:59Z", "1969-12-31T23:59:59Z"},
+        {"2023-02-29T00:00:00Z", nullptr},
+        {"2024-01-01T24:00:00Z", nullptr},
+        {"2024-01-01T00:00:00", nullptr},
+        {"2024-01-01T00:00:00.Z", nullptr},
+        {"2024-01-01T00:00:00Zz", nullptr},
+        {"2024-1-01T00:00:00Z", nullptr},
+        {"2024-01-01", nullptr},
+        {"", nullptr},
+    };
+    for (const auto& row : rows) {
+        const auto instant = parseInstant(row.text);
+        ASSERT_EQ(instant.has_value(), row.utc != nullptr) << row.text;
+        if (instant) {
+            EXPECT_EQ(formatInstant(*instant), row.utc) << row.text;
+        }
+    }
+}
+
+TEST(Dates, KnowsZonesWithAndWithoutSummerTime) {
+    const auto summer = *parseInstant("2024-07-01T22:30:00Z");
+    const auto winter = *parseInstant("2024-01-01T23:30:00Z");
+    EXPECT_EQ(dayOf(summer, "Europe/Berlin"), "2024-07-02");
+    EXPECT_EQ(utcOffset(winter, "Europe/Berlin"), 3600);
+    EXPECT_EQ(dayOf(winter, "America/New_York"), "2024-01-01");
+    for (const char* unknown : {"Nowhere/Land", "../../../etc/passwd", "/etc/passwd", "", "Europe"}) {
+        EXPECT_EQ(utcOffset(winter, unknown), 0) << unknown;
+    }
+}
+
+TEST(JsonText, IsValidWhateverTheBytes) {
+    EXPECT_EQ(jsonQuoted("a\"\\\n\x01\x7F</script>"), R"("a\"\\\n\u0001\u007f\u003c/script\u003e")");
+    EXPECT_EQ(jsonQuoted("\xC3\xA9\xF0\x9F\x98\xB4"), "\"\xC3\xA9\xF0\x9F\x98\xB4\"");
+    // A stray continuation, an overlong slash, a surrogate's first byte and a cut sequence.
+    EXPECT_EQ(jsonQuoted("\x80|\xC0\xAF|\xE2\x82"),
+              "\"\xEF\xBF\xBD|\xEF\xBF\xBD\xEF\xBF\xBD|\xEF\xBF\xBD\xEF\xBF\xBD\"");
+    EXPECT_EQ(jsonNumber(1.0 / 0.0), "null");
+}
+
+TEST(MelOverview, IsLinearInDecibels) {
+    const auto level = [](float power) {
+        const std::string file = melFile(power);
+        return static_cast<unsigned char>(melOverview(melPayload(file)).at(79));
+    };
+    EXPECT_EQ(level(0.0F), 0);
+    EXPECT_EQ(level(1e-10F), 0);
+    EXPECT_EQ(level(1.0F), 170);
+    EXPECT_EQ(level(1e5F), 255);
+    EXPECT_EQ(level(1e9F), 255);
+}
+
+TEST(RequestReader, RefusesWhatIsNotHttp) {
+    ServicePeer peer;
+    const struct {
+        std::string bytes;
+        const char* status;
+    } rows[] = {
+        {"GET / HTTP/1.1\r\n\r\n", "200"},
+        {"HEAD / HTTP/1.0\r\n\r\n", "200"},
+        {"GET  / HTTP/1.1\r\n\r\n", "400"},
+        {"GET / HTTP/2\r\n\r\n", "505"},
+        {"GET / HTTP/1.1\r\nno colon\r\n\r\n", "400"},
+        {"GET / HTTP/1.1\r\nA: b\r\n folded\r\n\r\n", "400"},
+        {"GET / HTTP/1.1\r\nA : b\r\n\r\n", "400"},
+        {"GET / HTTP/1.1\r\nA: b\nC: d\r\n\r\n", "400"},
+        {"GET /" + std::string(9000, 'a') + " HTTP/1.1\r\n\r\n", "414"},
+        {"GET / HTTP/1.1\r\nA: " + std::string(70000, 'a') + "\r\n\r\n", "431"},
+        {"POST /ai/v1/users HTTP/1.1\r\nContent-Length: 2\r\nContent-Length: 3\r\n\r\n{}", "400"},
+        {"POST /ai/v1/users HTTP/1.1\r\nContent-Length: -2\r\n\r\n{}", "400"},
+        {"POST /ai/v1/users HTTP/1.1\r\nContent-Length: 5000000\r\n\r\n", "413"},
+        {"POST /ai/v1/users HTTP/1.1\r\nContent-Length: 2\r\nTransfer-Encoding: chunked\r\n\r\n{}", "400"},
+        {"POST /ai/v1/users HTTP/1.1\r\nTransfer-Encoding: gzip\r\n\r\n{}", "501"},
+        {"POST /ai/v1/users HTTP/1.1\r\nx-api-key: k\r\nTransfer-Encoding: "
+         "chunked\r\n\r\n1;x=y\r\n{\r\n1\r\n}\r\n0\r\n"
+         "\r\n",
+         "200"},
+        {"POST /ai/v1/users HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n1\r\n{}\r\n", "400"},
+        {"POST /ai/v1/users HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\nffffffffffffffff\r\n", "413"},
+    };
+    for (const auto& row : rows) {
+        RawClient client(peer.service().port());
+        client.send(row.bytes);
+        EXPECT_EQ(client.receiveAll().substr(0, 12), std::string("HTTP/1.1 ") + row.status)
+            << row.bytes.substr(0, 99);
+    }
+    RawClient patient(peer.service().port());
+    patient.send(
+        "POST /ai/v1/users HTTP/1.1\r\nx-api-key: k\r\nContent-Length: 2\r\nExpect: 100-continue\r\n\r\n");
+    EXPECT_EQ(patient.receive(25), "HTTP/1.1 100 Continue\r\n\r\n");
+    patient.send("{}");
+    EXPECT_TRUE(patient.receiveAll().starts_with("HTTP/1.1 200 OK\r\n"));
+}
+
+}  // namespace VelmorService::Testing

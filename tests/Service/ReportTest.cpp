@@ -1,0 +1,164 @@
+#include "Support.hpp"
+
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+
+namespace VelmorService::Testing {
+
+namespace {
+
+using nlohmann::json;
+
+json resultOf(const Answer& answer) {
+    return json::parse(answer.body, nullptr, false).value("result", json());
+}
+
+}  // namespace
+
+TEST(Reports, CountMissingChunksFromTimesAndNumbers) {
+    // Expected are the whole half minutes from start to end, or as many as the highest number says.
+    const struct {
+        const char* end;
+        std::vector<int> numbers;
+        double ratio;
+    } rows[] = {
+        {"2024-01-31T14:05:29Z", {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}, 0.0},
+        {"2024-01-31T14:05:00Z", {4, 0, 1, 3, 3}, 0.6},
+        {"2024-01-31T14:00:29Z", {0, 1}, 0.0},
+        {"2024-01-31T14:00:29Z", {3}, 0.75},
+        {"2024-01-31T14:00:29Z", {}, 0.0},
+        {"2024-01-31T15:00:00Z", {}, 1.0},
+    };
+    ServicePeer peer;
+    for (const auto& row : rows) {
+        const auto id = peer.open("2024-01-31T14:00:00Z");
+        for (const int number : row.numbers) {
+            peer.upload(id, number);
+        }
+        peer.close(id, row.end);
+        const auto report = resultOf(peer.get("/data/v3/sessions/" + id));
+        EXPECT_DOUBLE_EQ(report.at("missing_data_ratio").get<double>(), row.ratio)
+            << row.end << ' ' << report;
+    }
+}
+
+TEST(Reports, OfALongSessionKnowOnlyTheTimeInBed) {
+    ServicePeer peer;
+    const auto id = peer.open("2024-01-31T14:00:00Z");
+    peer.close(id, "2024-01-31T14:30:00Z");
+    const auto report = resultOf(peer.get("/data/v3/sessions/" + id));
+    EXPECT_EQ(report.at("peculiarities"), json::array());
+    EXPECT_EQ(report.at("stat"), json({{"time_in_bed", 1800}}));
+}
+
+TEST(Reports, ListSessionsByLocalDayInPages) {
+    ServicePeer peer;
+    // In Seoul, nine hours ahead: 31 January 23:30, 1 February 00:30, 1 February 23:00.
+    const auto first = peer.open("2024-01-31T14:30:00Z");
+    peer.upload(first, 5);
+    peer.close(first, "2024-01-31T15:00:00Z");
+    const auto second = peer.open("2024-01-31T15:30:00Z");
+    peer.close(second, "2024-01-31T16:30:00Z");
+    const auto third = peer.open("2024-02-01T14:00:00Z");
+    peer.user = "other";
+    peer.open("2024-02-01T14:00:00Z");
+    peer.user = "tester";
+
+    const struct {
+        const char* query;
+        std::vector<std::string> ids;
+    } rows[] = {
+        {"?date_gte=2024-01-31&date_lte=2024-01-31&order_by=ASC&offset=0&limit=10", {first}},
+        {"?date_gte=2024-02-01&date_lte=2024-02-01&order_by=ASC&offset=0&limit=10", {second, third}},
+        {"?date_gte=2024-01-01&date_lte=2024-12-31&order_by=DESC&offset=0&limit=10", {third, second, first}},
+        {"?date_gte=2024-01-01&date_lte=2024-12-31&order_by=DESC&offset=1&limit=1", {second}},
+        {"?date_gte=2024-01-01&date_lte=2024-12-31&order_by=ASC&offset=3&limit=10", {}},
+        {"?date_gte=2024-01-01&date_lte=2024-12-31&order_by=ASC&offset=0&limit=0", {}},
+        {"?date_gte=2024-03-01&date_lte=2024-03-31&order_by=ASC&offset=0&limit=10", {}},
+    };
+    for (const auto& row : rows) {
+        std::vector<std::string> ids;
+        const auto list = resultOf(peer.get(std::string("/data/v1/sessions") + row.query));
+        for (const auto& entry : list.at("sleep_session_list")) {
+            ids.push_back(entry.at("session_id"));
+        }
+        EXPECT_EQ(ids, row.ids) << row.query;
+    }
+    const auto page = resultOf(peer.get("/data/v1/sessions?order_by=ASC&limit=1"));
+    EXPECT_EQ(page.at("sleep_session_list").at(0), json({{"session_id", first},
+                                                         {"state", "CLOSED"},
+                                                         {"session_start_time", "2024-01-31T14:30:00Z"},
+                                                         {"session_end_time", "2024-01-31T15:00:00Z"},
+                                                         {"created_timezone", "Asia/Seoul"},
+                                                         {"last_received_seq_num", 5},
+                                                         {"time_in_bed", 1800}}));
+    for (const char* bad : {"?date_gte=2024-02-30", "?date_lte=yesterday", "?date_gte=2024-01-01T00:00:00Z",
+                            "?order_by=asc", "?offset=-1", "?limit=1001", "?limit=ten"}) {
+        EXPECT_EQ(peer.get(std::string("/data/v1/sessions") + bad).status, 400) << bad;
+    }
+}
+
+TEST(Reports, AverageSaysWhatItCannotAverage) {
+    ServicePeer peer;
+    peer.close(peer.open("2024-01-31T14:30:00Z"), "2024-01-31T14:40:00Z");
+    peer.close(peer.open("2024-02-01T14:30:00Z"), "2024-02-01T14:40:00Z");
+    peer.open("2024-02-02T14:30:00Z");
+    const auto target = [](const char* from, const char* to) {
+        return std::string("/data/v1/users/tester/average-stats?start_date=") + from + "&end_date=" + to;
+    };
+    EXPECT_EQ(resultOf(peer.get(target("2024-01-31", "2024-02-02"))),
+              json({{"period",
+                     {{"timezone", "Asia/Seoul"}, {"start_date", "2024-01-31"}, {"end_date", "2024-02-02"}}},
+                    {"peculiarities", {"TOO_SHORT_FOR_ANALYSIS", "IN_PROGRESS"}},
+                    {"never_slept_sessions", json::array()},
+                    {"slept_sessions", json::array()}}));
+    EXPECT_EQ(resultOf(peer.get(target("2023-01-31", "2023-02-02"))).at("peculiarities"), json::array());
+    EXPECT_EQ(peer.get(target("2024-02-02", "2024-01-31")).status, 400);
+    EXPECT_EQ(peer.get("/data/v1/users/tester/average-stats").status, 400);
+}
+
+TEST(Reports, MockNightIsCompleteAndConsistent) {
+    ServicePeer peer;
+    const auto report = resultOf(peer.get("/mock/data/v3/sessions/any%20id"));
+    EXPECT_EQ(report.at("session").at("id"), "any id");
+    const auto& stat = report.at("stat");
+    EXPECT_EQ(stat.size(), 38U);
+    const auto number = [&](const char* key) { return stat.at(key).get<std::int64_t>(); };
+    EXPECT_EQ(number("time_in_bed"), 8 * 3600);
+    EXPECT_EQ(number("time_in_sleep"),
+              number("time_in_light") + number("time_in_deep") + number("time_in_rem"));
+    EXPECT_EQ(number("time_in_sleep_period"), number("time_in_sleep") + number("time_in_wake"));
+    EXPECT_EQ(number("time_in_bed"),
+              number("time_in_sleep_period") + number("sleep_latency") + number("wakeup_latency"));
+    EXPECT_EQ(number("time_in_sleep_period"), number("time_in_snoring") + number("time_in_no_snoring"));
+    EXPECT_EQ(stat.at("sleep_cycle_time").size(), static_cast<std::size_t>(number("sleep_cycle_count")));
+    for (const char* stages : {"sleep_stages", "breath_stages", "snoring_stages"}) {
+        EXPECT_EQ(report.at("session").at(stages).size(), 960U) << stages;
+    }
+}
+
+TEST(Reports, MockTakesAWholeNightAndKeepsNothing) {
+    ServicePeer peer;
+    EXPECT_EQ(resultOf(peer.get("/mock/ai/v1/users/me")).at("user_id"), "me");
+    EXPECT_EQ(peer.post("/mock/ai/v1/users", "{}").status, 200);
+    EXPECT_EQ(
+        peer.post(
+                "/mock/ai/v1/sessions",
+                R"({"upload_data_type":"AUDIO","session_start_time":"2024-01-01T00:00:00Z","force_create":true})")
+            .status,
+        200);
+    const std::vector<std::string> headers{"x-api-key: k", kFormType};
+    const auto upload = [&](const std::string& form) {
+        return exchange(peer.service().port(), "POST", "/mock/ai/v1/sessions/s/mel-data/0", headers, form)
+            .status;
+    };
+    EXPECT_EQ(upload(melForm(melFile())), 200);
+    EXPECT_EQ(upload(melForm("nonsense")), 400);
+    EXPECT_EQ(peer.post("/mock/ai/v1/sessions/s/close",
+                        R"({"session_end_time":"2024-01-01T01:00:00Z","unexpected":false})")
+                  .status,
+              200);
+    EXPECT_EQ(resultOf(peer.get("/inspect/sessions")), json::array());
+}
+
+}  // namespace VelmorService::Testing

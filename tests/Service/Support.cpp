@@ -1,0 +1,145 @@
+#include "Support.hpp"
+
+#include <arpa/inet.h>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace VelmorService::Testing {
+
+const std::string kFormType =
+    "Content-Type: multipart/form-data; boundary=4C3BFD55-9D2B-4C5F-8A8F-6A7E1B0E7D11";
+
+TemporaryDirectory::TemporaryDirectory() {
+    std::string name = (std::filesystem::temp_directory_path() / "velmor-service-XXXXXX").string();
+    if (::mkdtemp(name.data()) == nullptr) {
+        throw std::runtime_error("mkdtemp");
+    }
+    path_ = name;
+}
+
+TemporaryDirectory::~TemporaryDirectory() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
+
+RawClient::RawClient(std::uint16_t port) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (::connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        throw std::runtime_error("connect");
+    }
+}
+
+RawClient::~RawClient() {
+    ::close(socket_);
+}
+
+void RawClient::send(const std::string& bytes) {
+    for (std::size_t sent = 0; sent < bytes.size();) {
+        const auto count = ::send(socket_, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
+        if (count < 0) {
+            return;
+        }
+        sent += static_cast<std::size_t>(count);
+    }
+}
+
+std::string RawClient::receive(std::size_t count) {
+    std::string all;
+    std::array<char, 4096> block{};
+    while (all.size() < count) {
+        const auto got = ::recv(socket_, block.data(), std::min(block.size(), count - all.size()), 0);
+        if (got <= 0) {
+            reset_ = got < 0 && errno == ECONNRESET;
+            break;
+        }
+        all.append(block.data(), static_cast<std::size_t>(got));
+    }
+    return all;
+}
+
+Answer exchange(std::uint16_t port, const std::string& method, const std::string& target,
+                const std::vector<std::string>& headerLines, const std::string& body) {
+    std::string request =
+        method + " " + target + " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port) + "\r\n";
+    for (const auto& line : headerLines) {
+        request += line + "\r\n";
+    }
+    if (!body.empty()) {
+        request += "Content-Length: " + std::to_string(body.size()) + "\r\n";
+    }
+    RawClient client(port);
+    client.send(request + "\r\n" + body);
+    const std::string answer = client.receiveAll();
+    const auto end = answer.find("\r\n\r\n");
+    if (!answer.starts_with("HTTP/1.1 ") || end == std::string::npos) {
+        return {};
+    }
+    return {std::stoi(answer.substr(9, 3)), answer.substr(0, end + 2), answer.substr(end + 4)};
+}
+
+std::string melFile(float value) {
+    const std::string header = "{ 'descr': '=f4', 'fortran_order': False, 'shape': (1, 20, 1201), }";
+    std::string file = std::string("\x93NUMPY\x01\x00", 8) + static_cast<char>(header.size()) + '\0' + header;
+    std::array<char, sizeof value> bytes{};
+    std::memcpy(bytes.data(), &value, sizeof value);
+    for (int i = 0; i < 20 * 1201; ++i) {
+        file.append(bytes.data(), bytes.size());
+    }
+    return file;
+}
+
+std::string melForm(const std::string& npy) {
+    const std::string boundary = kFormType.substr(kFormType.find('=') + 1);
+    return "--" + boundary +
+           "\r\nContent-Disposition: form-data; name=\"melspectrogram\"; filename=\"melspectrogram.npy\"\r\n"
+           "Content-Type: \r\n\r\n" +
+           npy + "\r\n--" + boundary + "--";
+}
+
+ServicePeer::ServicePeer(const std::string& apiKey, std::function<void(const ServedRequest&)> onRequest)
+    : service_(
+          {.directory = directory.path() + "/data", .apiKey = apiKey, .onRequest = std::move(onRequest)}) {}
+
+Answer ServicePeer::call(const std::string& method, const std::string& target, const std::string& body) {
+    return exchange(
+        service_.port(), method, target,
+        {"x-api-key: key", "timezone: Asia/Seoul", "x-user-id: " + user, "Content-Type: application/json"},
+        body);
+}
+
+Answer ServicePeer::upload(const std::string& session, const std::string& sequence, const std::string& form) {
+    return exchange(service_.port(), "POST", "/ai/v1/sessions/" + session + "/mel-data/" + sequence,
+                    {"x-api-key: key", kFormType}, form);
+}
+
+Answer ServicePeer::upload(const std::string& session, int sequence) {
+    return upload(session, std::to_string(sequence), melForm(melFile()));
+}
+
+std::string ServicePeer::open(const std::string& start) {
+    const auto answer = post("/ai/v1/sessions", R"({"service":null,"upload_data_type":"MELSPECTROGRAM",)"
+                                                R"("session_start_time":")" +
+                                                    start +
+                                                    R"(","force_create":true,"callback_url":null,)"
+                                                    R"("callback_version":null})");
+    EXPECT_EQ(answer.status, 200) << answer.body;
+    return nlohmann::json::parse(answer.body).at("result").at("session_id").get<std::string>();
+}
+
+Answer ServicePeer::close(const std::string& session, const std::string& end, bool unexpected) {
+    return post("/ai/v1/sessions/" + session + "/close",
+                nlohmann::json{{"session_end_time", end}, {"unexpected", unexpected}}.dump());
+}
+
+}  // namespace VelmorService::Testing
