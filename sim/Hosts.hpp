@@ -1,0 +1,87 @@
+// What the night's host implements: it hears, notes, and does what a fault has armed it for.
+#pragma once
+
+#include "Night.hpp"
+
+#include <stdexcept>
+#include <string>
+
+namespace Velmor::Nights {
+
+inline constexpr const char* kKey = "K3y-Of-Simulated-Nights";
+
+class Night::Host : public VelmorSleepTrackingManagerDelegate {
+  public:
+    Host(Night& night, std::string owner) : night_(night), owner_(std::move(owner)) {}
+
+    void didCreate() override { night_.heard("didCreate"); }
+    void didUpload(std::int64_t sequence) override {
+        night_.ledger.heardUpload(owner_, sequence);
+        night_.troubled_ = 0;
+        night_.heard("didUpload");
+    }
+    void didClose(const std::string&) override { night_.heard("didClose"); }
+    void didFail(const VelmorError& error) override {
+        night_.ledger.heardFailure(owner_, error.description());
+        trouble("didFail");
+    }
+    void didInterrupt() override { trouble("didInterrupt"); }
+    void didResume() override {
+        night_.troubled_ = 0;
+        night_.heard("didResume");
+    }
+    void micPermissionWasDenied() override { night_.heard("micPermissionWasDenied"); }
+    void analysing(const Model::Session&) override { night_.heard("analysing"); }
+
+  private:
+    void trouble(const char* what) {
+        night_.troubled_ = std::max(night_.troubled_, 1);
+        night_.heard(what);
+    }
+
+    Night& night_;
+    const std::string owner_;
+};
+
+class Night::Joined : public VelmorConfigDelegate {
+  public:
+    explicit Joined(Night& night) : night_(night) {}
+    void userDidJoin(const std::string&, const Config&) override { night_.heard("userDidJoin"); }
+    void didFailUserJoin(const VelmorError&) override { night_.heard("didFailUserJoin"); }
+    void userDidDelete(const std::string&) override { night_.heard("userDidDelete"); }
+
+  private:
+    Night& night_;
+};
+
+/// Takes the chunks of a recording without a session.
+class Night::Chunks : public VelmorRecordingDelegate {
+  public:
+    explicit Chunks(Ledger& ledger) : ledger_(ledger) {}
+    void recordedData(std::string, std::int64_t) override { ledger_.takenElsewhere(); }
+    void didFail(const VelmorError&) override {}
+    void didInterrupt() override {}
+    void didResume() override {}
+    void micPermissionWasDenied() override {}
+
+  private:
+    Ledger& ledger_;
+};
+
+class Night::DebugLines : public VelmorDebugLoggerDelegate {
+  public:
+    DebugLines(Ledger& ledger, bool& throwing) : ledger_(ledger), throwing_(throwing) {}
+    void didPrint(const std::string& message) override {
+        static constexpr std::string_view kMark = " [Velmor SDK] ";
+        const auto at = message.find(kMark);
+        if (at == std::string::npos) return ledger_.broken("a debug line without its mark: " + message);
+        ledger_.debugLine(std::string_view(message).substr(at + kMark.size()));
+        if (std::exchange(throwing_, false)) throw std::runtime_error("simulated");
+    }
+
+  private:
+    Ledger& ledger_;
+    bool& throwing_;
+};
+
+}  // namespace Velmor::Nights

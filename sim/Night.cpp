@@ -1,0 +1,357 @@
+#include "Night.hpp"
+
+#include "Hosts.hpp"
+#include "Library.hpp"
+#include "Preprocessor/Preprocessor.hpp"
+#include "Random.hpp"
+#include "Recorder/AudioConstants.hpp"
+#include "Recorder/FileChunkStore.hpp"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace Velmor::Nights {
+namespace {
+
+using namespace std::chrono_literals;
+using std::chrono::milliseconds;
+using std::chrono::nanoseconds;
+
+constexpr auto kGlance = 7min;  // how often the host looks after its night
+
+/// A second of noise, again and again; or nothing at all.
+class Bedroom : public Testing::AudioSource {
+  public:
+    explicit Bedroom(bool audible) {
+        Random random(1);
+        if (audible) noise_.resize(kInputRate);
+        for (auto& value : noise_) value = static_cast<float>(random.below(2'001) - 1'000) * 2e-5F;
+    }
+    std::size_t read(std::uint64_t firstFrame, std::span<float> out) override {
+        for (std::size_t done = 0; !noise_.empty() && done < out.size();) {
+            const auto from = static_cast<std::size_t>((firstFrame + done) % kInputRate);
+            const auto count = std::min(out.size() - done, noise_.size() - from);
+            std::copy_n(noise_.begin() + static_cast<std::ptrdiff_t>(from), count,
+                        out.begin() + static_cast<std::ptrdiff_t>(done));
+            done += count;
+        }
+        return out.size();
+    }
+
+  private:
+    std::vector<float> noise_;
+};
+
+// What the library runs on between nights; it touches nothing outside.
+const Platform& emptyPlatform() {
+    static const Platform* const platform = [] {
+        auto* made = new Platform;
+        const auto clock = std::make_shared<Testing::VirtualClock>();
+        const auto loop = std::make_shared<Testing::ManualExecutor>(clock);
+        made->clock = clock;
+        made->mainLoop = made->tasks = made->background = loop;
+        made->http = std::make_shared<Testing::ScriptedTransport>(loop);
+        made->audio =
+            std::make_shared<Testing::VirtualMicrophone>(loop, clock, std::make_shared<Bedroom>(false));
+        made->files = std::make_shared<Testing::MemoryFiles>();
+        made->device = std::make_shared<Testing::FixedDevice>();
+        made->console = [](std::string_view) {};
+        return made;
+    }();
+    return *platform;
+}
+
+}  // namespace
+
+Night::Night(const Plan& of, bool keepTrace) : plan(of), trace(keepTrace) {
+    service = std::make_shared<Service>(loop, clock, ledger, plan.seed, kKey, plan.audio);
+    microphone =
+        std::make_shared<Testing::VirtualMicrophone>(audio, clock, std::make_shared<Bedroom>(plan.audio));
+    usualBuffers = {plan.audio ? 19'200U : 76'800U};  // the longer, the faster; 2 s would be a silence
+    microphone->setBufferSizes(usualBuffers);
+    watched_ = std::make_shared<WatchedFiles>(files, ledger);
+}
+
+Night::~Night() {
+    Library::replace(emptyPlatform());
+    setDebugLoggerDelegate(nullptr);
+}
+
+void Night::install() {
+    Platform platform;
+    platform.clock = clock;
+    platform.mainLoop = platform.tasks = platform.background = loop;
+    platform.http = service;
+    platform.audio = microphone;
+    platform.files = watched_;
+    platform.device = device;
+    platform.console = [this](std::string_view line) {
+        if (line.starts_with("Task failed"))
+            ledger.broken("an exception reached a loop: " + std::string(line));
+    };
+    const auto shared = std::make_shared<const Platform>(platform);
+    if (plan.audio)
+        realConvert_ = [made = std::make_shared<Preprocessor>(std::make_shared<FileChunkStore>(shared))](
+                           const std::string& path) { return made->convert(path); };
+    else
+        realConvert_ = [this, shared](const std::string&) {
+            FileChunkStore store(shared);
+            const auto text = "mel " + std::to_string(++conversions_) + " end";
+            auto mel = store.temporaryDirectory() + "result-" + store.mediumTime() + ".mel";
+            store.write(mel, std::as_bytes(std::span(text)));
+            return mel;
+        };
+    setDebugLoggerDelegate(std::make_shared<DebugLines>(ledger, debugThrows_));
+    Library::replace(platform, {[this](const std::string& path) { return convert(path); },
+                                plan.audio ? Samples::carried : Samples::counted});
+}
+
+std::string Night::convert(const std::string& path) {
+    try {
+        if (conversionsToFail_ > 0 && conversionsToFail_-- > 0) throw std::runtime_error("simulated");
+        const auto bytes = files->size(path);
+        if (bytes && *bytes != 56 + 4 * static_cast<std::uint64_t>(kChunkFrames))
+            ledger.broken("a chunk file of " + std::to_string(*bytes) + " bytes");
+        auto mel = realConvert_(path);
+        ledger.converted();
+        return mel;
+    } catch (...) {
+        ledger.conversionFailed();
+        throw;
+    }
+}
+
+Outcome Night::run() {
+    install();
+    for (const auto& fault : plan.faults)
+        later(fault.at, [this, &fault] {
+            ledger.note(std::string("FAULT ") + fault.kind->name + " " + std::to_string(fault.length) + " " +
+                        std::to_string(fault.variant));
+            if (!fault.kind->harmless) ledger.disturbed(milliseconds(fault.length) + 5s);
+            if (fault.kind->group != Group::server) ledger.mayFail();
+            fault.kind->apply(*this, fault.length, fault.variant);
+        });
+    later(0ms, [this] { configure(); });
+    later(5s, [this] { replaceManager(false); });
+    later(10s, [this] { start(); });
+    later(kGlance, [this] { lookAfter(); });
+    try {
+        runFor(plan.length);
+        end();
+    } catch (const std::exception& error) {
+        ledger.broken(std::string("an exception left the library: ") + error.what());
+    }
+    ledger.note("chunks " + std::to_string(ledger.chunks()));
+    return {ledger.violations(), trace.lines(), trace.hash(), ledger.chunks()};
+}
+
+// --- time ---
+
+void Night::later(milliseconds delay, std::function<void()> action) {
+    agenda_.emplace(clock->bootNow() + delay, std::move(action));
+}
+
+void Night::stall(milliseconds length) {
+    stalledUntil_ = std::max(stalledUntil_, clock->bootNow() + length);
+}
+
+void Night::suspend(milliseconds length) {
+    clock->advance(length);
+}
+
+void Night::runFor(nanoseconds length) {
+    const auto end = clock->bootNow() + length;
+    while (step(end)) {
+    }
+    if (clock->bootNow() < end) clock->advance(end - clock->bootNow());
+}
+
+bool Night::step(BootTime end) {
+    const auto now = clock->bootNow();
+    auto next = std::min(audio->next().value_or(BootTime::max()),
+                         std::max(loop->next().value_or(BootTime::max()), stalledUntil_));
+    if (!agenda_.empty()) next = std::min(next, agenda_.begin()->first);
+    if (next > end) return false;
+    if (next > now) clock->advance(next - now);
+    const bool stalled = clock->bootNow() < stalledUntil_;
+    while (audio->runUntilIdle() + (stalled ? 0 : loop->runUntilIdle()) > 0) {
+    }
+    if (!stalled) ledger.settle();
+    while (!agenda_.empty() && agenda_.begin()->first <= clock->bootNow())
+        agenda_.extract(agenda_.begin()).mapped()();
+    return true;
+}
+
+// --- the host ---
+
+void Night::start() {
+    ++starts_;
+    if (manager_) manager_->startTracking();
+}
+
+void Night::stop() {
+    if (!manager_) return;
+    manager_->stopTracking();
+    later(100ms, [this, starts = starts_, from = clock->bootNow()] {
+        const bool comparable = clock->bootNow() - from == 100ms && from >= stalledUntil_;
+        if (starts == starts_ && comparable) checkMicrophoneGone("after a stop");
+    });
+}
+
+void Night::resume() {
+    if (manager_) manager_->resumeTracking();
+}
+
+void Night::analyse() {
+    if (manager_) manager_->requestAnalysis();
+}
+
+void Night::ask() {
+    if (manager_) manager_->getTrackingStatus();
+}
+
+void Night::configure() {
+    ledger.abandoned(owner_);
+    const auto url = Url::parse("http://localhost/base");
+    initVelmorConfig(kKey, "joined", url, {}, {}, std::make_shared<Joined>(*this));
+}
+
+void Night::removeUser() {
+    deleteUser(Config(kKey, "joined", Url::parse("http://localhost/base")));
+}
+
+void Night::replaceManager(bool keepFormer) {
+    ledger.note("new manager");
+    if (keepFormer && manager_) {
+        ledger.twoManagers();
+        former_.emplace_back(manager_, host_);
+    } else {
+        ledger.abandoned(owner_);
+        ledger.recordingReleased();
+    }
+    owner_ = "u" + std::to_string(++managers_);
+    const auto former = host_;  // it may be the one that is calling
+    host_ = std::make_shared<Host>(*this, owner_);
+    const Config config(kKey, owner_, Url::parse("http://localhost/base"));
+    manager_.reset();
+    manager_ = createSleepTrackingManager(config, host_);
+    troubled_ = 0;
+}
+
+void Night::releaseDelegate() {
+    ledger.deafened(owner_);
+    host_.reset();
+}
+
+void Night::recordBeside(milliseconds length) {
+    ledger.twoManagers();
+    beside_ = std::make_shared<Chunks>(ledger);
+    const auto recorder = createRecorder(beside_);
+    recorder->startRecording();
+    later(length, [recorder] { recorder->stopRecording(); });
+}
+
+void Night::heard(const char* what) {
+    ledger.note(std::string("host: ") + what);
+    const auto action = std::exchange(armed_, -1);
+    if (action >= 0) act(action);
+}
+
+void Night::act(std::int64_t variant) {
+    switch (variant % 10) {
+        case 0:
+            throw std::runtime_error("simulated");
+        case 1:
+            throw variant;
+        case 2:
+            return stop();
+        case 3:
+            return start();
+        case 4:
+            return resume();
+        case 5:
+            return analyse();
+        case 6:
+            return ask();
+        case 7:
+            return configure();
+        case 8:
+            return replaceManager(false);
+        default:
+            return releaseDelegate();
+    }
+}
+
+// What a sensible application does: a night without a session is started again, one in trouble is resumed,
+// and when that does not help, stopped.
+void Night::lookAfter() {
+    ledger.checkProgress();
+    if (!manager_ || !host_) replaceManager(false);
+    if (!manager_->getTrackingStatus().sessionId)
+        start();
+    else if (troubled_ > 1)
+        stop();
+    else if (troubled_ == 1)
+        resume();
+    if (troubled_ > 0) ++troubled_;
+    later(kGlance, [this] { lookAfter(); });
+}
+
+// --- the end ---
+
+void Night::end() {
+    ledger.note("the night ends");
+    agenda_.clear();
+    files->clearFaults();
+    if (files->contents("/tmp/velmor")) files->remove("/tmp/velmor");
+    armed_ = -1;
+    stalledUntil_ = clock->bootNow();
+    stop();
+    runFor(5min);
+    for (int minutes = 0; ledger.inFlight() > 0 && minutes < 30; ++minutes) runFor(1min);
+    analyse();
+    runFor(40s);
+    checkLeftOvers();
+    ledger.abandoned(owner_);
+    ledger.twoManagers();
+    manager_.reset();
+    former_.clear();
+    Library::replace(emptyPlatform());
+    runFor(10s);
+    checkReleased();
+    ledger.finish();
+}
+
+void Night::checkMicrophoneGone(const char* when) {
+    if (!former_.empty() || beside_) return;  // they may be recording
+    if (microphone->engines() + microphone->taps() > 0)
+        ledger.broken(std::string("the microphone is open ") + when);
+}
+
+void Night::checkLeftOvers() {
+    std::size_t temporary = 0;
+    bool sendFile = false;
+    for (const auto& path : files->paths()) {
+        temporary += path.starts_with("/tmp/velmor/") ? 1U : 0U;
+        sendFile = sendFile || path.ends_with("_send.log");
+        if (files->contents(path).value_or("").find(kKey) != std::string::npos)
+            ledger.broken("the API key is in " + path);
+    }
+    if (former_.empty() && temporary > watched_->temporaryFaults())
+        ledger.broken(std::to_string(temporary) + " files left behind");
+    if (sendFile && watched_->documentsFaults() == 0) ledger.broken("the send file was kept");
+}
+
+void Night::checkReleased() {
+    former_.clear();
+    beside_.reset();
+    host_.reset();
+    checkMicrophoneGone("after its owner went");
+    if (loop->next() || audio->next()) ledger.broken("timers left behind");
+    if (files->openFiles() > 0) ledger.broken(std::to_string(files->openFiles()) + " files left open");
+    realConvert_ = nullptr;
+    if (watched_.use_count() > 1 || service.use_count() > 1)
+        ledger.broken("somebody still holds the platform: " + std::to_string(watched_.use_count()));
+}
+
+}  // namespace Velmor::Nights
