@@ -3,6 +3,7 @@
 #include "Runtime/Contain.hpp"
 #include "Runtime/Text.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdio>
@@ -33,6 +34,12 @@ std::string readAll(File& file) {
     std::string text(static_cast<std::size_t>(file.size()), '\0');
     text.resize(file.read(std::as_writable_bytes(std::span(text))));
     return text;
+}
+
+bool endsWithLine(File& file, std::uint64_t size) {
+    std::array<std::byte, 1> last{};
+    file.seek(size - std::min<std::uint64_t>(size, 1));
+    return file.read(last) == 0 || last[0] == std::byte{'\n'};
 }
 
 }  // namespace
@@ -92,8 +99,17 @@ void LogAPI::append(const std::string& path, std::string_view line) {
         platform_->files->replace(path, bytesOf(line));
         return;
     }
-    file->seek(file->size());
-    file->write(bytesOf(line));
+    const auto size = file->size();
+    if (!std::exchange(endsWhole_, false) && !endsWithLine(*file, size)) {
+        file->seek(0);
+        auto text = readAll(*file);
+        text.resize(text.rfind('\n') + 1);
+        platform_->files->replace(path, bytesOf(text.append(line)));
+    } else {
+        file->seek(size);
+        file->write(bytesOf(line));
+    }
+    endsWhole_ = true;
 }
 
 std::uint64_t LogAPI::logFileSize() const {
@@ -124,16 +140,16 @@ bool LogAPI::moveToSendFile(std::string& failure) {
     return true;
 }
 
+// In one step: a text that could only be moved in part would be shipped as if it were whole.
 void LogAPI::pasteFile(const char* from, const char* to) const {
-    const auto text = readAll(*platform_->files->open(document(from), FileMode::read));
+    const auto read = [&](const std::string& path) {
+        return readAll(*platform_->files->open(path, FileMode::read));
+    };
+    const auto text = read(document(from));
     const auto target = document(to);
-    if (!platform_->files->size(target)) {
-        platform_->files->open(target, FileMode::create)->write(bytesOf(text));
-        return;
-    }
-    const auto file = platform_->files->open(target, FileMode::existing);
-    file->seek(file->size());
-    file->write(bytesOf(text));
+    auto whole = platform_->files->size(target) ? read(target) : std::string();
+    whole.append(text, 0, text.rfind('\n') + 1);
+    platform_->files->replace(target, bytesOf(whole));
 }
 
 std::string LogAPI::readFile(const char* name) const {

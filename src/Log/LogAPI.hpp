@@ -81,8 +81,11 @@ class LogAPI {
     std::string document(const char* name) const;
 
     const std::shared_ptr<const Platform> platform_;
-    std::mutex queue_;  // one file operation of the log at a time
-    Ship ship_;         // constant after set-up
+    std::mutex queue_;  // one file operation of the log at a time; guards endsWhole_
+    /// Whether the log file is known to end with a line: not after a process before this one may have died in
+    /// a write, nor after a write that failed half way. The rest of a line is then cut off.
+    bool endsWhole_ = false;
+    Ship ship_;  // constant after set-up
 };
 
 /// Process-wide slot of the debug delegate; it outlives every LogAPI.

@@ -165,7 +165,7 @@ TEST_F(LogApiTest, ShipmentGoesOnWhateverFileOperationFails) {
         bool told;
     } rows[] = {
         {"live unreadable", {.operation = Operation::open, .path = kLive}, "", true},
-        {"send not writable", {.operation = Operation::write, .path = kSend}, "", true},
+        {"send not writable", {.operation = Operation::replace, .path = kSend}, "", true},
         {"send unreadable", {.operation = Operation::read, .path = kSend}, "", false},
         {"live not removable", {.operation = Operation::remove, .path = kLive}, "new\n", false},
     };
