@@ -9,6 +9,7 @@
 namespace Velmor::Nights {
 
 inline constexpr const char* kKey = "K3y-Of-Simulated-Nights";
+inline constexpr const char* kDebugCall = "debug: didPrint";
 
 class Night::Host : public VelmorSleepTrackingManagerDelegate {
   public:
@@ -57,31 +58,36 @@ class Night::Joined : public VelmorConfigDelegate {
 /// Takes the chunks of a recording without a session.
 class Night::Chunks : public VelmorRecordingDelegate {
   public:
-    explicit Chunks(Ledger& ledger) : ledger_(ledger) {}
-    void recordedData(std::string, std::int64_t) override { ledger_.takenElsewhere(); }
-    void didFail(const VelmorError&) override {}
-    void didInterrupt() override {}
-    void didResume() override {}
-    void micPermissionWasDenied() override {}
+    explicit Chunks(Night& night) : night_(night) {}
+    void recordedData(std::string, std::int64_t) override {
+        night_.ledger.takenElsewhere();
+        night_.heard("recorder: recordedData");
+    }
+    void didFail(const VelmorError&) override { night_.heard("recorder: didFail"); }
+    void didInterrupt() override { night_.heard("recorder: didInterrupt"); }
+    void didResume() override { night_.heard("recorder: didResume"); }
+    void micPermissionWasDenied() override { night_.heard("recorder: micPermissionWasDenied"); }
 
   private:
-    Ledger& ledger_;
+    Night& night_;
 };
 
 class Night::DebugLines : public VelmorDebugLoggerDelegate {
   public:
-    DebugLines(Ledger& ledger, bool& throwing) : ledger_(ledger), throwing_(throwing) {}
+    explicit DebugLines(Night& night) : night_(night) {}
     void didPrint(const std::string& message) override {
         static constexpr std::string_view kMark = " [Velmor SDK] ";
         const auto at = message.find(kMark);
-        if (at == std::string::npos) return ledger_.broken("a debug line without its mark: " + message);
-        ledger_.debugLine(std::string_view(message).substr(at + kMark.size()));
-        if (std::exchange(throwing_, false)) throw std::runtime_error("simulated");
+        if (at == std::string::npos) return night_.ledger.broken("a debug line without its mark: " + message);
+        const auto line = message.substr(at + kMark.size());
+        night_.ledger.debugLine(line);
+        if (std::exchange(night_.debugThrows_, false)) throw std::runtime_error("simulated");
+        if (line.starts_with("Session created") && night_.armed_ && night_.armed_->call == kDebugCall)
+            night_.heard(std::string(kDebugCall));
     }
 
   private:
-    Ledger& ledger_;
-    bool& throwing_;
+    Night& night_;
 };
 
 }  // namespace Velmor::Nights

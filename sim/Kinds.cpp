@@ -1,5 +1,6 @@
 #include "Kinds.hpp"
 
+#include "Actions.hpp"
 #include "Night.hpp"
 
 #include <array>
@@ -129,6 +130,35 @@ void notice(Night& night, const decltype(AudioNotification::event)& event) {
     night.microphone->notify({event, {}});
 }
 
+// The operation number `nth` of the night's files fails, or all from there on, for 150 s at most; somebody
+// else's chunk is there to be swept. The night goes on as if nothing had been.
+void operationFails(Night& night, std::int64_t nth, std::int64_t variant) {
+    constexpr auto kLength = 150s;
+    const bool once = variant % 2 == 0;
+    night.files->put("/tmp/velmor/chunk-01:02:03:04_0.pcm", "of a dead process");
+    night.beginFileFault({.nth = static_cast<std::size_t>(nth),
+                          .fromThenOn = !once,
+                          .kind = variant / 4 % 2 == 0 ? ErrorKind::io : ErrorKind::noSpace,
+                          .keptBytes = variant / 2 % 2 == 0 ? 0U : 7U});
+    night.service->allowRepeatedLogs();
+    night.ledger.disturbed(kLength);
+    night.later(kLength, [&night] { night.endFileFault(); });
+    night.expect([&night, once] {
+        if (night.ledger.recorderFailures() > (once ? 1U : 6U)) night.ledger.broken("a failure told again");
+        if (night.ledger.sinceUpload() > 8min) night.ledger.broken("no chunk after the files came back");
+    });
+}
+
+// `variant`: 100 x which call + what the host does in it.
+void delegateCall(Night& night, std::int64_t, std::int64_t variant) {
+    const auto* call = delegateCalls()[static_cast<std::size_t>(variant / 100) % delegateCalls().size()];
+    night.armDelegate(static_cast<std::size_t>(variant % 100) % actions().size(), call);
+    night.expect([&night, call] {
+        if (!night.acted()) return night.ledger.broken(std::string("the host never heard ") + call);
+        if (night.callsSinceAction() == 0) night.ledger.broken(std::string("no call after ") + call);
+    });
+}
+
 using N = Night;
 using L = std::int64_t;
 using Microphone = Testing::VirtualMicrophone;
@@ -211,6 +241,7 @@ constexpr auto kAll = std::to_array<Kind>({
          true},
 
         {Group::storage, "file-fault", 12, fileFault},
+        {Group::storage, "operation-fails", 0, operationFails},
         {Group::storage, "temporary-gone", 3, temporaryDirectoryGone},
         {Group::storage, "conversion-fails", 4, [](N& n, L, L v) { n.failConversions(1 + v % 4); }},
 
@@ -243,7 +274,10 @@ constexpr auto kAll = std::to_array<Kind>({
         {Group::use, "two-managers", 1, [](N& n, L, L) { n.replaceManager(true); }},
         {Group::use, "delete-user", 2, [](N& n, L, L) { n.removeUser(); }, true},
         {Group::use, "recorder-beside", 1, [](N& n, L length, L) { n.recordBeside(milliseconds(length)); }},
-        {Group::use, "delegate-acts", 8, [](N& n, L, L v) { n.armDelegate(v); }},
+        {Group::use, "delegate-acts", 8,
+         [](N& n, L, L v) { n.armDelegate(static_cast<std::size_t>(v % 10)); }},
+        {Group::use, "delegate-call", 0, delegateCall},
+        {Group::use, "query", 0, [](N& n, L, L) { n.queryReport(); }, true},
         {Group::use, "debug-delegate-throws", 2, [](N& n, L, L) { n.armDebugDelegate(); }, true},
 });
 

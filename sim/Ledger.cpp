@@ -16,6 +16,15 @@ bool isLifecycle(Call call) {
     return call == Call::create || call == Call::mel || call == Call::close;
 }
 
+constexpr std::string_view kForm = "0000-00-00 00:00:00.000 | ";
+
+bool hasLogForm(std::string_view line) {
+    if (line.size() <= kForm.size()) return false;
+    for (std::size_t i = 0; i < kForm.size(); ++i)
+        if (kForm[i] == '0' ? line[i] < '0' || line[i] > '9' : line[i] != kForm[i]) return false;
+    return true;
+}
+
 std::optional<std::int64_t> numberAfter(std::string_view line, std::string_view prefix) {
     if (!line.starts_with(prefix)) return {};
     std::int64_t value = 0;
@@ -77,10 +86,7 @@ void Ledger::checkProgress() {
 }
 
 void Ledger::logLine(std::string_view line) {
-    static constexpr std::string_view kForm = "0000-00-00 00:00:00.000 | ";
-    bool whole = line.size() > kForm.size() && line.back() == '\n' && line.find('\n') == line.size() - 1;
-    for (std::size_t i = 0; whole && i < kForm.size(); ++i)
-        whole = kForm[i] == '0' ? line[i] >= '0' && line[i] <= '9' : line[i] == kForm[i];
+    const bool whole = hasLogForm(line) && line.find('\n') == line.size() - 1;
     if (!whole) return broken("a log line is torn: " + std::string(line));
     line = line.substr(kForm.size(), line.size() - kForm.size() - 1);
     note("log: " + std::string(line));
@@ -94,6 +100,17 @@ void Ledger::logLine(std::string_view line) {
     if (line.starts_with("E | tracking | ") && !line.starts_with("E | tracking | request failed") &&
         !line.starts_with("E | tracking | delegate:"))
         ++failureLines_;
+}
+
+void Ledger::checkLogText(std::string_view text, std::string_view end) {
+    while (!text.empty()) {
+        const auto length = text.find(end);
+        const auto line = text.substr(0, length);
+        if (!hasLogForm(line) || line.find(" | ", kForm.size()) == line.npos || length == text.npos ||
+            line.find(line.substr(0, 8), 8) != line.npos)
+            return broken("a torn line in the log's text: " + std::string(line));
+        text.remove_prefix(length + end.size());
+    }
 }
 
 std::uint64_t Ledger::sent(const Sent& sent) {
@@ -149,6 +166,7 @@ void Ledger::heardUpload(const std::string& owner, std::int64_t sequence) {
     if (found == expected.end())
         return broken("didUpload without an accepted upload: " + std::to_string(sequence));
     expected.erase(found);
+    lastUpload_ = now();
     ++ended_;
 }
 
@@ -156,6 +174,7 @@ void Ledger::heardFailure(const std::string& owner, std::string_view description
     ++failuresHeard_;
     auto& failures = instants_[owner].failures;
     if (failures.empty()) {
+        ++recorderFailures_;
         if (!recorderMayFail_) broken("didFail without a failure: " + std::string(description));
         return;
     }

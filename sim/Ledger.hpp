@@ -19,7 +19,10 @@
 
 namespace Velmor::Nights {
 
-enum class Call { create, mel, close, analysis, user, log, other };
+enum class Call { create, mel, close, analysis, report, user, log, other };
+
+/// User id of those who read reports beside the night.
+inline constexpr const char* kReader = "reader";
 
 struct Sent {
     Call call = Call::other;
@@ -39,6 +42,8 @@ class Ledger {
 
     void debugLine(std::string_view line);
     void logLine(std::string_view line);
+    /// What is in a log file, or was shipped with `end` for the end of a line.
+    void checkLogText(std::string_view text, std::string_view end);
     void logLineUnseen() { ++unseenLines_; }
     void converted() { ++converted_; }
     void takenElsewhere() { ++ended_; }  ///< by a recorder's own host
@@ -66,6 +71,10 @@ class Ledger {
 
     std::size_t inFlight() const { return flights_.size(); }
     std::size_t chunks() const { return handedOver_; }
+    /// Failures that the host heard of and no request had.
+    std::size_t recorderFailures() const { return recorderFailures_; }
+    /// Time since a chunk was last confirmed.
+    std::chrono::nanoseconds sinceUpload() const { return now() - lastUpload_; }
 
   private:
     struct Session {
@@ -96,12 +105,12 @@ class Ledger {
 
     std::size_t converted_ = 0, handedOver_ = 0, ended_ = 0, stoppedLines_ = 0, publisherLines_ = 0;
     std::size_t conversionFailures_ = 0, convertLines_ = 0, unseenLines_ = 0;
-    std::size_t failuresHeard_ = 0, failureLines_ = 0;
+    std::size_t failuresHeard_ = 0, failureLines_ = 0, recorderFailures_ = 0;
 
     bool unsettled_ = false, recorderMayFail_ = false, numbersAreMixed_ = false, interrupted_ = false;
     std::optional<std::chrono::nanoseconds> first_;  // of the recording
     std::optional<std::int64_t> last_;
-    std::chrono::nanoseconds lastAt_{0}, disturbedUntil_{-1};
+    std::chrono::nanoseconds lastAt_{0}, disturbedUntil_{-1}, lastUpload_{0};
 };
 
 }  // namespace Velmor::Nights

@@ -17,8 +17,6 @@ using namespace std::chrono_literals;
 using std::chrono::milliseconds;
 using std::chrono::nanoseconds;
 
-constexpr auto kGlance = 7min;  // how often the host looks after its night
-
 /// A second of noise, again and again; or nothing at all.
 class Bedroom : public Testing::AudioSource {
   public:
@@ -101,7 +99,7 @@ void Night::install() {
             store.write(mel, std::as_bytes(std::span(text)));
             return mel;
         };
-    setDebugLoggerDelegate(std::make_shared<DebugLines>(ledger, debugThrows_));
+    hearDebugLines();
     Library::replace(platform, {[this](const std::string& path) { return convert(path); },
                                 plan.audio ? Samples::carried : Samples::counted});
 }
@@ -142,7 +140,7 @@ Outcome Night::run() {
         ledger.broken(std::string("an exception left the library: ") + error.what());
     }
     ledger.note("chunks " + std::to_string(ledger.chunks()));
-    return {ledger.violations(), trace.lines(), trace.hash(), ledger.chunks()};
+    return {ledger.violations(), trace.lines(), trace.hash(), ledger.chunks(), operations_};
 }
 
 // --- time ---
@@ -157,6 +155,11 @@ void Night::stall(milliseconds length) {
 
 void Night::suspend(milliseconds length) {
     clock->advance(length);
+}
+
+void Night::endFileFault() {
+    operations_ = files->operationCount();
+    files->clearFaults();
 }
 
 void Night::runFor(nanoseconds length) {
@@ -182,121 +185,6 @@ bool Night::step(BootTime end) {
     return true;
 }
 
-// --- the host ---
-
-void Night::start() {
-    ++starts_;
-    if (manager_) manager_->startTracking();
-}
-
-void Night::stop() {
-    if (!manager_) return;
-    manager_->stopTracking();
-    later(100ms, [this, starts = starts_, from = clock->bootNow()] {
-        const bool comparable = clock->bootNow() - from == 100ms && from >= stalledUntil_;
-        if (starts == starts_ && comparable) checkMicrophoneGone("after a stop");
-    });
-}
-
-void Night::resume() {
-    if (manager_) manager_->resumeTracking();
-}
-
-void Night::analyse() {
-    if (manager_) manager_->requestAnalysis();
-}
-
-void Night::ask() {
-    if (manager_) manager_->getTrackingStatus();
-}
-
-void Night::configure() {
-    ledger.abandoned(owner_);
-    const auto url = Url::parse("http://localhost/base");
-    initVelmorConfig(kKey, "joined", url, {}, {}, std::make_shared<Joined>(*this));
-}
-
-void Night::removeUser() {
-    deleteUser(Config(kKey, "joined", Url::parse("http://localhost/base")));
-}
-
-void Night::replaceManager(bool keepFormer) {
-    ledger.note("new manager");
-    if (keepFormer && manager_) {
-        ledger.twoManagers();
-        former_.emplace_back(manager_, host_);
-    } else {
-        ledger.abandoned(owner_);
-        ledger.recordingReleased();
-    }
-    owner_ = "u" + std::to_string(++managers_);
-    const auto former = host_;  // it may be the one that is calling
-    host_ = std::make_shared<Host>(*this, owner_);
-    const Config config(kKey, owner_, Url::parse("http://localhost/base"));
-    manager_.reset();
-    manager_ = createSleepTrackingManager(config, host_);
-    troubled_ = 0;
-}
-
-void Night::releaseDelegate() {
-    ledger.deafened(owner_);
-    host_.reset();
-}
-
-void Night::recordBeside(milliseconds length) {
-    ledger.twoManagers();
-    beside_ = std::make_shared<Chunks>(ledger);
-    const auto recorder = createRecorder(beside_);
-    recorder->startRecording();
-    later(length, [recorder] { recorder->stopRecording(); });
-}
-
-void Night::heard(const char* what) {
-    ledger.note(std::string("host: ") + what);
-    const auto action = std::exchange(armed_, -1);
-    if (action >= 0) act(action);
-}
-
-void Night::act(std::int64_t variant) {
-    switch (variant % 10) {
-        case 0:
-            throw std::runtime_error("simulated");
-        case 1:
-            throw variant;
-        case 2:
-            return stop();
-        case 3:
-            return start();
-        case 4:
-            return resume();
-        case 5:
-            return analyse();
-        case 6:
-            return ask();
-        case 7:
-            return configure();
-        case 8:
-            return replaceManager(false);
-        default:
-            return releaseDelegate();
-    }
-}
-
-// What a sensible application does: a night without a session is started again, one in trouble is resumed,
-// and when that does not help, stopped.
-void Night::lookAfter() {
-    ledger.checkProgress();
-    if (!manager_ || !host_) replaceManager(false);
-    if (!manager_->getTrackingStatus().sessionId)
-        start();
-    else if (troubled_ > 1)
-        stop();
-    else if (troubled_ == 1)
-        resume();
-    if (troubled_ > 0) ++troubled_;
-    later(kGlance, [this] { lookAfter(); });
-}
-
 // --- the end ---
 
 void Night::end() {
@@ -304,13 +192,14 @@ void Night::end() {
     agenda_.clear();
     files->clearFaults();
     if (files->contents("/tmp/velmor")) files->remove("/tmp/velmor");
-    armed_ = -1;
+    armed_.reset();
     stalledUntil_ = clock->bootNow();
     stop();
     runFor(5min);
     for (int minutes = 0; ledger.inFlight() > 0 && minutes < 30; ++minutes) runFor(1min);
     analyse();
     runFor(40s);
+    for (const auto& holds : expectations_) holds();
     checkLeftOvers();
     ledger.abandoned(owner_);
     ledger.twoManagers();
@@ -333,6 +222,7 @@ void Night::checkLeftOvers() {
     bool sendFile = false;
     for (const auto& path : files->paths()) {
         temporary += path.starts_with("/tmp/velmor/") ? 1U : 0U;
+        if (path.ends_with("/VelmorSDK.log")) ledger.checkLogText(files->contents(path).value_or(""), "\n");
         sendFile = sendFile || path.ends_with("_send.log");
         if (files->contents(path).value_or("").find(kKey) != std::string::npos)
             ledger.broken("the API key is in " + path);

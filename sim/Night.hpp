@@ -11,6 +11,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,7 @@ struct Outcome {
     std::vector<std::string> trace;
     std::uint64_t hash = 0;
     std::size_t chunks = 0;
+    std::size_t operations = 0;  ///< of files, until `endFileFault`
 };
 
 class Night {
@@ -39,6 +41,8 @@ class Night {
     void later(std::chrono::milliseconds delay, std::function<void()> action);
     void stall(std::chrono::milliseconds length);
     void suspend(std::chrono::milliseconds length);
+    /// Inside a task of the loop: nothing else of the loop runs, but sound goes on.
+    void block(std::chrono::milliseconds length) { audio->advance(length); }
     void failConversions(std::int64_t count) { conversionsToFail_ = count; }
     void start();
     void stop();
@@ -49,9 +53,21 @@ class Night {
     void replaceManager(bool keepFormer);
     void removeUser();
     void recordBeside(std::chrono::milliseconds length);
-    void armDelegate(std::int64_t variant) { armed_ = variant; }
+    void queryReport();
+    void hearDebugLines();
+    void replaceLibrary();
     void releaseDelegate();
+    void releaseManager() { manager_.reset(); }
     void armDebugDelegate() { debugThrows_ = true; }
+    /// The host does `actions()[action]` inside the next call, or the next that is called `call`.
+    void armDelegate(std::size_t action, const char* call = nullptr) { armed_ = {action, call}; }
+
+    void beginFileFault(Testing::MemoryFiles::Fault fault) { files->addFault(std::move(fault)); }
+    void endFileFault();
+    /// Looked at when the night is over, before its objects go; it breaks a rule or does not.
+    void expect(std::function<void()> holds) { expectations_.push_back(std::move(holds)); }
+    bool acted() const { return callsSinceAction_.has_value(); }
+    std::size_t callsSinceAction() const { return callsSinceAction_.value_or(0); }
 
     const std::shared_ptr<Testing::VirtualClock> clock = std::make_shared<Testing::VirtualClock>();
     const std::shared_ptr<Testing::ManualExecutor> loop = std::make_shared<Testing::ManualExecutor>(clock);
@@ -71,10 +87,11 @@ class Night {
     class Chunks;
     class DebugLines;
 
+    static constexpr std::chrono::minutes kGlance{7};  // how often the host looks after its night
+
     void install();
     std::string convert(const std::string& path);
-    void heard(const char* what);
-    void act(std::int64_t variant);
+    void heard(const std::string& what);
     void runFor(std::chrono::nanoseconds length);
     bool step(BootTime end);
     void lookAfter();
@@ -89,7 +106,14 @@ class Night {
     BootTime stalledUntil_{};
     std::int64_t conversionsToFail_ = 0;
     std::uint64_t conversions_ = 0;
-    std::int64_t armed_ = -1;
+    struct Armed {
+        std::size_t action;
+        const char* call;
+    };
+    std::optional<Armed> armed_;
+    std::optional<std::size_t> callsSinceAction_;
+    std::vector<std::function<void()>> expectations_;
+    std::size_t operations_ = 0;
     bool debugThrows_ = false;
     std::uint64_t starts_ = 0;  // so that a check after a stop knows whether recording began again
     int managers_ = 0;

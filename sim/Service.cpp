@@ -78,7 +78,8 @@ Sent Service::understand(const HttpRequest& request) const {
     }
     path.remove_prefix(kBase.size());
     if (path.starts_with("ai/v1/users")) sent.call = Call::user;
-    if (path.starts_with("data/v3/sessions/")) sent.call = Call::analysis;
+    if (path.starts_with("data/v3/sessions/"))
+        sent.call = sent.owner == kReader ? Call::report : Call::analysis;
     if (path == "ai/v1/sessions") sent.call = Call::create;
     if (path.starts_with("ai/v1/sessions/")) {
         path.remove_prefix(15);
@@ -125,6 +126,7 @@ void Service::inspectLog(const HttpRequest& request) {
     if (!logsMayRepeat_ && logsInFlight_ == 0 && lastLog_.size() > 30 &&
         message.find(lastLog_) != std::string::npos)
         ledger_.broken("a text of the log shipped twice");
+    ledger_.checkLogText(message, "\\n");
     lastLog_ = std::move(message);  // a text whose shipment is under way rides along with the next
     ++logsInFlight_;
 }
@@ -138,7 +140,7 @@ std::optional<HttpResult> Service::answer() {
                std::find(rule.calls.begin(), rule.calls.end(), call_) != rule.calls.end();
     });
     if (found == rules_.end()) {
-        *accepted_ = call_ != Call::analysis;  // not analysed yet: 404
+        *accepted_ = accepts();
         return usual();
     }
     const auto rule = *found;
@@ -152,7 +154,17 @@ HttpResponse Service::usual() {
             return {200, {}, R"({"result":{"user_id":"joined"}})"};
         case Call::create:
             return {200, {}, R"({"result":{"session_id":"s)" + std::to_string(++sessions_) + R"("}})"};
+        case Call::close:
+            closed_ = true;
+            return {200, {}, "{}"};
         case Call::analysis:
+        case Call::report:
+            if (closed_)
+                return {200,
+                        {},
+                        R"({"result":{"timezone":"UTC","peculiarities":[],"missing_data_ratio":0,"session":)"
+                        R"({"id":"s1","state":"COMPLETE","start_time":"2024-03-05T23:10:04Z",)"
+                        R"("created_timezone":"UTC"}}})"};
             return {404, {}, R"({"result":{"error_code":4},"detail":"not analysed yet"})"};
         default:
             return {200, {}, "{}"};
@@ -177,8 +189,8 @@ std::optional<HttpResult> Service::misbehave(const Rule& rule) {
         case Trouble::status: {
             const int status = static_cast<int>(rule.variant % 500) + 100;
             const bool result = status >= 200 && status < 400 && status != 204;
-            *accepted_ = result ? call_ != Call::analysis
-                                : status == 204 && call_ != Call::create && call_ != Call::analysis;
+            *accepted_ =
+                result ? accepts() : status == 204 && call_ != Call::create && call_ != Call::analysis;
             if (result) return HttpResult(HttpResponse{status, {}, usual().body});
             const bool wordy = rule.variant % 3 == 0;
             return HttpResult(HttpResponse{status, {}, wordy ? R"({"detail":"no"})" : garbage});
@@ -191,7 +203,7 @@ std::optional<HttpResult> Service::misbehave(const Rule& rule) {
             return HttpResult(PlatformError(kKinds[variant % kKinds.size()], "simulated"));
         case Trouble::slow:
             scripted_.setDelay(std::chrono::milliseconds(rule.variant * 2));  // up to 20 s
-            *accepted_ = call_ != Call::analysis;
+            *accepted_ = accepts();
             return usual();
     }
     return {};

@@ -42,6 +42,7 @@ class Service : public HttpTransport {
     std::optional<HttpResult> answer();
     std::optional<HttpResult> misbehave(const Rule& rule);
     HttpResponse usual();
+    bool accepts() const { return closed_ || (call_ != Call::analysis && call_ != Call::report); }
 
     const std::shared_ptr<Testing::VirtualClock> clock_;
     Ledger& ledger_;
@@ -53,6 +54,7 @@ class Service : public HttpTransport {
     Call call_ = Call::other;         // of the request being answered
     std::shared_ptr<bool> accepted_;  // likewise
     int sessions_ = 0;
+    bool closed_ = false;  // a session; its analysis can be had
     bool logsMayRepeat_ = false;
     int logsInFlight_ = 0;
     std::string lastLog_;

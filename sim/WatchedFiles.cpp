@@ -56,7 +56,9 @@ void WatchedFiles::logged(const std::string& path, std::span<const std::byte> by
     if (!path.ends_with("/VelmorSDK.log")) return;
     std::string line(bytes.size(), '\0');
     std::copy(bytes.begin(), bytes.end(), std::as_writable_bytes(std::span(line)).begin());
-    ledger_.logLine(line);
+    // all of it when a torn line is mended; the new line is the last
+    const auto before = line.size() < 2 ? line.npos : line.rfind('\n', line.size() - 2);
+    ledger_.logLine(before == line.npos ? line : line.substr(before + 1));
 }
 
 std::unique_ptr<File> WatchedFiles::open(const std::string& path, FileMode mode) {

@@ -1,8 +1,9 @@
 // velmor-nights: whole nights under random faults, thousands of times faster than they pass.
 #include "Kinds.hpp"
-#include "Night.hpp"
 #include "Plan.hpp"
 #include "Random.hpp"
+#include "Simulate.hpp"
+#include "Sweeps.hpp"
 
 #include <CLI/CLI.hpp>
 #include <cinttypes>
@@ -26,6 +27,8 @@ struct Options {
     std::string night;
     std::string regressions;
     double atLeast = 0;
+    std::string sweep;
+    std::size_t stride = 1;
 };
 
 /// What was simulated so far.
@@ -38,42 +41,6 @@ struct Tally {
 
 double processorSeconds() {
     return static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
-}
-
-Outcome simulate(const Plan& plan, bool keepTrace) {
-    Night night(plan, keepTrace);
-    return night.run();
-}
-
-// Drops faults, many at a time and then one by one, while the night still fails.
-Plan shrink(Plan plan) {
-    for (std::size_t size = std::max<std::size_t>(plan.faults.size() / 2, 1); size > 0; size /= 2) {
-        for (std::size_t from = 0; from < plan.faults.size();) {
-            auto fewer = plan;
-            const auto first = fewer.faults.begin() + static_cast<std::ptrdiff_t>(from);
-            const auto count = std::min(size, fewer.faults.size() - from);
-            fewer.faults.erase(first, first + static_cast<std::ptrdiff_t>(count));
-            if (simulate(fewer, false).violations.empty())
-                from += size;
-            else
-                plan = std::move(fewer);
-        }
-    }
-    return plan;
-}
-
-void explain(const Plan& plan, const Outcome& outcome) {
-    std::printf("FAILED %s\n", text(plan).c_str());
-    for (std::size_t i = 0; i < outcome.violations.size() && i < 3; ++i)
-        std::printf("  %s\n", outcome.violations[i].c_str());
-    const auto smaller = shrink(plan);
-    const auto again = simulate(smaller, true);
-    std::printf("  shrinks to %s\n", text(smaller).c_str());
-    std::size_t broken = 0;
-    while (broken < again.trace.size() && again.trace[broken].find("BROKEN") == std::string::npos) ++broken;
-    for (std::size_t i = broken > 30 ? broken - 30 : 0; i < again.trace.size() && i <= broken + 2; ++i)
-        std::printf("    %s\n", again.trace[i].c_str());
-    std::fflush(stdout);
 }
 
 void simulateAndCount(const Plan& plan, const Options& options, Tally& tally) {
@@ -178,8 +145,12 @@ int main(int argc, char** argv) {
     app.add_option("--at-least", options.atLeast, "fail below this many times real time");
     app.add_flag("--until-failure", options.untilFailure, "end with the first night that fails");
     app.add_flag("--verbose", options.verbose, "print each night's trace hash; with --night, its trace");
+    app.add_option("--sweep", options.sweep, "instead of nights, one of: " + sweepNames());
+    app.add_option("--stride", options.stride, "of what a sweep goes through, every so many only")
+        ->check(CLI::PositiveNumber);
     CLI11_PARSE(app, argc, argv);
     try {
+        if (!options.sweep.empty()) return sweep(options.sweep, {options.stride, options.audio}) ? 0 : 1;
         return run(options);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "velmor-nights: %s\n", error.what());
