@@ -16,7 +16,7 @@ function(velmor_target name)
         target_compile_options(${name} PRIVATE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fstack-protector-strong)
         # g++ 12 sees impossible overlaps and lengths where it inlines additions of strings
         target_compile_options(${name} PRIVATE
-            $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict> $<$<CXX_COMPILER_ID:GNU>:-Wno-stringop-overflow>)
+            "$<$<CXX_COMPILER_ID:GNU>:-Wno-restrict;-Wno-stringop-overflow;-Wno-array-bounds>")
         target_link_options(${name} PRIVATE LINKER:-z,relro,-z,now,-z,noexecstack)
     endif()
     if(VELMOR_SANITIZE)
