@@ -2,6 +2,19 @@
 
 set(VELMOR_SANITIZE "" CACHE STRING "Sanitizers for every target, as -fsanitize= takes them")
 
+# velmor_lightweight(NAME): objects that are linked into a host; it pays for their weight. Only the library itself is
+# optimised as a whole: for each of the tests that would take longer than it is worth.
+function(velmor_lightweight name)
+    if(NOT CMAKE_BUILD_TYPE STREQUAL "Release")
+        return()
+    endif()
+    target_compile_options(${name} PRIVATE -Os -ffunction-sections -fdata-sections)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+        target_compile_options(${name} PRIVATE -flto -ffat-lto-objects)
+        target_link_options(${name} INTERFACE $<$<NOT:$<STREQUAL:$<TARGET_PROPERTY:NAME>,velmor>>:-fno-lto>)
+    endif()
+endfunction()
+
 function(velmor_target name)
     target_compile_features(${name} PUBLIC cxx_std_20)
     set_target_properties(${name} PROPERTIES

@@ -1,7 +1,6 @@
 #include "Preprocessor/ConverterWrapper.hpp"
 
 #include "Preprocessor/Chunk/ChunkConverter.hpp"
-#include "Preprocessor/MelSpectrogram.hpp"
 #include "Preprocessor/velmor_NR.hpp"
 
 #include <utility>
@@ -48,13 +47,15 @@ std::optional<std::vector<float>> ConverterWrapper::convertMel(std::span<const f
 }
 
 std::optional<std::vector<float>> ConverterWrapper::convertChunk(std::span<const float> samples) const {
-    if (samples.size() == kChunkSamples) {
-        std::vector<float> mel(kMelCells);
-        withConverter([&](ChunkConverter& converter) { converter.convert(samples, mel); });
-        return mel;
-    }
+    if (samples.size() == kChunkSamples) return convertChunk(samples.first<kChunkSamples>());
     const auto clean = noiseReduction(samples);
     return clean ? convertMel(*clean) : std::nullopt;
+}
+
+std::vector<float> ConverterWrapper::convertChunk(std::span<const float, kChunkSamples> samples) const {
+    std::vector<float> mel(kMelCells);
+    withConverter([&](ChunkConverter& converter) { converter.convert(samples, mel); });
+    return mel;
 }
 
 }  // namespace velmor

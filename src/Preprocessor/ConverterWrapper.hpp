@@ -4,6 +4,8 @@
 // union. Chunks of 480,000 samples take the fast road (ChunkConverter), other lengths the plain one
 // (NoiseReduction, transMel).
 
+#include "Preprocessor/MelSpectrogram.hpp"
+
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -29,6 +31,9 @@ class ConverterWrapper {
 
     /// convertMel of noiseReduction.
     std::optional<std::vector<float>> convertChunk(std::span<const float> samples) const;
+
+    /// The same of a chunk. A program that calls nothing else of this does not carry the plain road.
+    std::vector<float> convertChunk(std::span<const float, kChunkSamples> samples) const;
 
   private:
     template <class Use>

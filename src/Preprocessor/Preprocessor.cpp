@@ -62,16 +62,12 @@ std::vector<std::byte> melFileImage(const velmor::ConverterWrapper& converter,
     if (samples.size() % velmor::kChunkSamples != 0)
         throw PreprocessorError(PreprocessorError::arrayLength{});
     VELMOR_ASSERT(samples.size() <= std::numeric_limits<std::int32_t>::max());
-    std::optional<std::vector<float>> mel;
-    if (samples.size() == velmor::kChunkSamples) {
-        mel = converter.convertChunk(samples);
-    } else {
-        if (!converter.noiseReduction(samples)) throw PreprocessorError(PreprocessorError::noiseReduction{});
-        mel = converter.convertMel(samples);
-    }
-    if (!mel) throw PreprocessorError(PreprocessorError::convertMel{});
-    const auto chunks = static_cast<std::int64_t>(mel->size() / velmor::kMelCells);
-    return velmor::Npy({chunks, velmor::kMelBands, velmor::kMelFrames}, *mel, velmor::NpyByteOrder::native,
+    if (samples.empty()) throw PreprocessorError(PreprocessorError::noiseReduction{});
+    std::vector<float> mel;
+    if (samples.size() == velmor::kChunkSamples)
+        mel = converter.convertChunk(samples.first<velmor::kChunkSamples>());
+    const auto chunks = static_cast<std::int64_t>(mel.size() / velmor::kMelCells);
+    return velmor::Npy({chunks, velmor::kMelBands, velmor::kMelFrames}, mel, velmor::NpyByteOrder::native,
                        false)
         .format();
 }

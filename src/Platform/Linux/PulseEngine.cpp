@@ -225,7 +225,7 @@ void PulseEngine::read() {
 }
 
 void PulseEngine::deliver(const void* data, std::size_t bytes) {
-    static constexpr std::array<float, 480> kSilence{};
+    static std::array<float, 480> kSilence{};  // constants would be in the library's file
     const std::size_t frames = bytes / sizeof(float);
     const BootTime end = capturedUpTo(frames);
     if (data != nullptr) {
