@@ -1,4 +1,5 @@
 #include "HttpSupport.hpp"
+#include "Platform/Linux/CurlTransport.hpp"
 #include "service/FaultServer.hpp"
 
 #include <atomic>
@@ -58,6 +59,17 @@ TEST_F(HttpTest, SendsWhatItIsGivenAndNothingElse) {
         EXPECT_TRUE(server.requests().back().bytes == bytes) << server.requests().back().bytes.substr(0, 400);
     }
     EXPECT_EQ(server.connections(), cases.size()) << "a fresh connection for each";
+}
+
+TEST_F(HttpTest, SaysThatItsLibraryIsMissing) {
+    for (const char* library : {"libnone.so.4", "libc.so.6"}) {
+        const auto without = makeCurlTransport({}, library);
+        for (int i = 0; i < 2; ++i) {
+            const auto result = answerTo(*without, request("GET"));
+            EXPECT_EQ(kindOf(result), Kind::cannotConnect);
+            EXPECT_TRUE(textOf(result).starts_with("libcurl cannot be loaded: ")) << textOf(result);
+        }
+    }
 }
 
 TEST_F(HttpTest, DotSegmentsStayAsTheyAre) {

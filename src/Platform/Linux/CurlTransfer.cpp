@@ -77,14 +77,15 @@ PlatformError::Kind kindOf(CURLcode code) {
 
 }  // namespace
 
-CurlTransfer::CurlTransfer(HttpRequest request, const HttpOptions& options, SocketTable& sockets,
-                           Instant sentAt)
-    : request_(withinReason(std::move(request))),
+CurlTransfer::CurlTransfer(const CurlApi& curl, HttpRequest request, const HttpOptions& options,
+                           SocketTable& sockets, Instant sentAt)
+    : curl_(curl),
+      request_(withinReason(std::move(request))),
       loopbackOnly_(request_.url.scheme() == "http" && !options.allowClearText),
       sockets_(sockets),
       sentAt_(sentAt),
       lastByte_(sentAt),
-      easy_(curl_easy_init(), curl_easy_cleanup) {
+      easy_(curl.easy_init(), curl.easy_cleanup) {
     if (easy_) setUp(options);
 }
 
@@ -94,28 +95,27 @@ CurlTransfer::~CurlTransfer() {
 }
 
 void CurlTransfer::setUp(const HttpOptions& options) {
-    CURL* easy = handle();
-    curl_easy_setopt(easy, CURLOPT_PRIVATE, this);
-    curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, message_.data());
-    curl_easy_setopt(easy, CURLOPT_URL, request_.url.absoluteString().c_str());
-    curl_easy_setopt(easy, CURLOPT_PATH_AS_IS, 1L);
-    curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
-    curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
-    curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 0L);
-    curl_easy_setopt(easy, CURLOPT_FRESH_CONNECT, 1L);
-    curl_easy_setopt(easy, CURLOPT_FORBID_REUSE, 1L);
-    curl_easy_setopt(easy, CURLOPT_HTTP_CONTENT_DECODING, 0L);
-    curl_easy_setopt(easy, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(kMaxBody));
+    set(CURLOPT_PRIVATE, this);
+    set(CURLOPT_ERRORBUFFER, message_.data());
+    set(CURLOPT_URL, request_.url.absoluteString().c_str());
+    set(CURLOPT_PATH_AS_IS, 1L);
+    set(CURLOPT_PROTOCOLS_STR, "http,https");
+    set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+    set(CURLOPT_FOLLOWLOCATION, 0L);
+    set(CURLOPT_FRESH_CONNECT, 1L);
+    set(CURLOPT_FORBID_REUSE, 1L);
+    set(CURLOPT_HTTP_CONTENT_DECODING, 0L);
+    set(CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(kMaxBody));
     // Without it a name server that does not answer would hold up the end of a request for minutes.
-    curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);
-    curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+    set(CURLOPT_QUICK_EXIT, 1L);
+    set(CURLOPT_NOSIGNAL, 1L);
     // Lets libcurl share the time out between the addresses of a host; the limits themselves are ours.
-    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS,
-                     static_cast<long>(std::min(request_.idleLimit, request_.totalLimit).count()));
+    set(CURLOPT_CONNECTTIMEOUT_MS,
+        static_cast<long>(std::min(request_.idleLimit, request_.totalLimit).count()));
     // The machine itself is never reached through a proxy. Elsewhere the usual variables count, and what a
     // proxy is told stays apart from what the server is told.
-    if (request_.url.isLoopback()) curl_easy_setopt(easy, CURLOPT_PROXY, "");
-    curl_easy_setopt(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+    if (request_.url.isLoopback()) set(CURLOPT_PROXY, "");
+    set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     setUpMethod();
     setUpHeaders();
     setUpTrust(options);
@@ -123,14 +123,13 @@ void CurlTransfer::setUp(const HttpOptions& options) {
 }
 
 void CurlTransfer::setUpMethod() {
-    CURL* easy = handle();
     if (!request_.body.empty() || request_.method == "POST") {
-        curl_easy_setopt(easy, CURLOPT_POST, 1L);
-        curl_easy_setopt(easy, CURLOPT_POSTFIELDS, request_.body.data());  // not copied
-        curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request_.body.size()));
+        set(CURLOPT_POST, 1L);
+        set(CURLOPT_POSTFIELDS, request_.body.data());  // not copied
+        set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request_.body.size()));
     }
-    if (request_.method == "HEAD") curl_easy_setopt(easy, CURLOPT_NOBODY, 1L);
-    curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, request_.method.c_str());
+    if (request_.method == "HEAD") set(CURLOPT_NOBODY, 1L);
+    set(CURLOPT_CUSTOMREQUEST, request_.method.c_str());
 }
 
 void CurlTransfer::setUpHeaders() {
@@ -141,7 +140,7 @@ void CurlTransfer::setUpHeaders() {
     addHeaderLine("Expect:");
     for (const char* name : {"Accept", "Content-Type"})
         if (!hasHeader(name)) addHeaderLine(std::string(name) + ':');
-    curl_easy_setopt(handle(), CURLOPT_HTTPHEADER, headers_.get());
+    set(CURLOPT_HTTPHEADER, headers_.get());
 }
 
 bool CurlTransfer::hasHeader(std::string_view name) const {
@@ -150,34 +149,32 @@ bool CurlTransfer::hasHeader(std::string_view name) const {
 }
 
 void CurlTransfer::addHeaderLine(const std::string& line) {
-    curl_slist* longer = curl_slist_append(headers_.get(), line.c_str());
+    curl_slist* longer = curl_.slist_append(headers_.get(), line.c_str());
     if (longer == nullptr) throw std::bad_alloc();
     static_cast<void>(headers_.release());
     headers_.reset(longer);
 }
 
 void CurlTransfer::setUpTrust(const HttpOptions& options) {
-    CURL* easy = handle();
-    curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 1L);
-    curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 2L);
-    curl_easy_setopt(easy, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
-    curl_easy_setopt(easy, CURLOPT_SSL_SESSIONID_CACHE, 0L);
+    set(CURLOPT_SSL_VERIFYPEER, 1L);
+    set(CURLOPT_SSL_VERIFYHOST, 2L);
+    set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+    set(CURLOPT_SSL_SESSIONID_CACHE, 0L);
     if (options.caFile.empty()) return;
-    curl_easy_setopt(easy, CURLOPT_CAINFO, options.caFile.c_str());
-    curl_easy_setopt(easy, CURLOPT_CAPATH, nullptr);  // instead of the system's, not beside them
+    set(CURLOPT_CAINFO, options.caFile.c_str());
+    set(CURLOPT_CAPATH, nullptr);  // instead of the system's, not beside them
 }
 
 void CurlTransfer::setUpCallbacks() {
-    CURL* easy = handle();
-    curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &onBody);
-    curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
-    curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &onHeader);
-    curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
-    curl_easy_setopt(easy, CURLOPT_OPENSOCKETFUNCTION, &onOpenSocket);
-    curl_easy_setopt(easy, CURLOPT_OPENSOCKETDATA, this);
+    set(CURLOPT_WRITEFUNCTION, &onBody);
+    set(CURLOPT_WRITEDATA, this);
+    set(CURLOPT_HEADERFUNCTION, &onHeader);
+    set(CURLOPT_HEADERDATA, this);
+    set(CURLOPT_OPENSOCKETFUNCTION, &onOpenSocket);
+    set(CURLOPT_OPENSOCKETDATA, this);
     // A connection may be closed after its transfer is gone, hence the table and not this.
-    curl_easy_setopt(easy, CURLOPT_CLOSESOCKETFUNCTION, &onCloseSocket);
-    curl_easy_setopt(easy, CURLOPT_CLOSESOCKETDATA, &sockets_);
+    set(CURLOPT_CLOSESOCKETFUNCTION, &onCloseSocket);
+    set(CURLOPT_CLOSESOCKETDATA, &sockets_);
 }
 
 std::size_t CurlTransfer::onBody(char* data, std::size_t size, std::size_t count, void* self) {
@@ -255,8 +252,8 @@ curl_socket_t CurlTransfer::openSocket(const curl_sockaddr& address) {
 void CurlTransfer::observe(Instant now) {
     curl_off_t up = 0;
     curl_off_t down = 0;
-    curl_easy_getinfo(handle(), CURLINFO_SIZE_UPLOAD_T, &up);
-    curl_easy_getinfo(handle(), CURLINFO_SIZE_DOWNLOAD_T, &down);
+    curl_.easy_getinfo(handle(), CURLINFO_SIZE_UPLOAD_T, &up);
+    curl_.easy_getinfo(handle(), CURLINFO_SIZE_DOWNLOAD_T, &down);
     const auto moved = sockets_.bytesMoved(this) + static_cast<std::uint64_t>(up) +
                        static_cast<std::uint64_t>(down) + headerBytes_;
     if (moved == bytesMoved_) return;
@@ -281,7 +278,7 @@ HttpResult CurlTransfer::result(CURLcode code) {
     if (lengthsDisagree())
         return PlatformError(PlatformError::Kind::badResponse, "the answer gives two different lengths");
     long status = 0;
-    curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
+    curl_.easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
     response_.status = static_cast<int>(status);
     return std::move(response_);
 }
@@ -297,7 +294,7 @@ bool CurlTransfer::lengthsDisagree() const {
 }
 
 PlatformError CurlTransfer::failure(CURLcode code) const {
-    const char* text = message_.front() != '\0' ? message_.data() : curl_easy_strerror(code);
+    const char* text = message_.front() != '\0' ? message_.data() : curl_.easy_strerror(code);
     return {kindOf(code), text, static_cast<int>(code)};
 }
 

@@ -1,13 +1,13 @@
 // One request inside libcurl: how it is set up, what comes back, and when it has been silent for too long.
 #pragma once
 
+#include "Platform/Linux/CurlApi.hpp"
 #include "Platform/Linux/SocketTable.hpp"
 
 #include <array>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <curl/curl.h>
 #include <memory>
 #include <optional>
 #include <string>
@@ -25,8 +25,9 @@ class CurlTransfer {
     static constexpr std::size_t kMaxBody = 4U << 20U;
     static constexpr std::size_t kMaxHeaders = 64U << 10U;
 
-    /// The limits count from `sentAt`. `sockets` outlives this.
-    CurlTransfer(HttpRequest request, const HttpOptions& options, SocketTable& sockets, Instant sentAt);
+    /// The limits count from `sentAt`. `curl` and `sockets` outlive this.
+    CurlTransfer(const CurlApi& curl, HttpRequest request, const HttpOptions& options, SocketTable& sockets,
+                 Instant sentAt);
     CurlTransfer(const CurlTransfer&) = delete;
     CurlTransfer& operator=(const CurlTransfer&) = delete;
     ~CurlTransfer();
@@ -46,6 +47,10 @@ class CurlTransfer {
     PlatformError timedOut(Instant now) const;
 
   private:
+    template <class Value>
+    void set(CURLoption option, Value value) {
+        curl_.easy_setopt(handle(), option, value);
+    }
     void setUp(const HttpOptions& options);
     void setUpMethod();
     void setUpHeaders();
@@ -65,6 +70,7 @@ class CurlTransfer {
     static curl_socket_t onOpenSocket(void* self, curlsocktype purpose, curl_sockaddr* address);
     static int onCloseSocket(void* sockets, curl_socket_t socket);
 
+    const CurlApi& curl_;
     const HttpRequest request_;
     const bool loopbackOnly_;
     SocketTable& sockets_;
@@ -77,8 +83,8 @@ class CurlTransfer {
     bool headersComplete_ = false;
     std::optional<PlatformError> refused_;  // why a callback ended the transfer
     std::array<char, CURL_ERROR_SIZE> message_{};
-    std::unique_ptr<curl_slist, void (*)(curl_slist*)> headers_{nullptr, curl_slist_free_all};
-    std::unique_ptr<CURL, void (*)(CURL*)> easy_{nullptr, curl_easy_cleanup};  // last: it uses all above
+    std::unique_ptr<curl_slist, void (*)(curl_slist*)> headers_{nullptr, curl_.slist_free_all};
+    std::unique_ptr<CURL, void (*)(CURL*)> easy_{nullptr, curl_.easy_cleanup};  // last: it uses all above
 };
 
 }  // namespace Velmor

@@ -1,3 +1,5 @@
+#include "Platform/Linux/CurlTransport.hpp"
+
 #include "Platform/Linux/CurlWorker.hpp"
 #include "Platform/Linux/SignalsBlocked.hpp"
 
@@ -27,7 +29,8 @@ class CurlExchange : public HttpExchange {
 
 class CurlTransport : public HttpTransport {
   public:
-    explicit CurlTransport(HttpOptions options) : worker_(std::make_shared<CurlWorker>(std::move(options))) {}
+    CurlTransport(HttpOptions options, std::string library)
+        : worker_(std::make_shared<CurlWorker>(std::move(options), std::move(library))) {}
     CurlTransport(const CurlTransport&) = delete;
     CurlTransport& operator=(const CurlTransport&) = delete;
 
@@ -70,8 +73,12 @@ class CurlTransport : public HttpTransport {
 
 }  // namespace
 
+std::shared_ptr<HttpTransport> makeCurlTransport(HttpOptions options, std::string library) {
+    return std::make_shared<CurlTransport>(std::move(options), std::move(library));
+}
+
 std::shared_ptr<HttpTransport> makeHttpTransport(HttpOptions options) {
-    return std::make_shared<CurlTransport>(std::move(options));
+    return makeCurlTransport(std::move(options), CurlApi::kLibrary);
 }
 
 }  // namespace Velmor

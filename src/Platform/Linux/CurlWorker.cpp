@@ -39,18 +39,8 @@ void CurlTicket::tell(HttpResult result) {
     }
 }
 
-CurlWorker::CurlWorker(HttpOptions options) : options_(std::move(options)) {
-    static std::once_flag initialised;
-    // Never cleaned up: the host may use libcurl too, and only the process can know when that is over.
-    std::call_once(initialised, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
-    multi_ = own_ = curl_multi_init();
-    if (own_ == nullptr) throw std::bad_alloc();
-}
-
-CurlWorker::~CurlWorker() {
-    flights_.clear();
-    if (multi_ != nullptr) curl_multi_cleanup(multi_);  // the thread never ran
-}
+CurlWorker::CurlWorker(HttpOptions options, std::string library)
+    : options_(std::move(options)), library_(std::move(library)) {}
 
 void CurlWorker::submit(std::shared_ptr<CurlTicket> ticket) {
     {
@@ -63,7 +53,8 @@ void CurlWorker::submit(std::shared_ptr<CurlTicket> ticket) {
 
 void CurlWorker::wake() {
     const std::lock_guard lock(mutex_);
-    if (multi_ != nullptr) curl_multi_wakeup(multi_);
+    if (multi_ != nullptr) curl_.multi_wakeup(multi_);
+    changed_.notify_one();
 }
 
 void CurlWorker::stop() {
@@ -75,7 +66,8 @@ void CurlWorker::stop() {
 }
 
 void CurlWorker::run() {
-    while (turn()) wait();
+    if (load())
+        while (turn()) wait();
     std::vector<std::shared_ptr<CurlTicket>> unsent;
     {
         const std::lock_guard lock(mutex_);
@@ -84,11 +76,38 @@ void CurlWorker::run() {
     }
     for (auto& flight : flights_) {
         flight.ticket->giveUp();
-        curl_multi_remove_handle(own_, flight.transfer->handle());
+        curl_.multi_remove_handle(own_, flight.transfer->handle());
     }
     flights_.clear();
     for (const auto& ticket : unsent) ticket->giveUp();
-    curl_multi_cleanup(own_);
+    if (own_ != nullptr) curl_.multi_cleanup(own_);
+}
+
+// Returns when libcurl is there, or false when it is time to end. Until then requests are told what is wrong.
+bool CurlWorker::load() {
+    for (;;) {
+        {
+            std::unique_lock lock(mutex_);
+            changed_.wait(lock, [this] { return stopped_ || !submitted_.empty(); });
+            if (stopped_) return false;
+        }
+        try {
+            loadOnce();
+            return true;
+        } catch (const PlatformError& error) {
+            std::vector<std::shared_ptr<CurlTicket>> fresh;
+            if (!takeSubmitted(fresh)) return false;
+            for (const auto& ticket : fresh) ticket->tell(error);
+        }
+    }
+}
+
+void CurlWorker::loadOnce() {
+    curl_ = CurlApi::load(library_);
+    own_ = curl_.multi_init();
+    if (own_ == nullptr) throw libraryFailure();
+    const std::lock_guard lock(mutex_);
+    multi_ = own_;
 }
 
 // One look at everything. False when it is time to end.
@@ -98,7 +117,7 @@ bool CurlWorker::turn() {
     for (auto& ticket : fresh) begin(std::move(ticket));
     dropGivenUp();
     int running = 0;
-    curl_multi_perform(own_, &running);
+    curl_.multi_perform(own_, &running);
     endFinished();
     endLate();
     return true;
@@ -124,27 +143,27 @@ std::optional<PlatformError> CurlWorker::start(Flight& flight) {
     if (auto error = refusal(flight.ticket->request, options_)) return error;
     try {
         flights_.reserve(flights_.size() + 1);
-        flight.transfer = std::make_unique<CurlTransfer>(std::move(flight.ticket->request), options_,
+        flight.transfer = std::make_unique<CurlTransfer>(curl_, std::move(flight.ticket->request), options_,
                                                          sockets_, flight.ticket->sentAt);
     } catch (const std::bad_alloc&) {
         return libraryFailure();
     }
     CURL* easy = flight.transfer->handle();
-    if (easy == nullptr || curl_multi_add_handle(own_, easy) != CURLM_OK) return libraryFailure();
+    if (easy == nullptr || curl_.multi_add_handle(own_, easy) != CURLM_OK) return libraryFailure();
     return {};
 }
 
 void CurlWorker::dropGivenUp() {
     std::erase_if(flights_, [this](const Flight& flight) {
         if (!flight.ticket->isOver()) return false;
-        curl_multi_remove_handle(own_, flight.transfer->handle());
+        curl_.multi_remove_handle(own_, flight.transfer->handle());
         return true;
     });
 }
 
 void CurlWorker::endFinished() {
     int left = 0;
-    while (const CURLMsg* message = curl_multi_info_read(own_, &left))
+    while (const CURLMsg* message = curl_.multi_info_read(own_, &left))
         if (message->msg == CURLMSG_DONE) end(message->easy_handle, message->data.result);
 }
 
@@ -156,7 +175,7 @@ void CurlWorker::end(CURL* easy, CURLcode code) {
     const auto flight = std::move(*found);
     flights_.erase(found);
     auto result = flight.transfer->result(code);
-    curl_multi_remove_handle(own_, easy);
+    curl_.multi_remove_handle(own_, easy);
     flight.ticket->tell(std::move(result));
 }
 
@@ -169,7 +188,7 @@ void CurlWorker::endLate() {
     }
     std::erase_if(flights_, [](const Flight& flight) { return !flight.transfer; });
     for (auto& flight : late) {
-        curl_multi_remove_handle(own_, flight.transfer->handle());
+        curl_.multi_remove_handle(own_, flight.transfer->handle());
         auto error = flight.transfer->timedOut(now);
         flight.transfer.reset();  // the connection is closed before anybody hears of it
         flight.ticket->tell(std::move(error));
@@ -185,7 +204,7 @@ void CurlWorker::wait() {
     }
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - std::chrono::steady_clock::now());
     const auto wait = std::clamp(left, std::chrono::milliseconds{0}, longest);
-    curl_multi_poll(own_, nullptr, 0, static_cast<int>(wait.count()), nullptr);
+    curl_.multi_poll(own_, nullptr, 0, static_cast<int>(wait.count()), nullptr);
 }
 
 }  // namespace Velmor

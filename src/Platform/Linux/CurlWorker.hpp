@@ -1,15 +1,17 @@
 // The thread's side of the transport: a libcurl multi handle and the requests in it.
 #pragma once
 
+#include "Platform/Linux/CurlApi.hpp"
 #include "Platform/Linux/CurlTransfer.hpp"
 #include "Platform/Linux/SocketTable.hpp"
 
 #include <atomic>
 #include <chrono>
-#include <curl/curl.h>
+#include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include <Velmor/Platform/Http.hpp>
@@ -40,10 +42,10 @@ class CurlTicket {
 
 class CurlWorker {
   public:
-    explicit CurlWorker(HttpOptions options);
+    CurlWorker(HttpOptions options, std::string library);
     CurlWorker(const CurlWorker&) = delete;
     CurlWorker& operator=(const CurlWorker&) = delete;
-    ~CurlWorker();
+    ~CurlWorker() = default;
 
     /// Any thread; never blocks for longer than it takes to hand over.
     void submit(std::shared_ptr<CurlTicket> ticket);
@@ -51,7 +53,7 @@ class CurlWorker {
     void wake();
     /// Any thread: has `run` return soon. Requests that are open then are never answered.
     void stop();
-    /// The body of the thread.
+    /// The body of the thread. Begins with loading libcurl.
     void run();
 
   private:
@@ -61,6 +63,8 @@ class CurlWorker {
     };
     using Instant = CurlTransfer::Instant;
 
+    bool load();
+    void loadOnce();
     bool turn();
     bool takeSubmitted(std::vector<std::shared_ptr<CurlTicket>>& into);
     void begin(std::shared_ptr<CurlTicket> ticket);
@@ -72,12 +76,15 @@ class CurlWorker {
     void wait();
 
     const HttpOptions options_;
+    const std::string library_;
+    std::condition_variable changed_;  // until libcurl is there to wait with
     std::mutex mutex_;  // guards the three below; never held while libcurl works or a completion runs
     std::vector<std::shared_ptr<CurlTicket>> submitted_;
     bool stopped_ = false;
-    CURLM* multi_ = nullptr;  // for waking; null again when the thread is done with it
+    CURLM* multi_ = nullptr;  // for waking; null before and after the thread uses it
 
-    SocketTable sockets_;          // all below belong to the thread
+    CurlApi curl_;  // set before multi_; all below belong to the thread
+    SocketTable sockets_;
     CURLM* own_ = nullptr;         // the same handle
     std::vector<Flight> flights_;  // destroyed before the multi handle, by `run`
 };

@@ -1,5 +1,4 @@
-// The functions of libpulse that are used here. The library is loaded at run time, when a microphone is first
-// wanted: a host that never records does not carry it, and one on a machine without it starts all the same.
+// The functions of libpulse that are used here. It is loaded when a microphone is first wanted.
 #pragma once
 
 #include <memory>
@@ -29,7 +28,7 @@ struct PulseApi {
 #undef VELMOR_PULSE_MEMBER
 
     static constexpr const char* kLibrary = "libpulse.so.0";
-    /// Throws PlatformError, kind `audioUnavailable`. Never unloaded, as it leaves data with threads.
+    /// Throws PlatformError, kind `audioUnavailable`.
     static std::shared_ptr<const PulseApi> load(const std::string& library);
 };
 
