@@ -1,5 +1,7 @@
 #include "Service.hpp"
 
+#include "Garbage.hpp"
+
 #include <algorithm>
 #include <array>
 
@@ -172,19 +174,11 @@ HttpResponse Service::usual() {
 }
 
 std::optional<HttpResult> Service::misbehave(const Rule& rule) {
-    static const std::array<std::string, 8> kGarbage{"",
-                                                     "<html><body>Sign in</body></html>",
-                                                     R"({"result":)",
-                                                     "[1]",
-                                                     "\xEF\xBB\xBF{}",
-                                                     std::string("{}\0", 3),
-                                                     R"({"detail":7})",
-                                                     std::string(100'000, '[')};
     static constexpr std::array kKinds{PlatformError::Kind::cannotConnect, PlatformError::Kind::timedOut,
                                        PlatformError::Kind::insecure, PlatformError::Kind::badResponse,
                                        PlatformError::Kind::badRequest};
     const auto variant = static_cast<std::size_t>(rule.variant);
-    const auto& garbage = kGarbage[variant % kGarbage.size()];
+    const auto& garbage = Nights::garbage()[variant % Nights::garbage().size()].body;
     switch (rule.trouble) {
         case Trouble::status: {
             const int status = static_cast<int>(rule.variant % 500) + 100;
