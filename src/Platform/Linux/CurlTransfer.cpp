@@ -78,11 +78,11 @@ PlatformError::Kind kindOf(CURLcode code) {
 }  // namespace
 
 CurlTransfer::CurlTransfer(const CurlApi& curl, HttpRequest request, const HttpOptions& options,
-                           SocketTable& sockets, Instant sentAt)
+                           Connections& connections, Instant sentAt)
     : curl_(curl),
       request_(withinReason(std::move(request))),
       loopbackOnly_(request_.url.scheme() == "http" && !options.allowClearText),
-      sockets_(sockets),
+      connections_(connections),
       sentAt_(sentAt),
       lastByte_(sentAt),
       easy_(curl.easy_init(), curl.easy_cleanup) {
@@ -91,7 +91,8 @@ CurlTransfer::CurlTransfer(const CurlApi& curl, HttpRequest request, const HttpO
 
 CurlTransfer::~CurlTransfer() {
     easy_.reset();
-    sockets_.removeOwner(this);
+    connections_.sockets.removeOwner(this);
+    connections_.tls.removeOwner(this);
 }
 
 void CurlTransfer::setUp(const HttpOptions& options) {
@@ -160,6 +161,10 @@ void CurlTransfer::setUpTrust(const HttpOptions& options) {
     set(CURLOPT_SSL_VERIFYHOST, 2L);
     set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
     set(CURLOPT_SSL_SESSIONID_CACHE, 0L);
+    if (TlsWatch::isPossible()) {
+        set(CURLOPT_SSL_CTX_FUNCTION, &onTlsContext);
+        set(CURLOPT_SSL_CTX_DATA, this);
+    }
     if (options.caFile.empty()) return;
     set(CURLOPT_CAINFO, options.caFile.c_str());
     set(CURLOPT_CAPATH, nullptr);  // instead of the system's, not beside them
@@ -174,7 +179,7 @@ void CurlTransfer::setUpCallbacks() {
     set(CURLOPT_OPENSOCKETDATA, this);
     // A connection may be closed after its transfer is gone, hence the table and not this.
     set(CURLOPT_CLOSESOCKETFUNCTION, &onCloseSocket);
-    set(CURLOPT_CLOSESOCKETDATA, &sockets_);
+    set(CURLOPT_CLOSESOCKETDATA, &connections_.sockets);
 }
 
 std::size_t CurlTransfer::onBody(char* data, std::size_t size, std::size_t count, void* self) {
@@ -199,6 +204,14 @@ curl_socket_t CurlTransfer::onOpenSocket(void* self, curlsocktype, curl_sockaddr
 int CurlTransfer::onCloseSocket(void* sockets, curl_socket_t socket) {
     static_cast<SocketTable*>(sockets)->remove(socket);
     return close(socket);
+}
+
+CURLcode CurlTransfer::onTlsContext(CURL*, void* context, void* self) {
+    auto* transfer = static_cast<CurlTransfer*>(self);
+    return guarded(CURLE_OUT_OF_MEMORY, [&] {
+        transfer->connections_.tls.watch(context, transfer);
+        return CURLE_OK;
+    });
 }
 
 bool CurlTransfer::takeBody(std::string_view bytes) {
@@ -241,7 +254,7 @@ curl_socket_t CurlTransfer::openSocket(const curl_sockaddr& address) {
     const int opened = socket(address.family, address.socktype | SOCK_CLOEXEC, address.protocol);
     if (opened < 0) return CURL_SOCKET_BAD;
     try {
-        sockets_.add(opened, this);
+        connections_.sockets.add(opened, this);
     } catch (...) {
         close(opened);
         throw;
@@ -254,7 +267,7 @@ void CurlTransfer::observe(Instant now) {
     curl_off_t down = 0;
     curl_.easy_getinfo(handle(), CURLINFO_SIZE_UPLOAD_T, &up);
     curl_.easy_getinfo(handle(), CURLINFO_SIZE_DOWNLOAD_T, &down);
-    const auto moved = sockets_.bytesMoved(this) + static_cast<std::uint64_t>(up) +
+    const auto moved = connections_.sockets.bytesMoved(this) + static_cast<std::uint64_t>(up) +
                        static_cast<std::uint64_t>(down) + headerBytes_;
     if (moved == bytesMoved_) return;
     bytesMoved_ = moved;
@@ -280,6 +293,8 @@ HttpResult CurlTransfer::result(CURLcode code) {
     long status = 0;
     curl_.easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
     response_.status = static_cast<int>(status);
+    if (wasCutOff(response_.status))
+        return PlatformError(PlatformError::Kind::cannotConnect, "the connection ended within the answer");
     return std::move(response_);
 }
 
@@ -291,6 +306,20 @@ bool CurlTransfer::lengthsDisagree() const {
         first = &value;
     }
     return false;
+}
+
+const std::string* CurlTransfer::header(std::string_view name) const {
+    for (const auto& [given, value] : response_.headers)
+        if (sameName(given, name)) return &value;
+    return nullptr;
+}
+
+// libcurl sees to answers that tell their length or come in chunks; for any other the end of the connection
+// is all there is, and over TLS it counts only when the peer has announced it.
+bool CurlTransfer::wasCutOff(int status) const {
+    const bool hasBody = request_.method != "HEAD" && status >= 200 && status != 204 && status != 304;
+    const bool toldLength = header("content-length") != nullptr || header("transfer-encoding") != nullptr;
+    return request_.url.scheme() == "https" && hasBody && !toldLength && !connections_.tls.mayBeWhole(this);
 }
 
 PlatformError CurlTransfer::failure(CURLcode code) const {

@@ -3,6 +3,7 @@
 
 #include "Platform/Linux/CurlApi.hpp"
 #include "Platform/Linux/SocketTable.hpp"
+#include "Platform/Linux/TlsWatch.hpp"
 
 #include <array>
 #include <chrono>
@@ -25,9 +26,15 @@ class CurlTransfer {
     static constexpr std::size_t kMaxBody = 4U << 20U;
     static constexpr std::size_t kMaxHeaders = 64U << 10U;
 
-    /// The limits count from `sentAt`. `curl` and `sockets` outlive this.
-    CurlTransfer(const CurlApi& curl, HttpRequest request, const HttpOptions& options, SocketTable& sockets,
-                 Instant sentAt);
+    /// What the transfers of a thread share with their connections, which may outlive them.
+    struct Connections {
+        SocketTable sockets;
+        TlsWatch tls;
+    };
+
+    /// The limits count from `sentAt`. `curl` and `connections` outlive this.
+    CurlTransfer(const CurlApi& curl, HttpRequest request, const HttpOptions& options,
+                 Connections& connections, Instant sentAt);
     CurlTransfer(const CurlTransfer&) = delete;
     CurlTransfer& operator=(const CurlTransfer&) = delete;
     ~CurlTransfer();
@@ -63,17 +70,20 @@ class CurlTransfer {
     bool takeHeaderLine(std::string_view line);
     curl_socket_t openSocket(const curl_sockaddr& address);
     PlatformError failure(CURLcode code) const;
+    const std::string* header(std::string_view name) const;
     bool lengthsDisagree() const;
+    bool wasCutOff(int status) const;
 
     static std::size_t onBody(char* data, std::size_t size, std::size_t count, void* self);
     static std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* self);
     static curl_socket_t onOpenSocket(void* self, curlsocktype purpose, curl_sockaddr* address);
     static int onCloseSocket(void* sockets, curl_socket_t socket);
+    static CURLcode onTlsContext(CURL* easy, void* context, void* self);
 
     const CurlApi& curl_;
     const HttpRequest request_;
     const bool loopbackOnly_;
-    SocketTable& sockets_;
+    Connections& connections_;
     const Instant sentAt_;
     Instant lastByte_;
     std::uint64_t bytesMoved_ = 0;

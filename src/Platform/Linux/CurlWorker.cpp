@@ -144,7 +144,7 @@ std::optional<PlatformError> CurlWorker::start(Flight& flight) {
     try {
         flights_.reserve(flights_.size() + 1);
         flight.transfer = std::make_unique<CurlTransfer>(curl_, std::move(flight.ticket->request), options_,
-                                                         sockets_, flight.ticket->sentAt);
+                                                         connections_, flight.ticket->sentAt);
     } catch (const std::bad_alloc&) {
         return libraryFailure();
     }

@@ -3,7 +3,6 @@
 
 #include "Platform/Linux/CurlApi.hpp"
 #include "Platform/Linux/CurlTransfer.hpp"
-#include "Platform/Linux/SocketTable.hpp"
 
 #include <atomic>
 #include <chrono>
@@ -84,7 +83,7 @@ class CurlWorker {
     CURLM* multi_ = nullptr;  // for waking; null before and after the thread uses it
 
     CurlApi curl_;  // set before multi_; all below belong to the thread
-    SocketTable sockets_;
+    CurlTransfer::Connections connections_;
     CURLM* own_ = nullptr;         // the same handle
     std::vector<Flight> flights_;  // destroyed before the multi handle, by `run`
 };
