@@ -126,6 +126,14 @@ std::string systemTemporary() {
     return place != nullptr && *place == '/' ? place : "/tmp";
 }
 
+// Null at the end only.
+const dirent* next(DIR& stream, const std::string& directory) {
+    errno = 0;
+    const dirent* entry = readdir(&stream);
+    if (entry == nullptr && errno != 0) throw Posix::error(directory, errno);
+    return entry;
+}
+
 class PosixFiles : public FileSystem {
   public:
     explicit PosixFiles(FileOptions options)
@@ -164,7 +172,7 @@ class PosixFiles : public FileSystem {
         const std::unique_ptr<DIR, int (*)(DIR*)> stream(opendir(directory.c_str()), closedir);
         if (!stream) throw Posix::error(directory, errno);
         std::vector<std::string> names;
-        while (const dirent* entry = readdir(stream.get())) {
+        while (const dirent* entry = next(*stream, directory)) {
             struct stat info {};
             if (fstatat(dirfd(stream.get()), entry->d_name, &info, AT_SYMLINK_NOFOLLOW) == 0 &&
                 S_ISREG(info.st_mode))
@@ -180,7 +188,12 @@ class PosixFiles : public FileSystem {
         if (documents_.empty())
             throw PlatformError(PlatformError::Kind::notFound, "this user has no home directory");
         Posix::makeDirectories(documents_.substr(0, documents_.size() - 1));
-        std::call_once(swept_, [this] { sweepUnfinished(); });
+        std::call_once(swept_, [this] {
+            try {
+                sweepUnfinished();
+            } catch (const PlatformError&) {  // the next process will try again
+            }
+        });
         return documents_;
     }
 
