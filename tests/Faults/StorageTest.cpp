@@ -1,0 +1,314 @@
+// Files that fail on the system's own file system: a recording and its log go through the fault and out of it
+// again.
+#include "Here.hpp"
+#include "Log/LogAPI.hpp"
+#include "Recorder/FileChunkStore.hpp"
+#include "Recorder/RecorderCore.hpp"
+#include "Table.hpp"
+
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+
+#include <Velmor/Testing.hpp>
+
+namespace Velmor::Faults {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+
+/// From now on `call` fails with `error` in this thread, but for the standard streams.
+bool failCalls(unsigned call, unsigned error) {
+    std::array<sock_filter, 6> code{{BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+                                     BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, call, 0, 3),
+                                     BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args)),
+                                     BPF_JUMP(BPF_JMP | BPF_JGT | BPF_K, 2, 0, 1),
+                                     BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | error),
+                                     BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)}};
+    const sock_fprog program{static_cast<unsigned short>(code.size()), code.data()};
+    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+           prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+}
+
+class Hum : public Testing::AudioSource {
+  public:
+    std::size_t read(std::uint64_t, std::span<float> out) override {
+        std::fill(out.begin(), out.end(), 0.25F);
+        return out.size();
+    }
+};
+
+/// A recording and a log in a folder of their own.
+class Place : public VelmorRecordingDelegate {
+  public:
+    explicit Place(fs::path folder) : root(std::move(folder)) {
+        fs::create_directories(root / "tmp");
+        auto made = std::make_shared<Platform>();
+        made->clock = loop->clock();
+        made->mainLoop = made->tasks = made->background = loop;
+        made->audio =
+            std::make_shared<Testing::VirtualMicrophone>(loop, loop->clock(), std::make_shared<Hum>());
+        made->files = files = makeFileSystem({documents.string(), (root / "tmp").string()});
+        made->device = std::make_shared<Testing::FixedDevice>();
+        made->console = [this](std::string_view line) { told.emplace_back(line); };
+        platform = made;
+        log = std::make_shared<LogAPI>(made);
+        log->setShip([this](LogAPI::Shipment shipment) {
+            shipped.push_back(std::move(shipment.message));
+            log->removeSendFile();
+        });
+        const auto convert = [this](const std::string& path) { return soundIn(path); };
+        self = std::shared_ptr<VelmorRecordingDelegate>(this, [](auto*) {});
+        core = RecorderCore::make(made, log, self, {convert});
+    }
+
+    std::string soundIn(const std::string& path) {
+        FileChunkStore store(platform);
+        const auto chunk = store.openChunk(path);
+        std::vector<float> frames(static_cast<std::size_t>(chunk->length()));
+        frames.resize(chunk->read(frames));
+        const auto text =
+            std::to_string(frames.size() - std::size_t(std::count(frames.begin(), frames.end(), 0.0F)));
+        auto mel = store.temporaryDirectory() + "result-" + store.mediumTime() + ".mel";
+        store.write(mel, std::as_bytes(std::span(text)));
+        return mel;
+    }
+
+    /// What becomes of files at this moment: "works", or how the first operation fails.
+    std::string touch() {
+        try {
+            const auto path = files->temporaryDirectory() + "touched",
+                       kept = files->documentsDirectory() + "touched";
+            const auto file = files->open(path, FileMode::create);
+            std::array<std::byte, 4> bytes{};
+            file->write(bytes);
+            file->seek(0);
+            file->read(bytes);
+            files->replace(kept, bytes);
+            files->list(files->documentsDirectory());
+            files->remove(path);
+            files->remove(kept);
+            return "works";
+        } catch (const PlatformError& error) {
+            return text(error.kind());
+        }
+    }
+
+    fs::path base() const { return root / "tmp" / ("velmor-" + std::to_string(geteuid())); }
+
+    void recordedData(std::string data, std::int64_t sequence) override { chunks[sequence] += data; }
+    void didFail(const VelmorError& error) override { told.push_back("fail " + error.description()); }
+    void didInterrupt() override {}
+    void didResume() override {}
+    void micPermissionWasDenied() override {}
+
+    const fs::path root, documents = root / "data", live = documents / LogAPI::kLogFileName,
+                         send = documents / LogAPI::kLogSendFileName;
+    std::shared_ptr<Testing::ManualExecutor> loop =
+        std::make_shared<Testing::ManualExecutor>(std::make_shared<Testing::VirtualClock>());
+    std::shared_ptr<FileSystem> files;
+    std::shared_ptr<const Platform> platform;
+    std::shared_ptr<LogAPI> log;
+    std::shared_ptr<VelmorRecordingDelegate> self;
+    std::shared_ptr<RecorderCore> core;
+    std::map<std::int64_t, std::string> chunks;  ///< frames with sound
+    std::vector<std::string> told, shipped;
+};
+
+struct Row {
+    const char* name;
+    const char* then;  ///< `Place::touch` under the fault
+    unsigned call = 0, error = 0;
+    void (*begin)(Place& place) = nullptr;
+    void (*end)(Place& place) = nullptr;
+};
+
+void limitFiles(rlim_t bytes) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit{bytes, RLIM_INFINITY};
+    setrlimit(RLIMIT_FSIZE, &limit);
+}
+
+void fill(Place& place) {
+    std::ofstream filler(place.root / "filler");
+    while (filler.write(std::string(65'536, 'x').data(), 65'536).flush()) {
+    }
+}
+
+void plant(Place& place, const fs::path& link) {
+    std::ofstream(place.root / "precious") << "precious";
+    fs::remove(link);
+    fs::create_symlink(place.root / "precious", link);
+}
+
+const std::vector<Row> kRows{
+    {"file-fault/no-space", "noSpace", SYS_write, ENOSPC},
+    {"file-fault/quota", "noSpace", SYS_write, EDQUOT},
+    {"file-fault/io-in-write", "io", SYS_write, EIO},
+    {"file-fault/io-in-read", "io", SYS_read, EIO},
+    {"file-fault/io-in-sync", "io", SYS_fdatasync, EIO},
+    {"file-fault/io-in-seek", "io", SYS_lseek, EIO},
+    {"file-fault/io-in-status", "io", SYS_newfstatat, EIO},
+    {"file-fault/io-in-list", "io", SYS_getdents64, EIO},
+    {"file-fault/io-in-truncate", "io", SYS_ftruncate, EIO},
+    {"file-fault/io-in-rename", "io", SYS_rename, EIO},
+    {"file-fault/remove-denied", "accessDenied", SYS_unlink, EACCES},
+    {"file-fault/denied", "accessDenied", SYS_openat, EACCES},
+    {"file-fault/not-permitted", "accessDenied", SYS_openat, EPERM},
+    {"file-fault/read-only", "accessDenied", SYS_openat, EROFS},
+    {"file-fault/too-many-files", "io", SYS_openat, EMFILE},
+    {"file-fault/no-more-files", "io", SYS_openat, ENFILE},
+    {"file-fault/name-too-long", "io", SYS_openat, ENAMETOOLONG},
+    {"file-fault/no-memory", "io", SYS_openat, ENOMEM},
+    {"file-fault/short-write", "works", 0, 0, [](Place&) { limitFiles(1'200'000); },
+     [](Place&) { limitFiles(RLIM_INFINITY); }},
+    {"file-fault/disk-full", "noSpace", 0, 0, fill, [](Place& place) { fs::remove(place.root / "filler"); }},
+    {"temporary-gone/removed", "works", 0, 0, [](Place& place) { fs::remove_all(place.base()); }},
+    {"temporary-gone/cleared", "works", 0, 0,
+     [](Place& place) {
+         for (const auto& each : fs::recursive_directory_iterator(place.base()))
+             if (each.is_regular_file()) fs::remove(each);
+     }},
+    {"temporary-gone/replaced", "io", 0, 0,
+     [](Place& place) {
+         fs::remove_all(place.base());
+         std::ofstream(place.base()) << "a file in its place";
+     },
+     [](Place& place) { fs::remove(place.base()); }},
+    {"documents-gone/removed", "works", 0, 0, [](Place& place) { fs::remove_all(place.documents); }},
+    {"documents-gone/replaced", "io", 0, 0,
+     [](Place& place) {
+         fs::remove_all(place.documents);
+         std::ofstream(place.documents) << "a file in its place";
+     },
+     [](Place& place) { fs::remove(place.documents); }},
+    {"link/log-file", "works", 0, 0, [](Place& place) { plant(place, place.live); }},
+    {"link/send-file", "works", 0, 0, [](Place& place) { plant(place, place.send); }},
+    {"send-file/cannot-be-removed", "works", 0, 0,
+     [](Place& place) { fs::create_directories(place.send / "a"); },
+     [](Place& place) { fs::remove_all(place.send); }}};
+
+std::string contentOf(const fs::path& path) {
+    std::ostringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
+}
+
+void expectWholeLines(const std::string& text) {
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);)
+        EXPECT_THAT(line, testing::MatchesRegex("[0-9-]{10} [0-9:.]{12} \\| (I|W|E|D) \\| .*"));
+    EXPECT_TRUE(text.empty() || text.back() == '\n');
+}
+
+// Chunk 0 is under way when the fault begins, chunk 1 when it ends; 2 and 3 must be as ever.
+void record(const Row& row, Place& place) {
+    SCOPED_TRACE(row.name);
+    place.core->start({});
+    place.loop->advance(10s);
+    std::string touched, reports;
+    bool provoked = true;
+    std::thread([&] {
+        if (row.begin != nullptr) row.begin(place);
+        if (row.error != 0) provoked = failCalls(row.call, row.error);
+        touched = place.touch();
+        place.loop->advance(25s);
+        reports = contentOf(place.live);
+        place.log->uploadLog({}, {});
+    }).join();
+    ASSERT_TRUE(provoked) << "seccomp filters are not permitted";
+    EXPECT_EQ(touched, row.then);
+    if (row.end != nullptr) row.end(place);
+    place.loop->advance(90s);
+    place.log->uploadLog({}, {});
+    place.core->stop();
+    place.loop->runUntilIdle();
+
+    for (const auto& each : {place.told, place.shipped})
+        for (const auto& text : each) reports += text + '\n';
+    for (const std::int64_t number : {2, 3}) EXPECT_EQ(place.chunks[number], "480000") << number;
+    const bool lost = !place.chunks.contains(0) || !place.chunks.contains(1);
+    EXPECT_THAT(reports, testing::ContainsRegex(lost ? "fail |dropped|writing log|paste" : ""));
+    EXPECT_LE(std::count_if(place.told.begin(), place.told.end(),
+                            [](const auto& line) { return line.starts_with("fail"); }),
+              2);
+    for (const auto& text : place.shipped) expectWholeLines(text);
+    expectWholeLines(contentOf(place.live));
+    EXPECT_FALSE(fs::exists(place.send));
+    EXPECT_EQ(contentOf(place.root / "precious"), fs::exists(place.root / "precious") ? "precious" : "");
+}
+
+TEST(StorageFaults, ARecordingGoesOnWhenTheyAreOver) {
+    const bool mounted = apart(0, [] {
+        for (const auto& row : kRows) {
+            const fs::path folder = testing::TempDir() + "velmor-storage";
+            fs::create_directory(folder);
+            mount("none", folder.c_str(), "tmpfs", 0, "size=8m");
+            record(row, *std::make_unique<Place>(folder));
+            EXPECT_TRUE(fs::is_empty(folder / "tmp")) << row.name;
+            umount2(folder.c_str(), MNT_DETACH);
+            fs::remove_all(folder);
+        }
+    });
+    if (!mounted) GTEST_SKIP() << "a small disk of its own is not permitted to this user";
+}
+
+struct LogRow {
+    const char* name;
+    std::size_t size;  ///< of the file before
+    std::string message;
+    std::size_t dropped;  ///< bytes that are gone afterwards
+    std::size_t added;
+};
+
+constexpr std::size_t kLine =
+    34;  // "2023-11-14 22:13:20.000 | I | t | ", and the line's end counts as one of the message
+const std::vector<LogRow> kLogRows{
+    {"log/1048575-bytes", 1'048'575, "m", 0, kLine + 2},
+    {"log/1048576-bytes", 1'048'576, "m", 0, kLine + 2},
+    {"log/1048577-bytes", 1'048'577, "m", 1'048'577, kLine + 2},
+    {"log/line-over-limit", 9, std::string(1'100'000, 'm'), 0, kLine + 1'100'001},
+    {"log/line-end-within", 9, "two\nlines", 0, kLine + 10},
+    {"log/bad-utf8", 9, "\xC3\x28", 0, 0},
+    {"log/torn-line", 0, "m", 0, kLine + 2}};
+constexpr const char* kWriters = "log/32-writers";
+
+TEST(StorageFaults, LogFiles) {
+    Place place(testing::TempDir() + "velmor-log-" + std::to_string(getpid()));
+    for (const auto& [name, size, message, dropped, added] : kLogRows) {
+        place.files->documentsDirectory();
+        std::ofstream(place.live) << std::string(size, '\n') << (size == 0 ? "torn" : "");
+        LogAPI(place.platform).log(LogAPI::Level::I, "t", message);
+        EXPECT_EQ(fs::file_size(place.live), size - dropped + added) << name;
+    }
+    fs::remove(place.live);
+    std::vector<std::thread> writers;
+    for (int i = 0; i < 32; ++i)
+        writers.emplace_back([&] {
+            for (int line = 0; line < 20; ++line)
+                place.log->log(LogAPI::Level::I, "t", std::string(999, 'm'));
+        });
+    for (auto& writer : writers) writer.join();
+    EXPECT_EQ(fs::file_size(place.live), 32 * 20 * (kLine + 1'000)) << kWriters;
+    expectWholeLines(contentOf(place.live));
+    fs::remove_all(place.root);
+}
+
+}  // namespace
+
+Names storageNames() {
+    Names names = namesOf(kRows);
+    for (const auto& row : kLogRows) names.emplace_back(row.name);
+    names.emplace_back(kWriters);
+    return names;
+}
+
+}  // namespace Velmor::Faults
