@@ -27,8 +27,6 @@ class Performer {
         });
     }
 
-    bool operator()(const FaultServer::Wait& step) { return !connection_.pause(step.time); }
-
     bool operator()(const FaultServer::Flood& step) {
         for (std::size_t sent = 0; sent < step.limit && !step.bytes.empty();) {
             const auto piece = std::string_view(step.bytes).substr(0, step.limit - sent);

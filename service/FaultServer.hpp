@@ -28,9 +28,6 @@ class FaultServer {
         std::string bytes;
         std::chrono::milliseconds interval{0};
     };
-    struct Wait {
-        std::chrono::milliseconds time{0};
-    };
     /// Repeats `bytes` until the client leaves, the server stops, or `limit` bytes were sent.
     struct Flood {
         std::string bytes;
@@ -43,7 +40,7 @@ class FaultServer {
     };
     struct Close {};
     struct Reset {};
-    using Step = std::variant<Send, Drip, Wait, Flood, Stall, Close, Reset>;
+    using Step = std::variant<Send, Drip, Flood, Stall, Close, Reset>;
 
     struct Script {
         std::vector<Step> steps;  ///< after the last one the connection is closed

@@ -6,7 +6,6 @@
 #include "service/Http/Router.hpp"
 #include "service/Store/Store.hpp"
 
-#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -52,7 +51,6 @@ class LocalService::Impl {
                     [this](Connection& connection) { serve(connection); }) {}
 
     Listener& listener() { return listener_; }
-    FaultTable& faults() { return faults_; }
 
   private:
     static Router routes(Store& store) {
@@ -74,11 +72,9 @@ class LocalService::Impl {
             return;
         }
         ServedRequest served{raw.method, std::string(raw.path()), outcome.status};
-        std::optional<Fault> fault;
         Response response;
         if (outcome.status == 200) {
-            fault = faults_.next(served.method, served.path);
-            response = answer(std::move(raw), fault);
+            response = answer(std::move(raw));
         } else {
             const int code = outcome.status == 413 ? ErrorCode::kTooLarge : ErrorCode::kBadRequest;
             response = errorResponse(outcome.status, code, outcome.detail);
@@ -87,27 +83,8 @@ class LocalService::Impl {
         if (onRequest_) {
             onRequest_(served);
         }
-        const std::string bytes = serialise(response, served.method != "HEAD");
-        if (fault) {
-            deliverFaulty(connection, *fault, bytes);
-        } else {
-            deliver(connection, bytes);
-        }
-    }
-
-    Response answer(RawRequest raw, const std::optional<Fault>& fault) {
-        Response response;
-        if (fault && fault->kind == Fault::Kind::Answer) {
-            response.status = fault->status;
-            response.body = fault->body;
-        } else if (!fault || fault->handled) {
-            response = answer(std::move(raw));
-        }
-        return response;
-    }
-
-    static void deliver(Connection& connection, const std::string& bytes) {
-        if (connection.write(bytes, kPatience) == Connection::Result::Done) {
+        if (connection.write(serialise(response, served.method != "HEAD"), kPatience) ==
+            Connection::Result::Done) {
             connection.finish();
         }
     }
@@ -141,7 +118,6 @@ class LocalService::Impl {
     const std::function<void(const ServedRequest&)> onRequest_;
     Store store_;
     const Router router_;
-    FaultTable faults_;
     Listener listener_;  ///< last: its threads use everything above
 };
 
@@ -159,14 +135,6 @@ std::uint16_t LocalService::port() const {
 
 void LocalService::stop() {
     impl_->listener().stop();
-}
-
-void LocalService::addFault(Fault fault) {
-    impl_->faults().add(std::move(fault));
-}
-
-void LocalService::clearFaults() {
-    impl_->faults().clear();
 }
 
 }  // namespace VelmorService

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "service/Fault.hpp"
-
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -43,10 +41,6 @@ class LocalService {
     std::uint16_t port() const;
     /// Ends every connection and returns when the last thread has gone, at once even with idle clients.
     void stop();
-
-    /// For tests: misbehaves from now on as the fault says.
-    void addFault(Fault fault);
-    void clearFaults();
 
   private:
     class Impl;

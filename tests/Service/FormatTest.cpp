@@ -11,28 +11,25 @@ namespace VelmorService::Testing {
 TEST(Dates, ReadsInstants) {
     const struct {
         const char* text;
-        const char* utc;  ///< nullptr when refused
+        const char* utc;  ///< empty when refused
     } rows[] = {
         {"2024-02-29T23:59:59Z", "2024-02-29T23:59:59Z"},
         {"2024-01-01T00:00:00.999Z", "2024-01-01T00:00:00Z"},
         {"2024-01-01T00:30:00+09:00", "2023-12-31T15:30:00Z"},
         {"2024-01-01T00:30:00-0330", "2024-01-01T04:00:00Z"},
         {"1969-12-31T23:59:59Z", "1969-12-31T23:59:59Z"},
-        {"2023-02-29T00:00:00Z", nullptr},
-        {"2024-01-01T24:00:00Z", nullptr},
-        {"2024-01-01T00:00:00", nullptr},
-        {"2024-01-01T00:00:00.Z", nullptr},
-        {"2024-01-01T00:00:00Zz", nullptr},
-        {"2024-1-01T00:00:00Z", nullptr},
-        {"2024-01-01", nullptr},
-        {"", nullptr},
+        {"2023-02-29T00:00:00Z", ""},
+        {"2024-01-01T24:00:00Z", ""},
+        {"2024-01-01T00:00:00", ""},
+        {"2024-01-01T00:00:00.Z", ""},
+        {"2024-01-01T00:00:00Zz", ""},
+        {"2024-1-01T00:00:00Z", ""},
+        {"2024-01-01", ""},
+        {"", ""},
     };
     for (const auto& row : rows) {
         const auto instant = parseInstant(row.text);
-        ASSERT_EQ(instant.has_value(), row.utc != nullptr) << row.text;
-        if (instant) {
-            EXPECT_EQ(formatInstant(*instant), row.utc) << row.text;
-        }
+        EXPECT_EQ(instant ? formatInstant(*instant) : "", row.utc) << row.text;
     }
 }
 
@@ -42,9 +39,8 @@ TEST(Dates, KnowsZonesWithAndWithoutSummerTime) {
     EXPECT_EQ(dayOf(summer, "Europe/Berlin"), "2024-07-02");
     EXPECT_EQ(utcOffset(winter, "Europe/Berlin"), 3600);
     EXPECT_EQ(dayOf(winter, "America/New_York"), "2024-01-01");
-    for (const char* unknown : {"Nowhere/Land", "../../../etc/passwd", "/etc/passwd", "", "Europe"}) {
+    for (const char* unknown : {"Nowhere/Land", "../../../etc/passwd", "/etc/passwd", "", "Europe"})
         EXPECT_EQ(utcOffset(winter, unknown), 0) << unknown;
-    }
 }
 
 TEST(JsonText, IsValidWhateverTheBytes) {

@@ -32,9 +32,7 @@ TEST(Reports, CountMissingChunksFromTimesAndNumbers) {
     ServicePeer peer;
     for (const auto& row : rows) {
         const auto id = peer.open("2024-01-31T14:00:00Z");
-        for (const int number : row.numbers) {
-            peer.upload(id, number);
-        }
+        for (const int number : row.numbers) peer.upload(id, number);
         peer.close(id, row.end);
         const auto report = resultOf(peer.get("/data/v3/sessions/" + id));
         EXPECT_DOUBLE_EQ(report.at("missing_data_ratio").get<double>(), row.ratio)
@@ -79,9 +77,7 @@ TEST(Reports, ListSessionsByLocalDayInPages) {
     for (const auto& row : rows) {
         std::vector<std::string> ids;
         const auto list = resultOf(peer.get(std::string("/data/v1/sessions") + row.query));
-        for (const auto& entry : list.at("sleep_session_list")) {
-            ids.push_back(entry.at("session_id"));
-        }
+        for (const auto& entry : list.at("sleep_session_list")) ids.push_back(entry.at("session_id"));
         EXPECT_EQ(ids, row.ids) << row.query;
     }
     const auto page = resultOf(peer.get("/data/v1/sessions?order_by=ASC&limit=1"));
@@ -93,9 +89,8 @@ TEST(Reports, ListSessionsByLocalDayInPages) {
                                                          {"last_received_seq_num", 5},
                                                          {"time_in_bed", 1800}}));
     for (const char* bad : {"?date_gte=2024-02-30", "?date_lte=yesterday", "?date_gte=2024-01-01T00:00:00Z",
-                            "?order_by=asc", "?offset=-1", "?limit=1001", "?limit=ten"}) {
+                            "?order_by=asc", "?offset=-1", "?limit=1001", "?limit=ten"})
         EXPECT_EQ(peer.get(std::string("/data/v1/sessions") + bad).status, 400) << bad;
-    }
 }
 
 TEST(Reports, AverageSaysWhatItCannotAverage) {
@@ -132,9 +127,8 @@ TEST(Reports, MockNightIsCompleteAndConsistent) {
               number("time_in_sleep_period") + number("sleep_latency") + number("wakeup_latency"));
     EXPECT_EQ(number("time_in_sleep_period"), number("time_in_snoring") + number("time_in_no_snoring"));
     EXPECT_EQ(stat.at("sleep_cycle_time").size(), static_cast<std::size_t>(number("sleep_cycle_count")));
-    for (const char* stages : {"sleep_stages", "breath_stages", "snoring_stages"}) {
+    for (const char* stages : {"sleep_stages", "breath_stages", "snoring_stages"})
         EXPECT_EQ(report.at("session").at(stages).size(), 960U) << stages;
-    }
 }
 
 TEST(Reports, MockTakesAWholeNightAndKeepsNothing) {

@@ -19,9 +19,7 @@ const std::string kFormType =
 
 TemporaryDirectory::TemporaryDirectory() {
     std::string name = (std::filesystem::temp_directory_path() / "velmor-service-XXXXXX").string();
-    if (::mkdtemp(name.data()) == nullptr) {
-        throw std::runtime_error("mkdtemp");
-    }
+    if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("mkdtemp");
     path_ = name;
 }
 
@@ -35,9 +33,8 @@ RawClient::RawClient(std::uint16_t port) : socket_(::socket(AF_INET, SOCK_STREAM
     address.sin_family = AF_INET;
     address.sin_port = htons(port);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (::connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    if (::connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
         throw std::runtime_error("connect");
-    }
 }
 
 RawClient::~RawClient() {
@@ -47,9 +44,7 @@ RawClient::~RawClient() {
 void RawClient::send(const std::string& bytes) {
     for (std::size_t sent = 0; sent < bytes.size();) {
         const auto count = ::send(socket_, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
-        if (count < 0) {
-            return;
-        }
+        if (count < 0) return;
         sent += static_cast<std::size_t>(count);
     }
 }
@@ -60,7 +55,6 @@ std::string RawClient::receive(std::size_t count) {
     while (all.size() < count) {
         const auto got = ::recv(socket_, block.data(), std::min(block.size(), count - all.size()), 0);
         if (got <= 0) {
-            reset_ = got < 0 && errno == ECONNRESET;
             break;
         }
         all.append(block.data(), static_cast<std::size_t>(got));
@@ -72,19 +66,13 @@ Answer exchange(std::uint16_t port, const std::string& method, const std::string
                 const std::vector<std::string>& headerLines, const std::string& body) {
     std::string request =
         method + " " + target + " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port) + "\r\n";
-    for (const auto& line : headerLines) {
-        request += line + "\r\n";
-    }
-    if (!body.empty()) {
-        request += "Content-Length: " + std::to_string(body.size()) + "\r\n";
-    }
+    for (const auto& line : headerLines) request += line + "\r\n";
+    if (!body.empty()) request += "Content-Length: " + std::to_string(body.size()) + "\r\n";
     RawClient client(port);
     client.send(request + "\r\n" + body);
     const std::string answer = client.receiveAll();
     const auto end = answer.find("\r\n\r\n");
-    if (!answer.starts_with("HTTP/1.1 ") || end == std::string::npos) {
-        return {};
-    }
+    if (!answer.starts_with("HTTP/1.1 ") || end == std::string::npos) return {};
     return {std::stoi(answer.substr(9, 3)), answer.substr(0, end + 2), answer.substr(end + 4)};
 }
 
@@ -93,9 +81,7 @@ std::string melFile(float value) {
     std::string file = std::string("\x93NUMPY\x01\x00", 8) + static_cast<char>(header.size()) + '\0' + header;
     std::array<char, sizeof value> bytes{};
     std::memcpy(bytes.data(), &value, sizeof value);
-    for (int i = 0; i < 20 * 1201; ++i) {
-        file.append(bytes.data(), bytes.size());
-    }
+    for (int i = 0; i < 20 * 1201; ++i) file.append(bytes.data(), bytes.size());
     return file;
 }
 

@@ -36,11 +36,9 @@ class RawClient {
     std::string receive(std::size_t count);
     /// Everything until the end of the stream.
     std::string receiveAll() { return receive(SIZE_MAX); }
-    bool wasReset() const { return reset_; }
 
   private:
     int socket_;
-    bool reset_ = false;
 };
 
 struct Answer {
