@@ -35,7 +35,7 @@ struct Row {
 
 class Client {
   public:
-    explicit Client(const HttpOptions& options = {});
+    explicit Client(const HttpOptions& given = {});
 
     /// Meets the fault with a request at the head of the queue and one behind it, which must arrive, and with
     /// a shipment of the log, of which nothing may stay. `url` is the bad peer's; ours when empty.
@@ -52,6 +52,9 @@ class Client {
     void runUntil(Done done);
     void checkTime(const Row& row, Clock::duration took) const;
     void ship(const Row& row, const std::string& url);
+    void leave(const Row& row, const std::string& url);
+
+    const HttpOptions options;
 
     std::shared_ptr<Testing::ManualExecutor> loop =
         std::make_shared<Testing::ManualExecutor>(std::make_shared<Testing::VirtualClock>());
