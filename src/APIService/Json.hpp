@@ -1,4 +1,5 @@
-// A JSON value of our own, so that the JSON library stays inside one source file.
+// JSON: a value, its reader and its writer. Of our own, because of the answers of one service little is
+// asked: a general library would be a tenth of what a host carries.
 #pragma once
 
 #include <concepts>
@@ -38,10 +39,11 @@ class Json {
         if (value) value_ = std::move(*value);
     }
 
-    /// UTF-8 without byte order mark, one value and nothing behind it. Throws DecodingError without path.
+    /// UTF-8 without byte order mark, one value and nothing behind it; numbers within the range of a double.
+    /// Throws DecodingError without path.
     static Json parse(std::string_view text);
     /// Without blanks. Throws PlatformError, kind `badRequest`, when a text is not UTF-8.
-    static std::string write(Json json);
+    static std::string write(const Json& json);
 
     const Value& value() const { return value_; }
     template <class T>
@@ -56,8 +58,6 @@ class Json {
     const Json* find(std::string_view key) const;
 
   private:
-    friend class JsonBuilder;
-    friend class JsonWriter;
     Value value_;
 };
 

@@ -25,6 +25,6 @@ HttpRequest jsonRequest(std::string_view method, const Endpoint& endpoint, const
                         const Device& device);
 
 /// The same with a URL of its own and a body, as POST. Throws PlatformError when the body is not UTF-8.
-HttpRequest jsonPost(Url url, Json body, const Config& config, const Device& device);
+HttpRequest jsonPost(Url url, const Json& body, const Config& config, const Device& device);
 
 }  // namespace Velmor
