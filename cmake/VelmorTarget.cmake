@@ -3,15 +3,25 @@
 set(VELMOR_SANITIZE "" CACHE STRING "Sanitizers for every target, as -fsanitize= takes them")
 
 # velmor_lightweight(NAME): objects that are linked into a host; it pays for their weight. Only the library itself is
-# optimised as a whole: for each of the tests that would take longer than it is worth.
+# optimised as a whole: for each of the tests that would take longer than it is worth. Names and tables of types are
+# left out (35 KB), as the library asks nothing for its type.
 function(velmor_lightweight name)
     if(NOT CMAKE_BUILD_TYPE STREQUAL "Release")
         return()
     endif()
-    target_compile_options(${name} PRIVATE -Os -ffunction-sections -fdata-sections)
+    target_compile_options(${name} PRIVATE -Os -ffunction-sections -fdata-sections -fno-rtti)
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
         target_compile_options(${name} PRIVATE -flto -ffat-lto-objects)
         target_link_options(${name} INTERFACE $<$<NOT:$<STREQUAL:$<TARGET_PROPERTY:NAME>,velmor>>:-fno-lto>)
+    endif()
+endfunction()
+
+# velmor_type_information(TARGET SOURCE...): those of a lightweight target's sources that define classes whose objects a
+# host may meet, and may ask for their type: exceptions, delegates, platform seams.
+function(velmor_type_information target)
+    if(CMAKE_BUILD_TYPE STREQUAL "Release")
+        set_source_files_properties(${ARGN} TARGET_DIRECTORY ${target} PROPERTIES
+            COMPILE_OPTIONS -frtti SKIP_PRECOMPILE_HEADERS ON)
     endif()
 endfunction()
 

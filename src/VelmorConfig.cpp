@@ -9,8 +9,6 @@
 
 namespace Velmor {
 
-VelmorConfigDelegate::~VelmorConfigDelegate() = default;
-
 std::shared_ptr<VelmorConfig> VelmorConfig::make(std::shared_ptr<SessionsService> service,
                                                  std::shared_ptr<VelmorConfigDelegate> delegate,
                                                  std::shared_ptr<LogAPI> log) {

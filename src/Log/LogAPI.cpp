@@ -44,8 +44,6 @@ bool endsWithLine(File& file, std::uint64_t size) {
 
 }  // namespace
 
-VelmorDebugLoggerDelegate::~VelmorDebugLoggerDelegate() = default;
-
 void setDebugLoggerDelegate(std::shared_ptr<VelmorDebugLoggerDelegate> delegate) {
     const std::lock_guard lock(delegateMutex);
     delegateSlot().swap(delegate);

@@ -34,4 +34,8 @@ std::string describe(const PreprocessorError::Case& value) {
 
 PreprocessorError::PreprocessorError(Case what) : case_(std::move(what)), description_(describe(case_)) {}
 
+const char* PreprocessorError::what() const noexcept {
+    return description_.c_str();
+}
+
 }  // namespace Velmor

@@ -42,7 +42,7 @@ class PreprocessorError : public std::exception {
         return std::holds_alternative<T>(case_);
     }
     /// Name of the case, then its text if it has one: "pcmFormat: request sample rate is ...".
-    const char* what() const noexcept override { return description_.c_str(); }
+    const char* what() const noexcept override;
 
   private:
     Case case_;

@@ -18,8 +18,6 @@ void onMainLoop(const std::shared_ptr<RecorderCore>& core, Call call) {
 
 }  // namespace
 
-VelmorRecordingDelegate::~VelmorRecordingDelegate() = default;
-
 Recorder::Recorder(std::shared_ptr<RecorderCore> core) : core_(std::move(core)) {}
 
 Recorder::~Recorder() = default;

@@ -16,8 +16,6 @@ constexpr const char* kTag = "tracking";
 
 }  // namespace
 
-VelmorSleepTrackingManagerDelegate::~VelmorSleepTrackingManagerDelegate() = default;
-
 std::shared_ptr<SleepTracker> SleepTracker::make(std::shared_ptr<const Platform> platform,
                                                  std::shared_ptr<LogAPI> log, CaptureParts parts) {
     std::shared_ptr<SleepTracker> made(new SleepTracker(std::move(platform), std::move(log)));
