@@ -16,17 +16,39 @@ PlatformError sendFailure() {
     }
 }
 
-}  // namespace
-
 void checkStatus(const HttpResponse& response) {
     if (static_cast<unsigned>(response.status) - 200U < 200U) return;
-    const auto body = decodeResponse<Model::ErrorBody>(response.body);
+    const auto body = decodeEnvelope(response.body, decodeRecord<Model::ErrorBody>);
+    const auto* result = static_cast<const Model::ErrorBody*>(body.result.get());
     throw VelmorError(VelmorError::httpStatus{
-        response.status, body.result ? body.result->errorCode.value_or(kNoErrorCode) : kNoErrorCode,
-        body.detail});
+        response.status, result ? result->errorCode.value_or(kNoErrorCode) : kNoErrorCode, body.detail});
 }
 
+std::shared_ptr<const void> unwrap(const HttpResponse& response, RecordDecoder decoder) {
+    if (response.status == 204) return {};
+    checkStatus(response);
+    return decodeEnvelope(response.body, decoder).result;
+}
+
+APIOutcome outcomeOf(const HttpResult& result, RecordDecoder decoder) {
+    if (const auto* error = std::get_if<PlatformError>(&result)) return {std::make_exception_ptr(*error), {}};
+    try {
+        return {{}, unwrap(std::get<HttpResponse>(result), decoder)};
+    } catch (...) {
+        return {std::current_exception(), {}};
+    }
+}
+
+}  // namespace
+
 APIService::APIService(std::shared_ptr<HttpTransport> http) : http_(std::move(http)) {}
+
+void APIService::request(HttpRequest&& request, const std::shared_ptr<Executor>& on, RecordDecoder decoder,
+                         std::function<void(const APIOutcome&)> completion) {
+    send(std::move(request), on, [decoder, completion = std::move(completion)](const HttpResult& result) {
+        completion(outcomeOf(result, decoder));
+    });
+}
 
 void APIService::send(HttpRequest request, std::shared_ptr<Executor> on, Completion completion) {
     std::uint64_t number = 0;

@@ -21,34 +21,29 @@ namespace Velmor {
 /// The code of a failure that has none of its own.
 inline constexpr std::int64_t kNoErrorCode = -9999;
 
-/// Null for 204 without looking at the body, else the result in the body's envelope. Statuses outside 200 to
-/// 399 throw VelmorError, case `httpStatus`; bodies that are no envelope throw DecodingError.
-void checkStatus(const HttpResponse& response);
+/// What came of a request: the record in the answer's envelope, none when the answer holds none, or what went
+/// wrong. Copies share it.
+struct APIOutcome {
+    std::exception_ptr error;  ///< a VelmorError, a PlatformError or a DecodingError
+    std::shared_ptr<const void> record;
 
-template <class T>
-std::optional<T> unwrap(const HttpResponse& response) {
-    if (response.status == 204) return {};
-    checkStatus(response);
-    return decodeResponse<T>(response.body).result;
-}
+    /// `T` is the record that was expected. Null when there is none.
+    template <class T>
+    const T* as() const {
+        return static_cast<const T*>(record.get());
+    }
+};
 
 /// Any thread. Releasing it gives up what is under way; the completions are then destroyed uncalled.
 class APIService : public std::enable_shared_from_this<APIService> {
   public:
-    /// The result, none when the answer holds none; or what went wrong: a VelmorError, a PlatformError or a
-    /// DecodingError.
-    template <class T>
-    using Outcome = std::variant<std::optional<T>, std::exception_ptr>;
-
     explicit APIService(std::shared_ptr<HttpTransport> http);
 
-    /// `T` is the record expected as result. The answer is decoded and `completion` called on `on`.
-    template <class T>
-    void request(HttpRequest&& request, const std::shared_ptr<Executor>& on,
-                 std::function<void(Outcome<T>)> completion) {
-        send(std::move(request), on,
-             [completion = std::move(completion)](HttpResult result) { completion(outcome<T>(result)); });
-    }
+    /// The answer is decoded and `completion` called on `on`. Null for 204 without looking at the body.
+    /// Statuses outside 200 to 399 are a VelmorError, case `httpStatus`; bodies that are no envelope are a
+    /// DecodingError.
+    void request(HttpRequest&& request, const std::shared_ptr<Executor>& on, RecordDecoder decoder,
+                 std::function<void(const APIOutcome&)> completion);
 
   private:
     using Completion = HttpTransport::Completion;
@@ -56,16 +51,6 @@ class APIService : public std::enable_shared_from_this<APIService> {
         std::unique_ptr<HttpExchange> exchange;
         Completion completion;
     };
-
-    template <class T>
-    static Outcome<T> outcome(const HttpResult& result) {
-        if (const auto* error = std::get_if<PlatformError>(&result)) return std::make_exception_ptr(*error);
-        try {
-            return unwrap<T>(std::get<HttpResponse>(result));
-        } catch (...) {
-            return std::current_exception();
-        }
-    }
 
     void send(HttpRequest request, std::shared_ptr<Executor> on, Completion completion);
     void finish(std::uint64_t number, HttpResult result);

@@ -110,5 +110,24 @@ void failUnknown(const std::string& text, const JsonPath& path) {
     path.fail("has an unknown value: " + quoted(text));
 }
 
+Member::Member(const Json& object, const JsonPath& parent, const char* name)
+    : key(snakeCase(name)), path(parent, key), json(object.find(key)) {}
+
+void Member::require() const {
+    if (!json) path.fail("is missing");
+}
+
 }  // namespace detail
+
+Envelope decodeEnvelope(std::string_view body, RecordDecoder decodeResult) {
+    const Json json = Json::parse(body);
+    const JsonPath path;
+    detail::requireObject(json, path);
+    Envelope envelope;
+    const detail::Member result(json, path, "result");
+    if (result.json && !result.json->isNull()) envelope.result = decodeResult(*result.json, result.path);
+    detail::decodeMember(detail::Member(json, path, "detail"), envelope.detail);
+    return envelope;
+}
+
 }  // namespace Velmor

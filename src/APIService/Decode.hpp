@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -75,15 +76,25 @@ void requireObject(const Json& json, const JsonPath& path);
 const std::string& textOf(const Json& json, const JsonPath& path);
 [[noreturn]] void failUnknown(const std::string& text, const JsonPath& path);
 
+/// The member of an object for a record's field.
+struct Member {
+    Member(const Json& object, const JsonPath& parent, const char* name);
+    void require() const;
+
+    const std::string key;
+    const JsonPath path;
+    const Json* const json;  ///< null when there is none
+};
+
 template <class T>
-void decodeMember(const Json* member, const JsonPath& path, T& out) {
-    if (!member) path.fail("is missing");
-    decode(*member, path, out);
+void decodeMember(const Member& member, T& out) {
+    member.require();
+    decode(*member.json, member.path, out);
 }
 
 template <class T>
-void decodeMember(const Json* member, const JsonPath& path, std::optional<T>& out) {
-    if (member) decode(*member, path, out);
+void decodeMember(const Member& member, std::optional<T>& out) {
+    if (member.json) decode(*member.json, member.path, out);
 }
 
 }  // namespace detail
@@ -115,30 +126,27 @@ void decode(const Json& json, const JsonPath& path, T& out) {
     if constexpr (fieldCount<T>() > 0) {
         detail::requireObject(json, path);
         T::eachField([&](const char* name, auto member) {
-            const std::string key = snakeCase(name);
-            detail::decodeMember(json.find(key), JsonPath(path, key), out.*member);
+            detail::decodeMember(detail::Member(json, path, name), out.*member);
         });
     }
 }
 
-/// The envelope around every answer.
-template <class T>
-struct APIResponse {
-    std::optional<T> result;
-    std::optional<std::string> detail;  ///< the service's message
+/// Gives a record of a type that the caller knows; throws DecodingError.
+using RecordDecoder = std::shared_ptr<const void> (*)(const Json& json, const JsonPath& path);
 
-    template <class Visitor>
-    static constexpr void eachField(Visitor&& visitor) {
-        visitor("result", &APIResponse::result);
-        visitor("detail", &APIResponse::detail);
-    }
+template <Record T>
+std::shared_ptr<const void> decodeRecord(const Json& json, const JsonPath& path) {
+    auto record = std::make_shared<T>();
+    decode(json, path, *record);
+    return record;
+}
+
+/// The envelope around every answer.
+struct Envelope {
+    std::shared_ptr<const void> result;  ///< what `decodeResult` made of it; null when there is none
+    std::optional<std::string> detail;   ///< the service's message
 };
 
-template <class T>
-APIResponse<T> decodeResponse(std::string_view body) {
-    APIResponse<T> response;
-    decode(Json::parse(body), JsonPath(), response);
-    return response;
-}
+Envelope decodeEnvelope(std::string_view body, RecordDecoder decodeResult);
 
 }  // namespace Velmor

@@ -1,4 +1,5 @@
 // Descriptions of session lists and averages.
+#include "APIService/Iso8601.hpp"
 #include "Reports/Describe.hpp"
 
 namespace Velmor::Model {
@@ -42,11 +43,15 @@ std::string SleptSession::description() const {
 }
 
 std::string AverageReport::description() const {
-    return "Period: [" + period.description() +  //
-           "]\nPeculiarities: [" + describeElements(peculiarities, kStyle) + "]\nAverageStats: [" +
-           describeValue(averageStats, kStyle) + "]\nNeverSleptSessions: [" +
-           describeElements(neverSleptSessions, kStyle) + "]\nSleptSessions: [" +
-           describeElements(sleptSessions, kStyle) + "]";
+    std::string text = "Period: [" + period.description() + "]\nPeculiarities: [";
+    describeElements(text, peculiarities, kStyle);
+    text += "]\nAverageStats: [";
+    describeValue(text, averageStats, kStyle);
+    text += "]\nNeverSleptSessions: [";
+    describeElements(text, neverSleptSessions, kStyle);
+    text += "]\nSleptSessions: [";
+    describeElements(text, sleptSessions, kStyle);
+    return text += "]";
 }
 
 std::string DeleteReport::description() const {

@@ -2,15 +2,14 @@
 #pragma once
 
 #include "APIService/Decode.hpp"
-#include "APIService/Iso8601.hpp"
 
-#include <array>
-#include <charconv>
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include <Velmor/Model.hpp>
@@ -25,68 +24,61 @@ struct DescriptionStyle {
     std::string (*date)(WallTime time);
 };
 
-inline std::string labelAsName(std::string_view name) {
-    return std::string(name);
-}
+std::string labelAsName(std::string_view name);
+std::string labelCapitalised(std::string_view name);
+std::string_view commaAndNewline(std::string_view name);
 
-inline std::string labelCapitalised(std::string_view name) {
-    std::string label(name);
-    if (!label.empty() && label[0] >= 'a' && label[0] <= 'z')
-        label[0] = static_cast<char>(label[0] - 'a' + 'A');
-    return label;
-}
+/// Each adds what it is given to `text`. An absent value is written "nil", a list in square brackets.
+void describeValue(std::string& text, const std::string& value, const DescriptionStyle& style);
+void describeValue(std::string& text, std::int64_t value, const DescriptionStyle& style);
+void describeValue(std::string& text, float value, const DescriptionStyle& style);
+void describeValue(std::string& text, WallTime value, const DescriptionStyle& style);
+void describeValue(std::string& text, std::chrono::sys_days value, const DescriptionStyle& style);
 
-inline std::string_view commaAndNewline(std::string_view) {
-    return ",\n";
-}
+/// What stands before a field's value.
+void describeName(std::string& text, const char* name, const DescriptionStyle& style);
 
-/// An absent value is written "nil", a list in square brackets.
 template <class T>
-std::string describeValue(const T& value, const DescriptionStyle& style) {
-    if constexpr (std::is_same_v<T, std::string>) {
-        return value;
-    } else if constexpr (std::is_same_v<T, std::int64_t>) {
-        return std::to_string(value);
-    } else if constexpr (std::is_same_v<T, float>) {
-        std::array<char, 32> text{};
-        return std::string(text.data(), std::to_chars(text.begin(), text.end(), value).ptr);  // the shortest
-    } else if constexpr (std::is_same_v<T, WallTime>) {
-        return style.date(value);
-    } else if constexpr (std::is_same_v<T, std::chrono::sys_days>) {
-        return Iso8601::formatDay(value);
-    } else if constexpr (std::is_enum_v<T>) {
-        return std::string(rawValue(value));
-    } else {
-        return value.description();
-    }
+requires std::is_enum_v<T>
+void describeValue(std::string& text, T value, const DescriptionStyle&) {
+    text += rawValue(value);
+}
+
+template <Record T>
+void describeValue(std::string& text, const T& record, const DescriptionStyle&) {
+    text += record.description();
 }
 
 template <class T>
-std::string describeValue(const std::optional<T>& value, const DescriptionStyle& style) {
-    return value ? describeValue(*value, style) : "nil";
-}
-
-template <class T>
-std::string describeElements(const std::vector<T>& list, const DescriptionStyle& style) {
-    std::string text;
+void describeElements(std::string& text, const std::vector<T>& list, const DescriptionStyle& style) {
+    const char* separator = "";
     for (const auto& element : list) {
-        if (!text.empty()) text += ", ";
-        text += describeValue(element, style);
+        text += std::exchange(separator, ", ");
+        describeValue(text, element, style);
     }
-    return text;
 }
 
 template <class T>
-std::string describeValue(const std::vector<T>& list, const DescriptionStyle& style) {
-    return "[" + describeElements(list, style) + "]";
+void describeValue(std::string& text, const std::vector<T>& list, const DescriptionStyle& style) {
+    text += '[';
+    describeElements(text, list, style);
+    text += ']';
+}
+
+template <class T>
+void describeValue(std::string& text, const std::optional<T>& value, const DescriptionStyle& style) {
+    if (value)
+        describeValue(text, *value, style);
+    else
+        text += "nil";
 }
 
 template <Record T>
 std::string describe(const T& record, const DescriptionStyle& style) {
     std::string text;
     T::eachField([&](const char* name, auto member) {
-        if (!text.empty()) text += style.separator(name);
-        text += style.label(name) + ": " + describeValue(record.*member, style);
+        describeName(text, name, style);
+        describeValue(text, record.*member, style);
     });
     return text;
 }

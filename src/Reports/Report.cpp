@@ -1,4 +1,5 @@
 // Descriptions of one session's report and of users.
+#include "APIService/Iso8601.hpp"
 #include "Reports/Describe.hpp"
 
 namespace Velmor::Model {

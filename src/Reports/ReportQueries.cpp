@@ -1,6 +1,5 @@
 #include "Reports/ReportQueries.hpp"
 
-#include "APIService/APIService.hpp"
 #include "APIService/Requests.hpp"
 #include "Log/LogAPI.hpp"
 #include "Runtime/Contain.hpp"
@@ -12,15 +11,10 @@ namespace Velmor {
 namespace {
 
 template <class T>
-Async<T> failed(VelmorError error) {
-    AsyncPromise<T> promise;
-    promise.set(std::move(error));
-    return promise.async();
-}
-
-template <class T>
 Async<T> refusedInDeveloperMode() {
-    return failed<T>(VelmorError::unsupportedInDeveloperMode{});
+    const AsyncPromise<T> promise;
+    promise.set(VelmorError(VelmorError::unsupportedInDeveloperMode{}));
+    return promise.async();
 }
 
 Endpoint sessionListEndpoint(const std::string& fromDate, const std::string& toDate, Model::OrderBy orderBy,
@@ -82,31 +76,40 @@ std::function<void(Executor::Task)> ReportQueries::callbacks() const {
     };
 }
 
-/// `convert` takes the record out of the answer and gives what the query promises.
-template <class Record, class T, class Convert>
-Async<T> ReportQueries::send(std::string_view method, const Endpoint& endpoint,
-                             const std::optional<Config>& config, Convert convert) {
-    using Outcome = typename Async<T>::Outcome;
+void ReportQueries::ask(std::string_view method, const Endpoint& endpoint,
+                        const std::optional<Config>& config, RecordDecoder decoder,
+                        std::function<void(const APIOutcome&)> tell) {
     const auto& path = endpoint.readable();
-    if (!config) return failed<T>(VelmorError::responseResult{path});
-    AsyncPromise<T> promise;
+    const auto nothing = [path] {
+        return APIOutcome{std::make_exception_ptr(VelmorError(VelmorError::responseResult{path})), {}};
+    };
+    if (!config) return tell(nothing());
     try {
-        sessionService_->apiService().request<Record>(
-            jsonRequest(method, endpoint, *config, *platform_->device), platform_->tasks,
-            [promise, path, convert, log = log_](APIService::Outcome<Record> answer) {
-                Outcome outcome = VelmorError(VelmorError::responseResult{path});
-                if (const auto* error = std::get_if<std::exception_ptr>(&answer))
-                    outcome = VelmorError::from(*error);
-                else if (auto& record = std::get<std::optional<Record>>(answer))
-                    outcome = convert(std::move(*record));
-                contain([&] { promise.set(std::move(outcome)); },
+        sessionService_->apiService().request(
+            jsonRequest(method, endpoint, *config, *platform_->device), platform_->tasks, decoder,
+            [tell, nothing, log = log_](const APIOutcome& answer) {
+                const bool empty = !answer.error && !answer.record;
+                contain([&] { tell(empty ? nothing() : answer); },
                         [&](const std::string& reason) {
                             log->log(LogAPI::Level::E, "reports", "A waiting task failed: " + reason);
                         });
             });
     } catch (...) {
-        promise.set(VelmorError::from(std::current_exception()));
+        tell({std::current_exception(), {}});
     }
+}
+
+/// `convert` takes the record of the answer and gives what the query promises.
+template <class Record, class T, class Convert>
+Async<T> ReportQueries::send(std::string_view method, const Endpoint& endpoint,
+                             const std::optional<Config>& config, const Convert& convert) {
+    const AsyncPromise<T> promise;
+    ask(method, endpoint, config, decodeRecord<Record>, [promise, convert](const APIOutcome& answer) {
+        if (answer.error)
+            promise.set(VelmorError::from(answer.error));
+        else
+            promise.set(convert(*answer.as<Record>()));
+    });
     return promise.async();
 }
 
@@ -114,7 +117,7 @@ Async<Model::Report> ReportQueries::report(const std::string& sessionId) {
     logEntry("[CALL] report callback " + sessionId);
     log_->debugPrint("Reports: get report, sessionId = " + sessionId);
     return send<Model::Report, Model::Report>("GET", Endpoint("data/v3/sessions/").id(sessionId), config(),
-                                              [](Model::Report report) { return report; });
+                                              [](const Model::Report& report) { return report; });
 }
 
 Async<Reports::Sessions> ReportQueries::reports(const std::string& fromDate, const std::string& toDate,
@@ -125,7 +128,7 @@ Async<Reports::Sessions> ReportQueries::reports(const std::string& fromDate, con
     if (DeveloperMode::isOn()) return refusedInDeveloperMode<Reports::Sessions>();
     return send<Model::ReportList, Reports::Sessions>(
         "GET", sessionListEndpoint(fromDate, toDate, orderBy, offset, limit), config(),
-        [](Model::ReportList list) { return std::move(list.sleepSessionList); });
+        [](const Model::ReportList& list) { return list.sleepSessionList; });
 }
 
 Async<void> ReportQueries::deleteReport(const std::string& sessionId) {
@@ -133,7 +136,7 @@ Async<void> ReportQueries::deleteReport(const std::string& sessionId) {
     log_->debugPrint("Reports: delete report, sessionId = " + sessionId);
     if (DeveloperMode::isOn()) return refusedInDeveloperMode<void>();
     return send<Model::DeleteReport, void>("DELETE", Endpoint("ai/v1/sessions/").id(sessionId), config(),
-                                           [](Model::DeleteReport) { return std::monostate{}; });
+                                           [](const Model::DeleteReport&) { return std::monostate{}; });
 }
 
 Async<Model::AverageReport> ReportQueries::getAverageReport(const std::string& fromDate,
@@ -149,7 +152,7 @@ Async<Model::AverageReport> ReportQueries::getAverageReport(const std::string& f
         Endpoint("data/v1/users/")
             .id(userId)
             .query("/average-stats?start_date=" + fromDate + "&end_date=" + toDate),
-        current, [](Model::AverageReport report) { return report; });
+        current, [](const Model::AverageReport& report) { return report; });
 }
 
 }  // namespace Velmor

@@ -1,6 +1,8 @@
 // What stands behind `Reports`: builds the queries and sends them over its own sessions service's transport.
 #pragma once
 
+#include "APIService/APIService.hpp"
+
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -51,7 +53,10 @@ class ReportQueries : public std::enable_shared_from_this<ReportQueries> {
     std::optional<Config> config();
     template <class Record, class T, class Convert>
     Async<T> send(std::string_view method, const Endpoint& endpoint, const std::optional<Config>& config,
-                  Convert convert);
+                  const Convert& convert);
+    /// Calls `tell` with a record or with what went wrong.
+    void ask(std::string_view method, const Endpoint& endpoint, const std::optional<Config>& config,
+             RecordDecoder decoder, std::function<void(const APIOutcome&)> tell);
 
     const std::shared_ptr<const Platform> platform_;
     const std::shared_ptr<LogAPI> log_;

@@ -8,13 +8,13 @@ namespace Velmor {
 namespace {
 
 /// Runs the asynchronous form in a task of its own, then calls `tell` with its outcome.
-template <class T>
-void detach(ReportQueries& queries, std::function<Async<T>(ReportQueries&)> start,
+template <class T, class Start>
+void detach(ReportQueries& queries, Start start,
             std::function<void(const typename Async<T>::Outcome&)> tell) {
-    using Outcome = typename Async<T>::Outcome;
     queries.detach([start = std::move(start), tell = std::move(tell)](ReportQueries& running) {
-        start(running).then([post = running.callbacks(), tell](const Outcome& outcome) {
-            post([tell, outcome] { tell(outcome); });
+        const Async<T> query = start(running);
+        query.then([query, tell, post = running.callbacks()](const auto&) {
+            post([query, tell] { query.then(tell); });  // which is now at once
         });
     });
 }

@@ -1,10 +1,11 @@
 #include "SessionService/SessionCalls.hpp"
 
-#include "APIService/APIService.hpp"
 #include "APIService/Iso8601.hpp"
 #include "APIService/MultipartFormDataRequest.hpp"
 #include "APIService/Requests.hpp"
 
+#include <stdexcept>
+#include <type_traits>
 #include <utility>
 
 namespace Velmor::SessionCalls {
@@ -34,8 +35,6 @@ State::error failedNetwork(const std::exception_ptr& error) {
     if (cause.is<VelmorError::unknown>()) return {NetworkFail{kNoErrorCode, ""}, {}};
     return {cause, {}};
 }
-
-}  // namespace
 
 std::string line(const Request::userJoin& request) {
     return "API: user join, id: " + request.userId.value_or("nil");
@@ -109,31 +108,31 @@ HttpRequest httpRequest(const Request::analysis& request, const Device& device) 
     return jsonRequest("GET", report(request.sessionId), request.config, device);
 }
 
-State succeeded(const Request::userJoin& request, std::optional<Model::User> result) {
+State succeeded(const Request::userJoin& request, const Model::User* result) {
     if (!result) throw VelmorError(VelmorError::responseResult{kUsers});
-    return {State::userJoin{request.config.withUserId(std::move(result->userId))}};
+    return {State::userJoin{request.config.withUserId(result->userId)}};
 }
 
-State succeeded(const Request::userDelete& request, std::optional<Model::DeleteUser>) {
+State succeeded(const Request::userDelete& request, const Model::DeleteUser*) {
     return {State::userDelete{request.config}};
 }
 
-State succeeded(const Request::create&, std::optional<Model::CreateSession> result) {
+State succeeded(const Request::create&, const Model::CreateSession* result) {
     if (!result) throw VelmorError(VelmorError::responseResult{kSessions});
-    return {State::create{std::move(result->sessionId)}};
+    return {State::create{result->sessionId}};
 }
 
-State succeeded(const Request::mel& request, std::optional<Model::UploadData>) {
+State succeeded(const Request::mel& request, const Model::UploadData*) {
     return {State::upload{request.sessionId, request.sequence}};
 }
 
-State succeeded(const Request::close& request, std::optional<Model::CloseSession>) {
+State succeeded(const Request::close& request, const Model::CloseSession*) {
     return {State::close{request.sessionId}};
 }
 
-State succeeded(const Request::analysis& request, std::optional<Model::Report> result) {
+State succeeded(const Request::analysis& request, const Model::Report* result) {
     if (!result) throw VelmorError(VelmorError::responseResult{report(request.sessionId).readable()});
-    return {State::analysis{std::move(*result)}};
+    return {State::analysis{*result}};
 }
 
 State::error failed(const Request::userJoin&, const std::exception_ptr& error) {
@@ -164,6 +163,79 @@ State::error failed(const Request::close&, const std::exception_ptr& error) {
 // night that is being tracked.
 State::error failed(const Request::analysis&, const std::exception_ptr& error) {
     return {VelmorError::unknown{error}, {}};
+}
+
+/// Calls visit(kind), whatever the request is.
+template <class Result, class AnyRequest, class Visit>
+Result visited(AnyRequest& request, const Visit& visit) {
+    return std::visit(
+        [&visit](auto& kind) -> Result {
+            if constexpr (std::is_same_v<std::remove_cvref_t<decltype(kind)>, Request::log>)
+                throw std::logic_error("the log is no call");
+            else
+                return visit(kind);
+        },
+        request.value);
+}
+
+/// The record that a request is answered with.
+template <class R>
+struct Answer;
+template <>
+struct Answer<Request::userJoin> {
+    using Record = Model::User;
+};
+template <>
+struct Answer<Request::userDelete> {
+    using Record = Model::DeleteUser;
+};
+template <>
+struct Answer<Request::create> {
+    using Record = Model::CreateSession;
+};
+template <>
+struct Answer<Request::mel> {
+    using Record = Model::UploadData;
+};
+template <>
+struct Answer<Request::close> {
+    using Record = Model::CloseSession;
+};
+template <>
+struct Answer<Request::analysis> {
+    using Record = Model::Report;
+};
+template <class R>
+using RecordFor = typename Answer<std::remove_cvref_t<R>>::Record;
+
+State stateOfFailure(const Request& request, const std::exception_ptr& error) {
+    return {visited<State::error>(request, [&](const auto& kind) { return failed(kind, error); })};
+}
+
+}  // namespace
+
+std::string line(const Request& request) {
+    return visited<std::string>(request, [](const auto& kind) { return line(kind); });
+}
+
+HttpRequest httpRequest(Request& request, const Device& device) {
+    return visited<HttpRequest>(request, [&](auto& kind) { return httpRequest(kind, device); });
+}
+
+RecordDecoder decoder(const Request& request) {
+    return visited<RecordDecoder>(request,
+                                  [](const auto& kind) { return &decodeRecord<RecordFor<decltype(kind)>>; });
+}
+
+State stateOf(const Request& request, const APIOutcome& outcome) {
+    if (outcome.error) return stateOfFailure(request, outcome.error);
+    try {
+        return visited<State>(request, [&](const auto& kind) {
+            return succeeded(kind, outcome.as<RecordFor<decltype(kind)>>());
+        });
+    } catch (...) {
+        return stateOfFailure(request, std::current_exception());
+    }
 }
 
 }  // namespace Velmor::SessionCalls

@@ -13,7 +13,6 @@ namespace Velmor {
 namespace {
 
 using Request = SessionsService::Request;
-using State = SessionsService::State;
 
 bool isLifecycle(const Request& request) {
     return std::holds_alternative<Request::create>(request.value) ||
@@ -26,17 +25,6 @@ void account(const Request& request, LogAPI& log) {
     if (!std::holds_alternative<Request::mel>(request.value)) return;
     log.debugPrint("Tracking: already stopped");
     log.log(LogAPI::Level::W, "tracking", "[ST] already stopped");
-}
-
-template <class R, class Outcome>
-State stateOf(const R& request, Outcome outcome) {
-    try {
-        if (const auto* error = std::get_if<std::exception_ptr>(&outcome))
-            return {SessionCalls::failed(request, *error)};
-        return SessionCalls::succeeded(request, std::move(std::get<0>(outcome)));
-    } catch (...) {
-        return {SessionCalls::failed(request, std::current_exception())};
-    }
 }
 
 Json logBody(LogUpload::Request record) {
@@ -55,9 +43,9 @@ void uploadLog(APIService& api, const Platform& platform, Request::log request,
     try {
         auto record =
             LogUpload::makeRequest(config, request.sessionId, std::move(request.message), *platform.device);
-        api.request<LogUpload::Response>(
-            jsonPost(LogUpload::url(platform), logBody(std::move(record)), config, *platform.device),
-            platform.background, [finished](const APIService::Outcome<LogUpload::Response>&) { finished(); });
+        api.request(jsonPost(LogUpload::url(platform), logBody(std::move(record)), config, *platform.device),
+                    platform.background, decodeRecord<LogUpload::Response>,
+                    [finished](const APIOutcome&) { finished(); });
     } catch (...) {  // the text cannot be sent; it is dropped like one that did not arrive
         finished();
     }
@@ -102,43 +90,42 @@ void SessionsService::take(Request request) {
         if (queue_.size() == 1) startHead();
         return;
     }
-    std::visit([this](auto&& kind) { start(std::forward<decltype(kind)>(kind), false); },
-               std::move(request.value));
+    if (auto* log = std::get_if<Request::log>(&request.value))
+        startLog(std::move(*log));
+    else
+        start(std::move(request), false);
 }
 
 // The head stays in the queue, emptied, as the sign that a request is under way.
 void SessionsService::startHead() {
-    std::visit([this](auto&& kind) { start(std::forward<decltype(kind)>(kind), true); },
-               std::move(queue_.front().value));
+    start(std::move(queue_.front()), true);
 }
 
-template <class R>
-void SessionsService::start(R request, bool queued) {
-    using Record = typename SessionCalls::Answer<R>::Record;
-    using Outcome = APIService::Outcome<Record>;
-    log_->debugPrint(SessionCalls::line(request));
+void SessionsService::start(Request given, bool queued) {
+    log_->debugPrint(SessionCalls::line(given));
     std::exception_ptr refusal;
     std::optional<HttpRequest> http;
     try {
-        http = SessionCalls::httpRequest(request, *platform_->device);
+        http = SessionCalls::httpRequest(given, *platform_->device);
     } catch (...) {
         refusal = std::current_exception();
     }
-    const auto finish = [service = weak_from_this(), request = std::move(request), queued](Outcome outcome) {
+    const auto request = std::make_shared<const Request>(std::move(given));
+    const auto finish = [service = weak_from_this(), request, queued](const APIOutcome& outcome) {
         if (const auto self = service.lock()) {
             if (queued) self->headAnswered_ = true;
-            self->publish(stateOf(request, std::move(outcome)));
+            self->publish(SessionCalls::stateOf(*request, outcome));
         }
         // An observer may have released the service, and nothing must go out then.
         if (const auto self = service.lock(); self && queued) self->finishHead();
     };
     if (http)
-        apiService_->request<Record>(std::move(*http), platform_->mainLoop, finish);
+        apiService_->request(std::move(*http), platform_->mainLoop, SessionCalls::decoder(*request), finish);
     else
-        platform_->mainLoop->post([finish, refusal] { finish(refusal); });
+        platform_->mainLoop->post([finish, refusal] { finish({refusal, {}}); });
 }
 
-void SessionsService::start(Request::log request, bool) {
+void SessionsService::startLog(Request::log request) {
     platform_->background->post([weak = std::weak_ptr(apiService_), platform = platform_, log = log_,
                                  request = std::move(request)]() mutable {
         if (const auto api = weak.lock())

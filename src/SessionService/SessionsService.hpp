@@ -113,9 +113,8 @@ class SessionsService : public std::enable_shared_from_this<SessionsService> {
 
     void take(Request request);
     void startHead();
-    template <class R>
-    void start(R request, bool queued);
-    void start(Request::log request, bool queued);
+    void start(Request request, bool queued);
+    void startLog(Request::log request);
     void finishHead();
     void publish(const State& state);
 

@@ -5,14 +5,14 @@
 namespace Velmor {
 namespace {
 
-using Outcome = APIService::Outcome<Model::CreateSession>;
-
 // One line for an outcome, so that a table can say what is expected.
-std::string text(const Outcome& outcome) {
-    if (const auto* result = std::get_if<0>(&outcome))
-        return *result ? "result " + (*result)->sessionId : "none";
+std::string text(const APIOutcome& outcome) {
+    if (!outcome.error) {
+        const auto* result = outcome.as<Model::CreateSession>();
+        return result ? "result " + result->sessionId : "none";
+    }
     try {
-        std::rethrow_exception(std::get<1>(outcome));
+        std::rethrow_exception(outcome.error);
     } catch (const VelmorError& error) {
         const auto* http = error.as<VelmorError::httpStatus>();
         return http ? error.description() + " errorCode " + std::to_string(http->errorCode.value()) : "other";
@@ -26,9 +26,9 @@ std::string text(const Outcome& outcome) {
 class APIServiceTest : public Scene {
   protected:
     void send() {
-        service->request<Model::CreateSession>(
-            jsonRequest("GET", Endpoint("x"), config(), *device), executor,
-            [this](const Outcome& outcome) { outcomes.push_back(text(outcome)); });
+        service->request(jsonRequest("GET", Endpoint("x"), config(), *device), executor,
+                         decodeRecord<Model::CreateSession>,
+                         [this](const APIOutcome& outcome) { outcomes.push_back(text(outcome)); });
     }
 
     std::shared_ptr<APIService> service = std::make_shared<APIService>(http);
