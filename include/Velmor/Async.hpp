@@ -84,6 +84,13 @@ class AsyncState {
     std::vector<std::function<void(const Outcome&)>> waiting_;
 };
 
+/// Made with the first promise, so that its end takes no memory.
+inline const VelmorError& givenUp() {
+    static const auto* const error = new VelmorError(VelmorError::unknown{
+        std::make_exception_ptr(PlatformError(PlatformError::Kind::cancelled, "the query was given up"))});
+    return *error;
+}
+
 }  // namespace detail
 
 /// A handle: copies share the outcome, and dropping them all does not stop the query. Any thread.
@@ -135,13 +142,12 @@ class AsyncPromise {
     /// Whoever waits must hear something, also when the query's owner went away before its answer came.
     struct Guard {
         std::shared_ptr<detail::AsyncState<Value>> state = std::make_shared<detail::AsyncState<Value>>();
-        Guard() = default;
+        Guard() { detail::givenUp(); }
         Guard(const Guard&) = delete;
         Guard& operator=(const Guard&) = delete;
         ~Guard() {
             try {
-                state->set(VelmorError(VelmorError::unknown{std::make_exception_ptr(
-                    PlatformError(PlatformError::Kind::cancelled, "the query was given up"))}));
+                state->set(detail::givenUp());
             } catch (...) {  // thrown by one who was told; a destructor has nobody to pass it on to
             }
         }

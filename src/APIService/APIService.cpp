@@ -1,5 +1,7 @@
 #include "APIService/APIService.hpp"
 
+#include <algorithm>
+
 namespace Velmor {
 namespace {
 
@@ -51,39 +53,79 @@ void APIService::request(HttpRequest&& request, const std::shared_ptr<Executor>&
 }
 
 void APIService::send(HttpRequest request, std::shared_ptr<Executor> on, Completion completion) {
+    deliverLate();
+    const auto answer = std::make_shared<Answer>();
     std::uint64_t number = 0;
     {
         const std::lock_guard lock(mutex_);
         number = next_++;
-        pending_[number].completion = std::move(completion);
+        pending_.emplace(number, Pending{{}, std::move(completion), answer, on});
     }
-    // The transport's thread takes no reference, so that it never is the one to end the service.
-    const Completion deliver = [self = weak_from_this(), on = std::move(on), number](HttpResult result) {
-        on->post([self, number, taken = std::move(result)]() mutable {
-            if (const auto service = self.lock()) service->finish(number, std::move(taken));
-        });
-    };
-    std::unique_ptr<HttpExchange> exchange;
     try {
-        exchange = http_->send(std::move(request), deliver);
-    } catch (...) {
-        deliver(sendFailure());
-    }
-    const std::lock_guard lock(mutex_);
-    const auto entry = pending_.find(number);
-    if (entry != pending_.end()) entry->second.exchange = std::move(exchange);
-}
-
-void APIService::finish(std::uint64_t number, HttpResult result) {
-    Pending done;
-    {
+        // The transport's thread takes no reference, so that it never is the one to end the service.
+        const Completion deliver = [self = weak_from_this(), on, number, answer](HttpResult result) {
+            answer->result = std::move(result);
+            if (!post(self, *on, number)) answer->late.store(true, std::memory_order_release);
+        };
+        std::unique_ptr<HttpExchange> exchange;
+        try {
+            exchange = http_->send(std::move(request), deliver);
+        } catch (...) {
+            deliver(sendFailure());
+        }
         const std::lock_guard lock(mutex_);
         const auto entry = pending_.find(number);
-        if (entry == pending_.end()) return;
-        done = std::move(entry->second);
-        pending_.erase(entry);
+        if (entry != pending_.end()) entry->second.exchange = std::move(exchange);
+    } catch (...) {
+        take(number);  // the caller hears of it at once
+        throw;
     }
-    done.completion(std::move(result));
+}
+
+// False when there is no memory for a task.
+bool APIService::post(const std::weak_ptr<APIService>& self, Executor& on, std::uint64_t number) {
+    try {
+        on.post([self, number] {
+            if (const auto service = self.lock()) service->finish(number);
+        });
+        return true;
+    } catch (...) {
+        return false;
+    }
+}
+
+void APIService::deliverLate() {
+    while (true) {
+        std::shared_ptr<Answer> answer;
+        std::shared_ptr<Executor> on;
+        std::uint64_t number = 0;
+        {
+            const std::lock_guard lock(mutex_);
+            const auto late = std::find_if(pending_.begin(), pending_.end(), [](const auto& entry) {
+                return entry.second.answer->late.exchange(false);
+            });
+            if (late == pending_.end()) return;
+            number = late->first;
+            answer = late->second.answer;
+            on = late->second.on;
+        }
+        if (post(weak_from_this(), *on, number)) continue;
+        answer->late = true;
+        return;
+    }
+}
+
+std::optional<APIService::Pending> APIService::take(std::uint64_t number) {
+    const std::lock_guard lock(mutex_);
+    const auto entry = pending_.find(number);
+    if (entry == pending_.end()) return {};
+    std::optional<Pending> taken(std::move(entry->second));
+    pending_.erase(entry);
+    return taken;
+}
+
+void APIService::finish(std::uint64_t number) {
+    if (auto done = take(number)) done->completion(std::move(*done->answer->result));
 }
 
 }  // namespace Velmor

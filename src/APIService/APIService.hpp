@@ -3,6 +3,7 @@
 
 #include "APIService/Decode.hpp"
 
+#include <atomic>
 #include <cstdint>
 #include <exception>
 #include <functional>
@@ -45,15 +46,27 @@ class APIService : public std::enable_shared_from_this<APIService> {
     void request(HttpRequest&& request, const std::shared_ptr<Executor>& on, RecordDecoder decoder,
                  std::function<void(const APIOutcome&)> completion);
 
+    /// Brings the answers that found no memory on their way; without it they come with the next request.
+    void deliverLate();
+
   private:
     using Completion = HttpTransport::Completion;
+    /// Written by the transport, read by `finish`.
+    struct Answer {
+        std::optional<HttpResult> result;
+        std::atomic<bool> late{false};  ///< there was no memory for the task that brings it
+    };
     struct Pending {
         std::unique_ptr<HttpExchange> exchange;
         Completion completion;
+        std::shared_ptr<Answer> answer;
+        std::shared_ptr<Executor> on;
     };
 
     void send(HttpRequest request, std::shared_ptr<Executor> on, Completion completion);
-    void finish(std::uint64_t number, HttpResult result);
+    void finish(std::uint64_t number);
+    std::optional<Pending> take(std::uint64_t number);
+    static bool post(const std::weak_ptr<APIService>& self, Executor& on, std::uint64_t number);
 
     const std::shared_ptr<HttpTransport> http_;
     std::mutex mutex_;  // guards all below

@@ -39,6 +39,16 @@ class Json {
         if (value) value_ = std::move(*value);
     }
 
+    /// An object of names and values in turn. In place of a list in braces, whose copies g++ 12 destroys
+    /// wrongly when there is no memory for one of them.
+    template <class... Members>
+    static Json object(Members&&... members) {
+        Object made;
+        made.reserve(sizeof...(members) / 2);
+        add(made, std::forward<Members>(members)...);
+        return made;
+    }
+
     /// UTF-8 without byte order mark, one value and nothing behind it; numbers within the range of a double.
     /// Throws DecodingError without path.
     static Json parse(std::string_view text);
@@ -58,6 +68,13 @@ class Json {
     const Json* find(std::string_view key) const;
 
   private:
+    static void add(Object&) {}
+    template <class Member, class... Others>
+    static void add(Object& to, const char* name, Member&& value, Others&&... others) {
+        to.emplace_back(name, std::forward<Member>(value));
+        add(to, std::forward<Others>(others)...);
+    }
+
     Value value_;
 };
 

@@ -114,8 +114,15 @@ void RecordingService::Capture::reset() {
     firstFrameTime_.reset();
 }
 
+// What a state needs may not be there, memory first of all: then nothing is kept that is there by half.
 void RecordingService::Capture::handle(const State& state) {
-    std::visit([this](const auto& value) { entered(value); }, state.value);
+    try {
+        std::visit([this](const auto& value) { entered(value); }, state.value);
+    } catch (...) {
+        letGo(false);
+        if (state.is<State::error>()) throw;
+        owner_.stateSender.send({State::error{VelmorError::unknown{std::current_exception()}}});
+    }
 }
 
 void RecordingService::Capture::entered(const State::started& state) {

@@ -1,6 +1,7 @@
 // What happens around a recording: interruptions, notifications of the audio session, frames that stay away.
 #include "Recorder/AudioConstants.hpp"
 #include "Recorder/Capture.hpp"
+#include "Runtime/Contain.hpp"
 
 #include <algorithm>
 #include <atomic>
@@ -12,6 +13,11 @@ namespace {
 // Which capture observes the session; a session has one observer, and whoever comes late must not end the
 // observation of the next.
 std::atomic<std::uint64_t> latestObservation{0};
+
+template <class Step>
+void unlessItFails(Step step) noexcept {
+    contain(step, [](const std::string&) {});
+}
 
 std::string orElse(const std::string& details, const char* text) {
     return details.empty() ? text : details;
@@ -38,8 +44,11 @@ void RecordingService::Capture::observe() {
                                          clock = platform_->clock](const AudioNotification& notification) {
         const auto executor = loop.lock();
         if (!executor) return;
-        executor->post([weak, notification, at = clock->bootNow()] {
-            if (const auto self = weak.lock()) self->capture_->notified(notification, at);
+        // Where there is no memory for a task, the frames that stay away or come back tell the same.
+        unlessItFails([&] {
+            executor->post([weak, notification, at = clock->bootNow()] {
+                if (const auto self = weak.lock()) self->capture_->notified(notification, at);
+            });
         });
     });
 }
@@ -48,9 +57,12 @@ void RecordingService::Capture::endObserving() {
     const auto mine = std::exchange(observation_, 0);
     if (mine == 0) return;
     // Later, because the last reference to a recording may drop on any thread, and sessions are the loop's.
-    platform_->mainLoop->post([weak = std::weak_ptr(platform_->audio), mine] {
-        const auto audio = weak.lock();
-        if (audio && latestObservation == mine) audio->session().observe({});
+    // An observer that stays finds nobody.
+    unlessItFails([&] {
+        platform_->mainLoop->post([weak = std::weak_ptr(platform_->audio), mine] {
+            const auto audio = weak.lock();
+            if (audio && latestObservation == mine) audio->session().observe({});
+        });
     });
 }
 

@@ -11,10 +11,14 @@ AudioEngine::Tap RecordingService::Capture::makeTap() {
     return [queue = queue_, loop = std::weak_ptr(platform_->mainLoop), weak = owner_.weak_from_this()](
                std::span<const float> frames, BootTime captured) {
         if (!queue->push(frames, captured)) return;
-        if (const auto executor = loop.lock())
-            executor->post([weak] {
-                if (const auto self = weak.lock()) self->capture_->drain();
-            });
+        try {
+            if (const auto executor = loop.lock())
+                executor->post([weak] {
+                    if (const auto self = weak.lock()) self->capture_->drain();
+                });
+        } catch (...) {  // no memory for a task; the next buffer asks again
+            queue->rearm();
+        }
     };
 }
 

@@ -2,6 +2,7 @@
 
 #include "Recorder/AudioConstants.hpp"
 #include "Recorder/ErrorText.hpp"
+#include "Runtime/Contain.hpp"
 
 #include <algorithm>
 #include <cstdio>
@@ -31,7 +32,8 @@ std::exception_ptr ChunkCutter::append(std::span<const float> frames, BootTime c
             lost_ += std::ssize(frames);
             const auto error = std::current_exception();
             const bool first = !std::exchange(reported_, true);
-            if (lost_ >= kChunkFrames) drop("write ERROR", error);  // the next file may do better
+            if (lost_ >= kChunkFrames)
+                drop("write ERROR, chunk dropped: ", error);  // the next file may do better
             return first ? error : nullptr;
         }
         if (current().length() < kChunkFrames) return nullptr;
@@ -48,7 +50,7 @@ void ChunkCutter::fillGap(BootTime from, BootTime to) {
         current().appendSilence(std::min(room, gap));
         if (gap <= room) return;
     } catch (...) {
-        drop("silence ERROR", std::current_exception());
+        drop("silence ERROR, chunk dropped: ", std::current_exception());
         return;
     }
     rotate(chunkSequence(first_, from + room * kChunkFrameTime));
@@ -59,13 +61,20 @@ void ChunkCutter::fillGap(BootTime from, BootTime to) {
     }
 }
 
-void ChunkCutter::drop(const char* where, const std::exception_ptr& error) {
-    logError(std::string(where) + ", chunk dropped: ", error);
+void ChunkCutter::drop(const char* what, const std::exception_ptr& error) {
+    logError(what, error);
     rotate({});
 }
 
-void ChunkCutter::logError(const std::string& what, const std::exception_ptr& error) {
-    log_->log(LogAPI::Level::E, "recording", what + errorText(error));
+void ChunkCutter::logError(const char* what, const std::exception_ptr& error) noexcept {
+    contain([&] { log_->log(LogAPI::Level::E, "recording", what + errorText(error)); },
+            [](const std::string&) {});
+}
+
+ChunkFile& ChunkCutter::current() {
+    if (!chunkFiles_[0])
+        chunkFiles_[0] = chunkFiles_[1] ? std::move(chunkFiles_[1]) : makeFile(chunkName(""));
+    return *chunkFiles_[0];
 }
 
 void ChunkCutter::rotate(std::optional<std::int64_t> sequence) {
@@ -76,22 +85,19 @@ void ChunkCutter::rotate(std::optional<std::int64_t> sequence) {
         publish(*done, last_);
     }
     done->remove();
-    auto name = chunkName("");
-    chunkFiles_[0] = chunkFiles_[1] ? std::move(chunkFiles_[1]) : makeFile(name);
-    if (current().name() != name) chunkFiles_[1] = makeFile(std::move(name));
     reported_ = false;
     lost_ = 0;
+    auto name = chunkName("");
+    if (current().name() != name) chunkFiles_[1] = makeFile(std::move(name));
 }
 
-void ChunkCutter::publish(ChunkFile& chunk, std::int64_t sequence) {
+void ChunkCutter::publish(ChunkFile& chunk, std::int64_t sequence) noexcept {
     try {
         chunk.finish();
+        finished_(chunk.path(), sequence);
     } catch (...) {
-        log_->log(LogAPI::Level::E, "recording",
-                  "write ERROR, chunk dropped: " + errorText(std::current_exception()));
-        return;
+        logError("write ERROR, chunk dropped: ", std::current_exception());
     }
-    finished_(chunk.path(), sequence);
 }
 
 void ChunkCutter::removeFiles(const std::function<void(const std::string& path)>& removed) {

@@ -42,11 +42,11 @@ class ChunkCutter {
     void removeFiles(const std::function<void(const std::string& path)>& removed);
 
   private:
-    ChunkFile& current() { return *chunkFiles_[0]; }
+    ChunkFile& current();
     void rotate(std::optional<std::int64_t> sequence);
-    void drop(const char* where, const std::exception_ptr& error);
-    void logError(const std::string& what, const std::exception_ptr& error);
-    void publish(ChunkFile& chunk, std::int64_t sequence);
+    void drop(const char* what, const std::exception_ptr& error);
+    void logError(const char* what, const std::exception_ptr& error) noexcept;
+    void publish(ChunkFile& chunk, std::int64_t sequence) noexcept;
     std::string chunkName(const char* suffix) const;
     std::unique_ptr<ChunkFile> makeFile(std::string name) const;
 
@@ -54,7 +54,8 @@ class ChunkCutter {
     const std::shared_ptr<LogAPI> log_;
     const BootTime first_;
     const Finished finished_;
-    /// The chunk being written, and the next, made ahead. The next is missing while its name would be that of
+    /// The chunk being written (missing when it could not be made; asking for it tries again), and the next,
+    /// made ahead. The next is missing while its name would be that of
     /// the current one, which happens to chunks of one second.
     std::array<std::unique_ptr<ChunkFile>, 2> chunkFiles_;
     bool reported_ = false;   // a write error of the current chunk

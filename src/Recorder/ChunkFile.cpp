@@ -49,7 +49,9 @@ ChunkFile::ChunkFile(std::shared_ptr<FileSystem> files, std::string name)
     }
 }
 
-ChunkFile::~ChunkFile() = default;
+ChunkFile::~ChunkFile() {
+    if (!gone_) remove();
+}
 
 void ChunkFile::open() {
     claim_.reset();
@@ -95,6 +97,7 @@ void ChunkFile::finish() {
 }
 
 bool ChunkFile::remove() noexcept {
+    gone_ = true;
     const bool removed = removeFile();
     claim_.reset();
     return removed;

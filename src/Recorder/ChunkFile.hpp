@@ -18,6 +18,7 @@ class ChunkFile {
     /// `name` is the file's name in the temporary directory; a number is put behind it while another
     /// recording of the process uses it. Any other file of that name is put out of the way.
     ChunkFile(std::shared_ptr<FileSystem> files, std::string name);
+    /// Removes the file unless that was done.
     ~ChunkFile();
     ChunkFile(const ChunkFile&) = delete;
     ChunkFile& operator=(const ChunkFile&) = delete;
@@ -47,6 +48,7 @@ class ChunkFile {
     std::string path_;
     std::unique_ptr<File> file_;
     std::int64_t length_ = 0;
+    bool gone_ = false;       // removed for good; whoever made another of its name keeps it
     bool displaced_ = false;  // the position is not behind the last whole frame
 };
 

@@ -1,6 +1,7 @@
 #include "Recorder/ChunkPublisher.hpp"
 
 #include "Recorder/ErrorText.hpp"
+#include "Runtime/Contain.hpp"
 
 #include <span>
 #include <utility>
@@ -34,7 +35,7 @@ ChunkPublisher::~ChunkPublisher() {
         log_->log(LogAPI::Level::W, "recording", "ChunkPublisher: recording released, chunk dropped");
         try {
             platform_->files->remove(mel.path);
-        } catch (const PlatformError&) {  // swept with what a dead process leaves
+        } catch (...) {  // swept with what a dead process leaves
         }
     }
 }
@@ -55,7 +56,7 @@ void ChunkPublisher::publish(const std::string& chunkPath, std::int64_t sequence
         return;
     }
     platform_->mainLoop->post([weak = weak_from_this()] {
-        if (const auto self = weak.lock()) self->deliverNext();
+        if (const auto self = weak.lock()) self->deliverWaiting();  // also what had no memory for its task
     });
 }
 
@@ -86,10 +87,14 @@ void ChunkPublisher::deliverNext() {
     }
 }
 
-void ChunkPublisher::failed(const char* what) {
-    const auto text = what + errorText(std::current_exception());
-    log_->debugPrint(text);
-    log_->log(LogAPI::Level::E, "recording", text);
+void ChunkPublisher::failed(const char* what) noexcept {
+    contain(
+        [&] {
+            const auto text = what + errorText(std::current_exception());
+            log_->debugPrint(text);
+            log_->log(LogAPI::Level::E, "recording", text);
+        },
+        [](const std::string&) {});
 }
 
 }  // namespace Velmor

@@ -40,7 +40,7 @@ class ChunkPublisher : public std::enable_shared_from_this<ChunkPublisher> {
     };
 
     void deliverNext();
-    void failed(const char* what);
+    void failed(const char* what) noexcept;
 
     const std::shared_ptr<const Platform> platform_;
     const std::shared_ptr<LogAPI> log_;

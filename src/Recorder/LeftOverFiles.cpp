@@ -32,7 +32,7 @@ void removeLeftOverFiles(const std::shared_ptr<FileSystem>& files) {
         const std::string directory = files->temporaryDirectory();
         for (const auto& name : files->list(directory))
             if (isOurs(name)) contain([&] { files->remove(directory + name); }, [](const std::string&) {});
-    } catch (const PlatformError&) {  // what stays is small, and the next process tries again
+    } catch (...) {  // what stays is small, and the next process tries again
     }
 }
 

@@ -79,12 +79,12 @@ HttpRequest httpRequest(const Request::create& request, const Device& device) {
         callbackVersion = "V2";
     }
     return jsonPost(Endpoint(kSessions).url(config.baseUrl()),
-                    Json::Object{{"service", config.service()},
-                                 {"upload_data_type", std::string(rawValue(request.dataType))},
-                                 {"session_start_time", Iso8601::format(request.date)},
-                                 {"force_create", true},
-                                 {"callback_url", std::move(callbackUrl)},
-                                 {"callback_version", std::move(callbackVersion)}},
+                    Json::object("service", config.service(),                                  //
+                                 "upload_data_type", std::string(rawValue(request.dataType)),  //
+                                 "session_start_time", Iso8601::format(request.date),          //
+                                 "force_create", true,                                         //
+                                 "callback_url", std::move(callbackUrl),                       //
+                                 "callback_version", std::move(callbackVersion)),
                     config, device);
 }
 
@@ -100,7 +100,7 @@ HttpRequest httpRequest(Request::mel& request, const Device& device) {
 HttpRequest httpRequest(const Request::close& request, const Device& device) {
     return jsonPost(
         session(request.sessionId).text("/close").url(request.config.baseUrl()),
-        Json::Object{{"session_end_time", Iso8601::format(request.date)}, {"unexpected", request.unexpected}},
+        Json::object("session_end_time", Iso8601::format(request.date), "unexpected", request.unexpected),
         request.config, device);
 }
 

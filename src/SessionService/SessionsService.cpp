@@ -7,12 +7,14 @@
 #include "Runtime/Contain.hpp"
 #include "SessionService/SessionCalls.hpp"
 
+#include <new>
 #include <utility>
 
 namespace Velmor {
 namespace {
 
 using Request = SessionsService::Request;
+using State = SessionsService::State;
 
 bool isLifecycle(const Request& request) {
     return std::holds_alternative<Request::create>(request.value) ||
@@ -27,12 +29,24 @@ void account(const Request& request, LogAPI& log) {
     log.log(LogAPI::Level::W, "tracking", "[ST] already stopped");
 }
 
+/// What a request failed with when there is not even memory for its failure. Made ahead: copying takes none.
+const VelmorError& withoutMemory(const Request& request) {
+    struct Errors {
+        VelmorError create = VelmorError::startTrackingNetworkFail{kNoErrorCode, ""};
+        VelmorError close = VelmorError::stopTrackingNetworkFail{kNoErrorCode, ""};
+        VelmorError other = VelmorError::unknown{std::make_exception_ptr(std::bad_alloc())};
+    };
+    static const auto* const errors = new Errors;
+    if (std::holds_alternative<Request::create>(request.value)) return errors->create;
+    return std::holds_alternative<Request::close>(request.value) ? errors->close : errors->other;
+}
+
 Json logBody(LogUpload::Request record) {
-    return Json::Object{{"ddsource", std::move(record.ddsource)},
-                        {"ddtags", std::move(record.ddtags)},
-                        {"hostname", std::move(record.hostname)},
-                        {"message", std::move(record.message)},
-                        {"service", std::move(record.service)}};
+    return Json::object("ddsource", std::move(record.ddsource),  //
+                        "ddtags", std::move(record.ddtags),      //
+                        "hostname", std::move(record.hostname),  //
+                        "message", std::move(record.message),    //
+                        "service", std::move(record.service));
 }
 
 /// Posts one text and calls `finished` whatever comes of it.
@@ -76,7 +90,9 @@ std::shared_ptr<SessionsService> SessionsService::make(std::shared_ptr<const Pla
 SessionsService::SessionsService(std::shared_ptr<const Platform> platform, std::shared_ptr<LogAPI> log)
     : platform_(std::move(platform)),
       log_(std::move(log)),
-      apiService_(std::make_shared<APIService>(platform_->http)) {}
+      apiService_(std::make_shared<APIService>(platform_->http)) {
+    withoutMemory({Request::log{}});
+}
 
 // Chunks that were taken in and not answered end here; each is accounted for.
 SessionsService::~SessionsService() {
@@ -84,9 +100,18 @@ SessionsService::~SessionsService() {
     for (const auto& request : queue_) account(request, *log_);
 }
 
+void SessionsService::wake() {
+    apiService_->deliverLate();
+}
+
 void SessionsService::take(Request request) {
+    wake();
     if (isLifecycle(request)) {
-        queue_.push_back(std::move(request));
+        try {
+            queue_.push_back(std::move(request));
+        } catch (...) {
+            return publish(request, {std::current_exception(), {}});
+        }
         if (queue_.size() == 1) startHead();
         return;
     }
@@ -102,27 +127,36 @@ void SessionsService::startHead() {
 }
 
 void SessionsService::start(Request given, bool queued) {
-    log_->debugPrint(SessionCalls::line(given));
-    std::exception_ptr refusal;
-    std::optional<HttpRequest> http;
     try {
-        http = SessionCalls::httpRequest(given, *platform_->device);
-    } catch (...) {
-        refusal = std::current_exception();
-    }
-    const auto request = std::make_shared<const Request>(std::move(given));
-    const auto finish = [service = weak_from_this(), request, queued](const APIOutcome& outcome) {
-        if (const auto self = service.lock()) {
-            if (queued) self->headAnswered_ = true;
-            self->publish(SessionCalls::stateOf(*request, outcome));
+        std::exception_ptr refusal;
+        std::optional<HttpRequest> http;
+        try {
+            log_->debugPrint(SessionCalls::line(given));
+            http = SessionCalls::httpRequest(given, *platform_->device);
+        } catch (...) {
+            refusal = std::current_exception();
         }
-        // An observer may have released the service, and nothing must go out then.
-        if (const auto self = service.lock(); self && queued) self->finishHead();
-    };
-    if (http)
-        apiService_->request(std::move(*http), platform_->mainLoop, SessionCalls::decoder(*request), finish);
-    else
-        platform_->mainLoop->post([finish, refusal] { finish({refusal, {}}); });
+        const auto request = std::make_shared<const Request>(std::move(given));
+        const auto end = [service = weak_from_this(), request, queued](const APIOutcome& outcome) {
+            finish(service, *request, queued, outcome);
+        };
+        if (http)
+            apiService_->request(std::move(*http), platform_->mainLoop, SessionCalls::decoder(*request), end);
+        else
+            platform_->mainLoop->post([end, refusal] { end({refusal, {}}); });
+    } catch (...) {  // no memory for the request, nor for a task that says so, but the queue must go on
+        finish(weak_from_this(), given, queued, {std::current_exception(), {}});
+    }
+}
+
+void SessionsService::finish(const std::weak_ptr<SessionsService>& service, const Request& request,
+                             bool queued, const APIOutcome& outcome) {
+    if (const auto self = service.lock()) {
+        if (queued) self->headAnswered_ = true;
+        self->publish(request, outcome);
+    }
+    // An observer may have released the service, and nothing must go out then.
+    if (const auto self = service.lock(); self && queued) self->finishHead();
 }
 
 void SessionsService::startLog(Request::log request) {
@@ -139,8 +173,12 @@ void SessionsService::finishHead() {
     if (!queue_.empty()) startHead();
 }
 
-void SessionsService::publish(const State& state) {
-    contain([&] { stateSender.send(state); },
+/// Whoever asked must hear an answer, even if there is no memory for it.
+void SessionsService::publish(const Request& request, const APIOutcome& outcome) {
+    std::optional<State> state;
+    contain([&] { state.emplace(SessionCalls::stateOf(request, outcome)); }, [](const std::string&) {});
+    if (!state) state.emplace(State{State::error{withoutMemory(request), {}}});
+    contain([&] { stateSender.send(*state); },
             [this](const std::string& reason) { log_->debugPrint("API: an observer failed: " + reason); });
 }
 

@@ -21,6 +21,7 @@ namespace Velmor {
 
 class LogAPI;
 class APIService;
+struct APIOutcome;
 
 /// Create, upload and close go out one at a time in the order of their arrival; all other requests at once.
 /// Requests may be sent from any thread and are taken in on the main loop, in order; states are published
@@ -105,6 +106,9 @@ class SessionsService : public std::enable_shared_from_this<SessionsService> {
     Channel<Request> requestAction;
     Channel<State> stateSender;
 
+    /// Has answers that found no memory on their way looked for; every request does so too.
+    void wake();
+
     /// The transport, for queries that have no state. Any thread.
     APIService& apiService() { return *apiService_; }
 
@@ -116,7 +120,9 @@ class SessionsService : public std::enable_shared_from_this<SessionsService> {
     void start(Request request, bool queued);
     void startLog(Request::log request);
     void finishHead();
-    void publish(const State& state);
+    static void finish(const std::weak_ptr<SessionsService>& service, const Request& request, bool queued,
+                       const APIOutcome& outcome);
+    void publish(const Request& request, const APIOutcome& outcome);
 
     const std::shared_ptr<const Platform> platform_;
     const std::shared_ptr<LogAPI> log_;

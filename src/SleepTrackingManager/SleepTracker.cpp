@@ -14,6 +14,12 @@ constexpr std::chrono::minutes kShortestValidNight{30};
 constexpr std::size_t kErrorTextLength = 200;  // characters of an error that a log line shows
 constexpr const char* kTag = "tracking";
 
+/// For what may fail for want of memory where something that matters more comes behind it.
+template <class Step>
+void unlessItFails(Step step) noexcept {
+    contain(step, [](const std::string&) {});
+}
+
 }  // namespace
 
 std::shared_ptr<SleepTracker> SleepTracker::make(std::shared_ptr<const Platform> platform,
@@ -91,6 +97,7 @@ void SleepTracker::reset() {
 // --- start ---
 
 void SleepTracker::start() {
+    sessionService_->wake();
     if (openSession() != nullptr) {
         log_->debugPrint("Tracking: already started");
         return;
@@ -134,15 +141,16 @@ void SleepTracker::checkStart(std::uint64_t generation) {
 void SleepTracker::createSession() {
     if (!config_)
         return;  // only a manager that the entry point made for itself has none; nobody can start it
-    creating_ = true;
-    stoppedWhileCreating_ = false;
     sessionService_->requestAction.send(
         {Request::create{*config_, platform_->clock->wallNow(), SessionsService::DataType::mel}});
+    creating_ = true;
+    stoppedWhileCreating_ = false;
 }
 
 // --- stop ---
 
 void SleepTracker::stop() {
+    sessionService_->wake();
     bitmap_.finish();
     const bool invalid = isInvalid();  // before the recording forgets when it began
     stopRecording();
@@ -152,19 +160,18 @@ void SleepTracker::stop() {
         return;
     }
     log_->debugPrint("Tracking: request stop");
-    closing_ = true;
     // Behind the chunks that were finished but not handed over yet: close is the last request of a session.
     onMainLoop([invalid](SleepTracker& self) { self.closeSession(invalid); });
+    closing_ = true;
 }
 
 void SleepTracker::closeSession(bool invalid) {
+    closing_ = false;
     const auto* id = openSession();
-    if (id == nullptr) {
-        closing_ = false;
-        return;
-    }
+    if (id == nullptr) return;
     sessionService_->requestAction.send(
         {Request::close{*config_, *id, platform_->clock->wallNow(), false, invalid}});
+    closing_ = true;
 }
 
 bool SleepTracker::isInvalid() const {
@@ -217,38 +224,45 @@ void SleepTracker::handle(const Answer& answer) {
 }
 
 void SleepTracker::created(const std::string& sessionId) {
-    log_->debugPrint("Session created: sessionId = " + sessionId);
-    write("[RESP] sessionId " + sessionId);
     creating_ = closing_ = false;
+    unlessItFails([&] {
+        log_->debugPrint("Session created: sessionId = " + sessionId);
+        write("[RESP] sessionId " + sessionId);
+    });
     bitmap_.finish();  // what was confirmed after the stop belongs to the session before
     setState({State::open{sessionId}});
     tell([](auto& delegate) { delegate.didCreate(); });
     // The host stopped before the session existed: nobody else would close it.
     if (std::exchange(stoppedWhileCreating_, false) && openSession() != nullptr && !closing_) {
         log_->debugPrint("Tracking: request stop");
-        closing_ = true;
         closeSession(true);
     }
 }
 
 void SleepTracker::uploaded(const std::string& sessionId, std::int64_t sequence) {
-    log_->debugPrint("Session uploaded: sessionId = " + sessionId +
-                     ", sequence = " + std::to_string(sequence));
-    bitmap_.mark(sequence);
+    unlessItFails([&] {
+        log_->debugPrint("Session uploaded: sessionId = " + sessionId +
+                         ", sequence = " + std::to_string(sequence));
+        bitmap_.mark(sequence);
+    });
     tell([&](auto& delegate) { delegate.didUpload(sequence); });
 }
 
 void SleepTracker::closed(const std::string& sessionId) {
-    log_->debugPrint("Session closed: sessionId = " + sessionId);
-    write("[RESP] closed " + sessionId);
     closing_ = false;
+    unlessItFails([&] {
+        log_->debugPrint("Session closed: sessionId = " + sessionId);
+        write("[RESP] closed " + sessionId);
+    });
     bitmap_.finish();  // uploads confirmed since the stop, so that the shipped log has them
     setState({State::close{sessionId}});
 }
 
 void SleepTracker::failed(const VelmorError& error) {
-    log_->debugPrintError(error);
-    write(firstCharacters(error.description(), kErrorTextLength), LogAPI::Level::E);
+    unlessItFails([&] {
+        log_->debugPrintError(error);
+        write(firstCharacters(error.description(), kErrorTextLength), LogAPI::Level::E);
+    });
     const auto* http = error.as<VelmorError::httpStatus>();
     const bool startFailed = error.is<VelmorError::startTrackingNetworkFail>();
     const bool sessionGone = http != nullptr && (http->code == 403 || http->code == 404);
@@ -260,7 +274,7 @@ void SleepTracker::failed(const VelmorError& error) {
     // The state first: what the recording hands over while it stops must not go to a session that takes
     // nothing more.
     if (startFailed || stopFailed || sessionGone) setState({State::none{}});
-    if (startFailed || sessionGone) stopRecording();
+    if (startFailed || sessionGone) unlessItFails([this] { stopRecording(); });
     tell([&](auto& delegate) { delegate.didFail(error); });
 }
 
@@ -269,6 +283,7 @@ void SleepTracker::failed(const VelmorError& error) {
 void SleepTracker::recordedData(std::string data, std::int64_t sequence) {
     const auto* id = openSession();
     if (id == nullptr) {
+        sessionService_->wake();
         log_->debugPrint("Tracking: already stopped");
         write("[ST] already stopped", LogAPI::Level::W);
         return;
