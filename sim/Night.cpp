@@ -1,5 +1,6 @@
 #include "Night.hpp"
 
+#include "EmptyPlatform.hpp"
 #include "Hosts.hpp"
 #include "Library.hpp"
 #include "Preprocessor/Preprocessor.hpp"
@@ -39,25 +40,6 @@ class Bedroom : public Testing::AudioSource {
   private:
     std::vector<float> noise_;
 };
-
-// What the library runs on between nights; it touches nothing outside.
-const Platform& emptyPlatform() {
-    static const Platform* const platform = [] {
-        auto* made = new Platform;
-        const auto clock = std::make_shared<Testing::VirtualClock>();
-        const auto loop = std::make_shared<Testing::ManualExecutor>(clock);
-        made->clock = clock;
-        made->mainLoop = made->tasks = made->background = loop;
-        made->http = std::make_shared<Testing::ScriptedTransport>(loop);
-        made->audio =
-            std::make_shared<Testing::VirtualMicrophone>(loop, clock, std::make_shared<Bedroom>(false));
-        made->files = std::make_shared<Testing::MemoryFiles>();
-        made->device = std::make_shared<Testing::FixedDevice>();
-        made->console = [](std::string_view) {};
-        return made;
-    }();
-    return *platform;
-}
 
 }  // namespace
 

@@ -14,6 +14,7 @@ struct Sweep {
 
 constexpr auto kSweeps = std::to_array<Sweep>({
     {"files", "each file operation fails, once and from there on", sweepFiles},
+    {"allocations", "each allocation fails, once and from there on", sweepAllocations},
     {"delegates", "each call of a delegate, each thing a host may do in it", sweepDelegates},
 });
 

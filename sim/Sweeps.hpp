@@ -20,6 +20,7 @@ bool sweep(const std::string& name, const SweepOptions& options);
 
 // One file each.
 bool sweepFiles(const SweepOptions& options);
+bool sweepAllocations(const SweepOptions& options);
 bool sweepDelegates(const SweepOptions& options);
 
 }  // namespace Velmor::Nights
