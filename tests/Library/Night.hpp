@@ -19,7 +19,7 @@ using std::chrono::milliseconds;
 using std::chrono::minutes;
 using std::chrono::seconds;
 
-/// Writes down each call, then does what the test wants done inside it.
+/// Writes down each call.
 class Host : public VelmorConfigDelegate, public VelmorSleepTrackingManagerDelegate {
   public:
     explicit Host(Lines& lines) : lines_(lines) {}
@@ -41,14 +41,10 @@ class Host : public VelmorConfigDelegate, public VelmorSleepTrackingManagerDeleg
     void micPermissionWasDenied() override { note("micPermissionWasDenied"); }
     void analysing(const Model::Session& session) override { note("analysing " + session.id); }
 
-    std::function<void(const std::string&)> inside;
     std::optional<Config> joined;
 
   private:
-    void note(const std::string& line) {
-        lines_.push_back(line);
-        if (inside) inside(line);
-    }
+    void note(const std::string& line) { lines_.push_back(line); }
     Lines& lines_;
 };
 

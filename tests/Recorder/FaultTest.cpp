@@ -57,15 +57,6 @@ TEST_F(Faults, SilenceThatCannotBeWrittenDropsTheChunkOnly) {
     EXPECT_THAT(logged(), Contains(HasSubstr("E | recording | silence ERROR, chunk dropped: ")));
 }
 
-TEST_F(Faults, AFolderThatIsClearedCostsAChunkAndALine) {
-    start();
-    pass(10s);
-    files->removeDirectory("/tmp/velmor/");
-    pass(81s);
-    EXPECT_THAT(heard(), ElementsAre("2: +480000"));
-    EXPECT_THAT(logged(), Contains(HasSubstr("E | recording | convert ERROR, chunk dropped: ")));
-}
-
 TEST_F(Faults, AFailedConversionDoesNotStopTheRecording) {
     conversionFailures = 1;
     start();
@@ -82,45 +73,6 @@ TEST_F(Faults, AMelFileThatCannotBeReadStaysAndIsNotSent) {
     EXPECT_THAT(heard(), IsEmpty());
     EXPECT_THAT(temporaryFiles(), Contains(HasSubstr(".mel")));
     EXPECT_THAT(logged(), Contains(HasSubstr("ChunkPublisher: cannot read the mel file")));
-}
-
-TEST_F(Faults, WhateverFailsOnceNothingIsSentTwiceOrLeftBehind) {
-    const auto night = [&] {
-        open();
-        start();
-        pass(45s);
-        microphone->beginInterruption();
-        pass(35s);
-        microphone->endInterruption();
-        pass(41s);
-        core->stop();
-        settle();
-        close();
-        settle();
-        return heard();
-    };
-    const auto before = files->operationCount();
-    const auto expected = night();
-    const auto operations = files->operationCount() - before;
-    EXPECT_THAT(expected, ElementsAre("0: +480000", "interrupt", "resume", "1: +240000 -240000",
-                                      MatchesRegex("2: -320000 \\+160000"), "3: +480000"));
-    // Most operations are block writes that differ in nothing but their place.
-    for (std::size_t n = 1; n <= operations; n += n < 40 || n > operations - 40 ? 1 : 31) {
-        files->addFault({.nth = n, .keptBytes = 7});
-        std::vector<std::string> chunks;
-        for (const auto& event : night()) {
-            if (event.starts_with("fail") || event == "interrupt" || event == "resume") continue;
-            EXPECT_THAT(expected, Contains(MatchesRegex(event.substr(0, 2) + ".*"))) << "operation " << n;
-            chunks.push_back(event.substr(0, 2));
-        }
-        EXPECT_EQ(std::ranges::adjacent_find(chunks, std::greater_equal()), chunks.end())
-            << "operation " << n;
-        EXPECT_GE(chunks.size(), 2U) << "operation " << n;
-        EXPECT_EQ(files->openFiles(), 0U) << "operation " << n;
-        EXPECT_EQ(microphone->engines(), 0U) << "operation " << n;
-        files->clearFaults();
-        for (const auto& name : temporaryFiles()) files->remove("/tmp/velmor/" + name);
-    }
 }
 
 TEST_F(Faults, WhatADeadProcessLeftIsSweptOnce) {

@@ -107,23 +107,6 @@ TEST_F(Night, NumbersHoldWhenTheAudioClockDrifts) {
     }
 }
 
-class Buffers : public Night, public testing::WithParamInterface<std::vector<std::uint32_t>> {};
-
-TEST_P(Buffers, OfAnySizeGiveTheSameChunks) {
-    microphone->setBufferSizes(GetParam());
-    start();
-    pass(125s);
-    auto chunks = heard();  // buffers of more than 2 s come with a reported silence before each
-    std::erase_if(chunks, [](const auto& event) { return event == "interrupt" || event == "resume"; });
-    ASSERT_GE(chunks.size(), 3U);
-    for (std::size_t i = 0; i < chunks.size(); ++i) EXPECT_EQ(chunks[i], std::to_string(i) + ": +480000");
-}
-
-INSTANTIATE_TEST_SUITE_P(, Buffers,
-                         testing::Values(std::vector<std::uint32_t>{1, 0, 2, 19'199}, std::vector{256U},
-                                         std::vector{16'240U, 255U}, std::vector{19'201U},
-                                         std::vector{480'001U}, std::vector{1'440'000U}));
-
 struct Stall {
     nanoseconds length;
     bool loses;

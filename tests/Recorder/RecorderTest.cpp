@@ -76,43 +76,6 @@ TEST_F(Front, AnAnswerAfterTheOwnerIsGoneDoesNothing) {
     EXPECT_FALSE(microphone->isRunning());
 }
 
-TEST_F(Front, EventsAreCallsOfTheDelegate) {
-    service->interruptedSender.send(false);  // also without an interruption before it
-    service->interruptedSender.send(true);
-    service->errorSender.send(VelmorError::over24hours{});
-    service->dataSender.send({"bytes", 7});
-    EXPECT_THAT(heard(), ElementsAre("resume", "interrupt", "fail over24hours", "7:bytes"));
-    self.reset();
-    service->interruptedSender.send(false);
-    EXPECT_THAT(heard(), IsEmpty());
-}
-
-TEST_F(Front, ADelegateThatThrowsOrLetsTheRecorderGoHarmsNobody) {
-    struct Host : VelmorRecordingDelegate {
-        void recordedData(std::string, std::int64_t) override { recorder.reset(); }
-        void didFail(const VelmorError&) override {}
-        void didInterrupt() override { throw std::runtime_error("host"); }
-        void didResume() override { throw 1; }
-        void micPermissionWasDenied() override {}
-        std::shared_ptr<Recorder> recorder;
-    };
-    const auto host = std::make_shared<Host>();
-    host->recorder = std::make_shared<Recorder>(RecorderCore::make(
-        platform, log, host,
-        RecordingService::make(platform, log, {[this](const std::string& path) { return convert(path); }})));
-    host->recorder->startRecording();
-    pass(10s);
-    microphone->beginInterruption();
-    microphone->endInterruption();
-    pass(10s);
-    EXPECT_THAT(logged(), Contains("E | recording | the recording delegate threw: host"));
-    EXPECT_EQ(microphone->taps(), 1U);
-    pass(11s);
-    EXPECT_EQ(host->recorder, nullptr);
-    EXPECT_EQ(microphone->engines(), 0U);
-    EXPECT_THAT(temporaryFiles(), IsEmpty());
-}
-
 TEST_F(Front, ThePublicRecorderWorksThroughTheMainLoop) {
     auto recorder = std::make_unique<Recorder>(core);
     const auto permission = recorder->hasPermission();

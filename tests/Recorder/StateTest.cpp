@@ -288,35 +288,5 @@ TEST_F(Session, RestartedMediaServicesAreAnInterruptionWithANewEngine) {
                                    "media services were reset"));
 }
 
-TEST_F(Session, EventsInAnyOrderLeaveOneTapAndNoCrash) {
-    const std::array<std::function<void()>, 6> moves{
-        [&] { microphone->beginInterruption(); },
-        [&] { microphone->endInterruption(); },
-        [&] {
-            microphone->changeInputFormat({48'000.0, 1});
-        },
-        [&] { microphone->changeRoute("category change", {}); },
-        [&] { microphone->resetMediaServices(); },
-        [&] { core->resume(); },
-    };
-    for (std::size_t order = 0; order < 6 * 6 * 6 * 6; ++order) {
-        start();
-        std::string expected = "started";
-        for (std::size_t left = order, i = 0; i < 4; left /= 6, ++i) {
-            const auto event = left % 6;
-            moves[event]();
-            pass(500ms);
-            if (event == 0) expected = "interrupted";
-            if (event == 1 || event >= 4) expected = "resumed";
-            ASSERT_THAT(state(), testing::StartsWith(expected)) << "order " << order << ", step " << i;
-            ASSERT_EQ(microphone->isRunning(), expected != "interrupted") << "order " << order;
-        }
-        core->stop();
-        settle();
-        ASSERT_EQ(microphone->engines(), 0U);
-    }
-    EXPECT_EQ(microphone->mostTaps(), 1U);
-}
-
 }  // namespace
 }  // namespace Velmor

@@ -155,22 +155,5 @@ TEST_F(ReportsTest, CallbacksHearOfErrorsAndMayThrow) {
     EXPECT_EQ(logLines().back(), "E | reports | Completion block failed: host");
 }
 
-TEST_F(ReportsTest, ReleasingTheObjectEndsItsQueries) {
-    http->setHandler([](const HttpRequest&) { return std::nullopt; });
-    int called = 0;
-    const auto waiting = reports->report("s1");
-    reports->report("s2", [&](const auto&, const auto& error) {
-        ++called;
-        EXPECT_TRUE(error->template is<VelmorError::unknown>());
-    });
-    executor->runUntilIdle();
-    reports.reset();
-    queries.reset();
-    executor->runUntilIdle();
-    EXPECT_EQ(errorOf(waiting), "unknown(the query was given up)");
-    EXPECT_EQ(called, 1);
-    EXPECT_EQ(http->inFlight(), 0U);
-}
-
 }  // namespace
 }  // namespace Velmor

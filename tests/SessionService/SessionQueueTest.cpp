@@ -1,8 +1,5 @@
 #include "SessionScene.hpp"
 
-#include <map>
-#include <thread>
-
 namespace Velmor {
 namespace {
 
@@ -91,35 +88,6 @@ TEST_F(SessionQueueTest, NothingIsPublishedOrSentAfterRelease) {
     executor->advance(60s);
     EXPECT_THAT(states, IsEmpty());
     EXPECT_EQ(http->requestCount(), 3U);
-}
-
-TEST_F(SessionQueueTest, RequestsOfManyThreadsKeepEachThreadsOrder) {
-    constexpr std::int64_t kThreads = 4;
-    constexpr std::int64_t kEach = 50;
-    http->setHandler([](const HttpRequest&) { return HttpResponse{204, {}, ""}; });
-    std::vector<std::thread> threads;
-    for (std::int64_t t = 0; t < kThreads; ++t)
-        threads.emplace_back([this, t] {
-            for (std::int64_t i = 0; i < kEach; ++i) send(mel(i, "s" + std::to_string(t)));
-        });
-    while (states.size() < kThreads * kEach && executor->waitForWork(60s)) executor->runUntilIdle();
-    for (auto& thread : threads) thread.join();
-    std::map<std::string, std::vector<std::string>> bySession;
-    for (const auto& state : states) bySession[state.substr(7, 2)].push_back(state.substr(10));
-    ASSERT_EQ(bySession.size(), kThreads);
-    for (const auto& [session, sequences] : bySession)
-        for (std::size_t i = 0; i < kEach; ++i) EXPECT_EQ(sequences.at(i), std::to_string(i)) << session;
-    EXPECT_EQ(http->mostInFlight(), 1U);
-}
-
-TEST_F(SessionQueueTest, AnObserverMayReleaseTheService) {
-    http->setHandler([](const HttpRequest&) { return HttpResponse{204, {}, ""}; });
-    observer = [&] { service.reset(); };
-    send(mel(0));
-    send(mel(1));
-    executor->runUntilIdle();
-    EXPECT_THAT(states, ElementsAre("upload s1 0"));
-    EXPECT_EQ(http->requestCount(), 1U);
 }
 
 }  // namespace

@@ -54,17 +54,6 @@ TEST_F(TrackingTest, NightIsUploadedInSequenceAndClosedLast) {
     EXPECT_FALSE(files->contents("/documents/VelmorSDK_send.log"));
 }
 
-TEST_F(TrackingTest, UploadCarriesTheSpectrogramFile) {
-    begin();
-    executor->advance(seconds(31));
-    const auto body = http->requests().back().body;
-    EXPECT_THAT(
-        body,
-        HasSubstr(
-            "name=\"melspectrogram\"; filename=\"melspectrogram.npy\"\r\nContent-Type: \r\n\r\n\x93NUMPY"));
-    EXPECT_THAT(body, HasSubstr("'shape': (1, 20, 1201), }"));
-}
-
 TEST_F(TrackingTest, ChunkThatEndsWithTheStopGoesOutBeforeTheClose) {
     begin();
     executor->advance(seconds(28) - milliseconds(1));
@@ -91,16 +80,6 @@ TEST_F(TrackingTest, SessionIsOpenedOnlyForARecordingThatRuns) {
     EXPECT_EQ(lines, Lines{"didFail audioInitializationFailed"});
     EXPECT_THAT(logText(), HasSubstr("| tracking | request failed "));
     EXPECT_THAT(sent(), Not(Contains("POST ai/v1/sessions")));
-}
-
-TEST_F(TrackingTest, FormatThatChangesInTheNightEndsItOnce) {
-    begin();
-    executor->advance(seconds(40));
-    lines.clear();
-    microphone->changeInputFormat({8'000.0, 2});
-    executor->advance(seconds(10));
-    EXPECT_THAT(lines, testing::UnorderedElementsAre("didFail audioInitializationFailed", "didClose s1"));
-    EXPECT_FALSE(microphone->isRunning());
 }
 
 TEST_F(TrackingTest, SeveralStartsMakeOneSession) {
@@ -169,33 +148,6 @@ TEST_F(TrackingTest, ConfirmationsAfterTheStopBelongToTheirSession) {
     }
 }
 
-TEST_F(TrackingTest, SecondStopSendsNothing) {
-    begin();
-    http->setDelay(seconds(1));
-    manager->stopTracking();
-    manager->stopTracking();
-    executor->advance(milliseconds(500));
-    manager->stopTracking();
-    executor->advance(seconds(5));
-    manager->stopTracking();
-    executor->advance(seconds(5));
-    EXPECT_EQ(lines, Lines{"didClose s1"});
-    const auto requests = sent();
-    EXPECT_EQ(std::count(requests.begin(), requests.end(), "POST ai/v1/sessions/s1/close"), 1);
-}
-
-TEST_F(TrackingTest, NextNightStartsAtZero) {
-    begin();
-    executor->advance(seconds(61));
-    stop();
-    lines.clear();
-    manager->startTracking();
-    executor->advance(seconds(32));
-    stop();
-    EXPECT_EQ(lines, (Lines{"didCreate", "didUpload 0", "didClose s2"}));
-    EXPECT_THAT(sent(), Contains("POST ai/v1/sessions/s2/mel-data/0"));
-}
-
 struct ServerFault {
     const char* when;  // the request that is answered badly
     HttpResult answer;
@@ -240,20 +192,6 @@ TEST_F(TrackingTest, ServerFailuresAreToldOnceAndEndTheNightWhereTheyMust) {
     }
 }
 
-TEST_F(TrackingTest, ChunksWithoutASessionAreDroppedWithALine) {
-    answerWith = [](const std::string& path) -> std::optional<HttpResult> {
-        if (path == "POST ai/v1/sessions") return HttpResponse{204, {}, ""};
-        return {};
-    };
-    makeManager();
-    manager->startTracking();
-    executor->advance(seconds(61));
-    const auto log = logText();
-    const auto first = log.find("| W | tracking | [ST] already stopped\n");
-    EXPECT_NE(first, log.npos);
-    EXPECT_NE(log.find("| W | tracking | [ST] already stopped\n", first + 1), log.npos) << "one line a chunk";
-}
-
 TEST_F(TrackingTest, AnalysisAskedTooEarlyDoesNotEndTheNight) {
     makeManager();
     manager->requestAnalysis();
@@ -276,64 +214,6 @@ TEST_F(TrackingTest, AnalysisAskedTooEarlyDoesNotEndTheNight) {
     manager->requestAnalysis();
     executor->runUntilIdle();
     EXPECT_EQ(lines, Lines{"analysing s1"});
-}
-
-TEST_F(TrackingTest, InterruptionsAreForwardedAndTheHostMayEndThem) {
-    begin();
-    microphone->beginInterruption();
-    executor->advance(seconds(70));
-    manager->resumeTracking();
-    executor->advance(seconds(30));
-    EXPECT_EQ(lines, (Lines{"didInterrupt", "didResume", "didUpload 0", "didUpload 2"}));
-    EXPECT_TRUE(microphone->isRunning());
-    EXPECT_EQ(microphone->mostTaps(), 1U);
-}
-
-TEST_F(TrackingTest, ConfiguringAgainAbandonsTheNight) {
-    begin();
-    http->setDelay(seconds(20));
-    executor->advance(seconds(31));  // chunk 0 is on its way
-    lines.clear();
-    initVelmorConfig("key", "u2", Url::parse("http://localhost/base"), {}, {}, nullptr);
-    executor->advance(seconds(60));
-    EXPECT_THAT(lines, IsEmpty());
-    EXPECT_FALSE(microphone->isRunning());
-    EXPECT_EQ(manager->getTrackingStatus().sessionId, std::nullopt);
-    EXPECT_THAT(logText(), HasSubstr("[ST] already stopped"))
-        << "the chunk does not go missing without a line";
-    EXPECT_EQ(temporaryFiles(), 0U);
-}
-
-TEST_F(TrackingTest, NewManagerReleasesTheMicrophoneOfTheFormer) {
-    begin();
-    createSleepTrackingManager(*host->joined, host);
-    manager.reset();
-    executor->advance(seconds(40));
-    EXPECT_FALSE(microphone->isRunning());
-    EXPECT_EQ(microphone->taps(), 0U);
-    EXPECT_THAT(lines, IsEmpty());
-}
-
-TEST_F(TrackingTest, DelegateMayThrowReenterAndGoAway) {
-    begin();
-    host->inside = [this](const std::string& line) {
-        if (manager) {
-            manager->startTracking();
-            manager->getTrackingStatus();
-        }
-        if (line == "didUpload 0") manager->requestAnalysis();
-        if (line == "didUpload 1") {
-            manager->stopTracking();
-            manager.reset();
-        }
-        if (line == "didClose s1") host.reset();
-        throw std::runtime_error("host " + line);
-    };
-    executor->advance(seconds(70));
-    EXPECT_THAT(lines, Contains("didUpload 1"));
-    EXPECT_THAT(lines, Contains("didClose s1"));
-    EXPECT_EQ(host, nullptr);
-    executor->advance(seconds(70));
 }
 
 }  // namespace
