@@ -219,6 +219,8 @@ void Night::checkReleased() {
     beside_.reset();
     host_.reset();
     checkMicrophoneGone("after its owner went");
+    if (managers_ == 1 && recordersBeside_ == 0 && microphone->mostTaps() > 1)
+        ledger.broken("two taps at once");
     if (loop->next() || audio->next()) ledger.broken("timers left behind");
     if (files->openFiles() > 0) ledger.broken(std::to_string(files->openFiles()) + " files left open");
     realConvert_ = nullptr;

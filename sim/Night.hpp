@@ -116,7 +116,7 @@ class Night {
     std::size_t operations_ = 0;
     bool debugThrows_ = false;
     std::uint64_t starts_ = 0;  // so that a check after a stop knows whether recording began again
-    int managers_ = 0;
+    int managers_ = 0, recordersBeside_ = 0;
     int troubled_ = 0;  // glances since something went wrong, from 1
     std::string owner_;
     std::shared_ptr<Host> host_;

@@ -149,6 +149,7 @@ void Night::releaseDelegate() {
 
 void Night::recordBeside(milliseconds length) {
     ledger.twoManagers();
+    ++recordersBeside_;
     beside_ = std::make_shared<Chunks>(*this);
     const auto recorder = createRecorder(beside_);
     recorder->startRecording();

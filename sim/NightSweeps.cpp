@@ -3,6 +3,7 @@
 #include "Simulate.hpp"
 #include "Sweeps.hpp"
 
+#include <array>
 #include <cstdio>
 #include <ctime>
 #include <string>
@@ -60,6 +61,21 @@ bool sweepFiles(const SweepOptions& options) {
         for (std::size_t nth = 1; nth <= operations; nth += options.stride)
             count.play(fileNight(nth, form, options.audio));
     return count.conclude("each of " + std::to_string(operations) + " file operations") && operations > 100;
+}
+
+bool sweepEvents(const SweepOptions& options) {
+    static constexpr std::array<const char*, 6> kEvents{"interruption-unended", "ended-first",
+                                                        "configuration-change", "route-change",
+                                                        "media-reset",          "resume"};
+    constexpr std::size_t kOrders = 6 * 6 * 6 * 6;
+    Count count;
+    for (std::size_t order = 0; order < kOrders; order += options.stride) {
+        std::string night = "1 state 2";
+        for (std::size_t left = order, i = 0; i < 4; left /= kEvents.size(), ++i)
+            night += "; " + std::to_string(39'000 + 700 * i) + " " + kEvents[left % kEvents.size()] + " 0 0";
+        count.play(night);
+    }
+    return count.conclude("orders of four events");
 }
 
 bool sweepDelegates(const SweepOptions& options) {

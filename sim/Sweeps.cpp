@@ -16,6 +16,9 @@ constexpr auto kSweeps = std::to_array<Sweep>({
     {"files", "each file operation fails, once and from there on", sweepFiles},
     {"allocations", "each allocation fails, once and from there on", sweepAllocations},
     {"delegates", "each call of a delegate, each thing a host may do in it", sweepDelegates},
+    {"events", "what a sound system tells, four times, in every order", sweepEvents},
+    {"threads", "32 threads over every entry point", sweepThreads},
+    {"rounds", "10,000 times made and destroyed with requests in flight", sweepRounds},
 });
 
 }  // namespace

@@ -22,5 +22,8 @@ bool sweep(const std::string& name, const SweepOptions& options);
 bool sweepFiles(const SweepOptions& options);
 bool sweepAllocations(const SweepOptions& options);
 bool sweepDelegates(const SweepOptions& options);
+bool sweepEvents(const SweepOptions& options);
+bool sweepThreads(const SweepOptions& options);
+bool sweepRounds(const SweepOptions& options);
 
 }  // namespace Velmor::Nights
