@@ -206,7 +206,7 @@ TEST(Deadlines, Names) {
     const bool allowed = apart(CLONE_NEWNET, [] {
         unsetenv("all_proxy");
         startLoopback();
-        replaceFile("/etc/resolv.conf", "nameserver 127.0.0.1\n");
+        replaceFile("/etc/resolv.conf", "nameserver 127.0.0.1\noptions timeout:99\n");
         replaceFile("/etc/hosts",
                     "127.0.0.2 many.test\n127.0.0.3 many.test\n127.0.0.4 many.test\n127.0.0.5 many.test\n");
         Socket deaf(SOCK_STREAM, INADDR_ANY);

@@ -143,12 +143,23 @@ void fill(Place& place) {
     }
 }
 
+void replace(const fs::path& folder) {
+    fs::remove_all(folder);
+    std::ofstream(folder) << "a file in its place";
+}
+
+void clear(const fs::path& folder) {
+    for (const auto& each : fs::recursive_directory_iterator(folder))
+        if (each.is_regular_file()) fs::remove(each);
+}
+
 void plant(Place& place, const fs::path& link) {
     std::ofstream(place.root / "precious") << "precious";
     fs::remove(link);
     fs::create_symlink(place.root / "precious", link);
 }
 
+using P = Place;
 const std::vector<Row> kRows{
     {"file-fault/no-space", "noSpace", SYS_write, ENOSPC},
     {"file-fault/quota", "noSpace", SYS_write, EDQUOT},
@@ -168,33 +179,20 @@ const std::vector<Row> kRows{
     {"file-fault/no-more-files", "io", SYS_openat, ENFILE},
     {"file-fault/name-too-long", "io", SYS_openat, ENAMETOOLONG},
     {"file-fault/no-memory", "io", SYS_openat, ENOMEM},
-    {"file-fault/short-write", "works", 0, 0, [](Place&) { limitFiles(1'200'000); },
-     [](Place&) { limitFiles(RLIM_INFINITY); }},
-    {"file-fault/disk-full", "noSpace", 0, 0, fill, [](Place& place) { fs::remove(place.root / "filler"); }},
-    {"temporary-gone/removed", "works", 0, 0, [](Place& place) { fs::remove_all(place.base()); }},
-    {"temporary-gone/cleared", "works", 0, 0,
-     [](Place& place) {
-         for (const auto& each : fs::recursive_directory_iterator(place.base()))
-             if (each.is_regular_file()) fs::remove(each);
-     }},
-    {"temporary-gone/replaced", "io", 0, 0,
-     [](Place& place) {
-         fs::remove_all(place.base());
-         std::ofstream(place.base()) << "a file in its place";
-     },
-     [](Place& place) { fs::remove(place.base()); }},
-    {"documents-gone/removed", "works", 0, 0, [](Place& place) { fs::remove_all(place.documents); }},
-    {"documents-gone/replaced", "io", 0, 0,
-     [](Place& place) {
-         fs::remove_all(place.documents);
-         std::ofstream(place.documents) << "a file in its place";
-     },
-     [](Place& place) { fs::remove(place.documents); }},
-    {"link/log-file", "works", 0, 0, [](Place& place) { plant(place, place.live); }},
-    {"link/send-file", "works", 0, 0, [](Place& place) { plant(place, place.send); }},
-    {"send-file/cannot-be-removed", "works", 0, 0,
-     [](Place& place) { fs::create_directories(place.send / "a"); },
-     [](Place& place) { fs::remove_all(place.send); }}};
+    {"file-fault/short-write", "works", 0, 0, [](P&) { limitFiles(1'200'000); },
+     [](P&) { limitFiles(RLIM_INFINITY); }},
+    {"file-fault/disk-full", "noSpace", 0, 0, fill, [](P& p) { fs::remove(p.root / "filler"); }},
+    {"temporary-gone/removed", "works", 0, 0, [](P& p) { fs::remove_all(p.base()); }},
+    {"temporary-gone/cleared", "works", 0, 0, [](P& p) { clear(p.base()); }},
+    {"temporary-gone/replaced", "io", 0, 0, [](P& p) { replace(p.base()); },
+     [](P& p) { fs::remove(p.base()); }},
+    {"documents-gone/removed", "works", 0, 0, [](P& p) { fs::remove_all(p.documents); }},
+    {"documents-gone/replaced", "io", 0, 0, [](P& p) { replace(p.documents); },
+     [](P& p) { fs::remove(p.documents); }},
+    {"link/log-file", "works", 0, 0, [](P& p) { plant(p, p.live); }},
+    {"link/send-file", "works", 0, 0, [](P& p) { plant(p, p.send); }},
+    {"send-file/cannot-be-removed", "works", 0, 0, [](P& p) { fs::create_directories(p.send / "a"); },
+     [](P& p) { fs::remove_all(p.send); }}};
 
 std::string contentOf(const fs::path& path) {
     std::ostringstream text;
@@ -249,9 +247,9 @@ void record(const Row& row, Place& place) {
 TEST(StorageFaults, ARecordingGoesOnWhenTheyAreOver) {
     const bool mounted = apart(0, [] {
         for (const auto& row : kRows) {
-            const fs::path folder = testing::TempDir() + "velmor-storage";
+            const fs::path folder = testing::TempDir() + "velmor-storage-" + std::to_string(getpid());
             fs::create_directory(folder);
-            mount("none", folder.c_str(), "tmpfs", 0, "size=8m");
+            ASSERT_EQ(mount("none", folder.c_str(), "tmpfs", 0, "size=8m"), 0);
             record(row, *std::make_unique<Place>(folder));
             EXPECT_TRUE(fs::is_empty(folder / "tmp")) << row.name;
             umount2(folder.c_str(), MNT_DETACH);
@@ -269,8 +267,7 @@ struct LogRow {
     std::size_t added;
 };
 
-constexpr std::size_t kLine =
-    34;  // "2023-11-14 22:13:20.000 | I | t | ", and the line's end counts as one of the message
+constexpr std::size_t kLine = 34;  // "2023-11-14 22:13:20.000 | I | t | "
 const std::vector<LogRow> kLogRows{
     {"log/1048575-bytes", 1'048'575, "m", 0, kLine + 2},
     {"log/1048576-bytes", 1'048'576, "m", 0, kLine + 2},

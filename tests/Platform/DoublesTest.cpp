@@ -21,39 +21,6 @@ class MemoryFilesTest : public testing::Test {
     void write(std::string_view text) { files.open(path, FileMode::create)->write(bytesOf(text)); }
 };
 
-TEST_F(MemoryFilesTest, AnOpenFileOutlivesItsName) {
-    const auto file = files.open(path, FileMode::create);
-    files.remove(path);
-    EXPECT_TRUE(files.paths().empty());
-    file->write(bytesOf("abc"));
-    file->seek(1);
-    std::array<std::byte, 8> read{};
-    EXPECT_EQ(file->read(read), 2U);
-    EXPECT_EQ(files.openFiles(), 1U);
-}
-
-TEST_F(MemoryFilesTest, ReplacingLeavesTheOldBytesToWhoHasThemOpen) {
-    write("old");
-    const auto file = files.open(path, FileMode::read);
-    files.replace(path, bytesOf("newer"));
-    EXPECT_EQ(file->size(), 3U);
-    EXPECT_EQ(files.contents(path), "newer");
-    EXPECT_THROW(file->write(bytesOf("x")), PlatformError);
-}
-
-TEST_F(MemoryFilesTest, FilesNeedTheirDirectory) {
-    write("x");
-    files.removeDirectory(files.temporaryDirectory());
-    EXPECT_THROW(write("y"), PlatformError);
-    EXPECT_THROW(files.list("/tmp/velmor/"), PlatformError);
-    files.temporaryDirectory();
-    write("z");
-    EXPECT_EQ(files.list("/tmp/velmor/"), std::vector<std::string>{"a"});
-    files.removeDirectory("/tmp/velmor/");
-    files.put("/tmp/velmor", "a file in the way");
-    EXPECT_THROW(files.temporaryDirectory(), PlatformError);
-}
-
 TEST_F(MemoryFilesTest, TheFaultTableCountsWhatItMatches) {
     files.addFault(
         {.operation = Operation::write, .path = "*/a", .nth = 2, .kind = Kind::noSpace, .keptBytes = 2});

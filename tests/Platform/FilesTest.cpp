@@ -145,20 +145,6 @@ TEST_F(FilesTest, TheTemporaryDirectoryGoesWithItsOwner) {
     file->write(bytesOf("still writable"));
 }
 
-TEST_F(FilesTest, TheTemporaryDirectoryIsMadeAgainWhenItVanished) {
-    const auto first = files->temporaryDirectory();
-    fs::remove_all(first);
-    const auto second = files->temporaryDirectory();
-    files->open(second + "a", FileMode::create);
-    fs::remove_all(base());
-    files->open(files->temporaryDirectory() + "b", FileMode::create);
-    fs::remove_all(base());
-    std::ofstream(base()) << "a file in the way";
-    EXPECT_TRUE(kindOf([&] { files->temporaryDirectory(); }));
-    fs::remove(base());
-    files->open(files->temporaryDirectory() + "c", FileMode::create);
-}
-
 TEST_F(FilesTest, ABaseThatIsNotOursIsRefused) {
     fs::create_directory(root / "elsewhere");
     fs::create_directory_symlink(root / "elsewhere", base());

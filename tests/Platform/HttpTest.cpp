@@ -49,6 +49,7 @@ TEST_F(HttpTest, SendsWhatItIsGivenAndNothingElse) {
         {request("POST", headers, {"a\0b\r\n", 5}), "POST /a/b?c=%20d HTTP/1.1\r\n" + host + sent +
                                                         "Content-Length: 5\r\n\r\n" +
                                                         std::string("a\0b\r\n", 5)},
+        {requestTo(server.url() + "/a/../b/./c"), "GET /a/../b/./c HTTP/1.1\r\n" + host + "\r\n"},
         {request("POST", {}, large),
          "POST /a/b?c=%20d HTTP/1.1\r\n" + host + "Content-Length: 300000\r\n\r\n" + large}};
     server.setFallback(FaultServer::answer(200, "{}", "Set-Cookie: a=b; Path=/\r\n"));  // never sent back
@@ -71,23 +72,13 @@ TEST_F(HttpTest, SaysThatItsLibraryIsMissing) {
     }
 }
 
-TEST_F(HttpTest, DotSegmentsStayAsTheyAre) {
-    answerTo(*transport, requestTo(server.url() + "/a/../b/./c"));
-    EXPECT_EQ(server.requests().at(0).target, "/a/../b/./c");
-}
-
-TEST_F(HttpTest, HandsOverEveryStatusWithHeadersAndBody) {
-    for (const int status : {200, 201, 299, 300, 304, 400, 401, 404, 429, 500, 599}) {
-        server.enqueue(FaultServer::answer(status, "text", "X-One:  a b \r\nX-Two: 2\r\n folded\r\n"));
-        const auto result = answerTo(*transport, request("GET"));
-        ASSERT_FALSE(kindOf(result)) << textOf(result);
-        const auto& response = std::get<HttpResponse>(result);
-        EXPECT_EQ(response.status, status);
-        EXPECT_EQ(response.body, status == 304 ? "" : "text");
-        ASSERT_GE(response.headers.size(), 3U);
-        EXPECT_EQ(response.headers[1], (std::pair<std::string, std::string>{"X-One", "a b"}));
-        EXPECT_EQ(response.headers[2].second, "2 folded");
-    }
+TEST_F(HttpTest, HandsOverStatusHeadersAndBody) {
+    server.enqueue(FaultServer::answer(599, "text", "X-One:  a b \r\nX-Two: 2\r\n folded\r\n"));
+    const auto first = std::get<HttpResponse>(answerTo(*transport, request("GET")));
+    EXPECT_EQ(first.status, 599);
+    EXPECT_EQ(first.body, "text");
+    EXPECT_EQ(first.headers.at(1), (std::pair<std::string, std::string>{"X-One", "a b"}));
+    EXPECT_EQ(first.headers.at(2).second, "2 folded");
     server.enqueue(
         {.steps = {FaultServer::Send{"HTTP/1.1 100 Continue\r\nX-Interim: 1\r\n\r\nHTTP/1.1 204 None\r\n"
                                      "X-Final: 1\r\n\r\nunexpected"}}});

@@ -52,18 +52,6 @@ TEST(JsonText, IsValidWhateverTheBytes) {
     EXPECT_EQ(jsonNumber(1.0 / 0.0), "null");
 }
 
-TEST(MelOverview, IsLinearInDecibels) {
-    const auto level = [](float power) {
-        const std::string file = melFile(power);
-        return static_cast<unsigned char>(melOverview(melPayload(file)).at(79));
-    };
-    EXPECT_EQ(level(0.0F), 0);
-    EXPECT_EQ(level(1e-10F), 0);
-    EXPECT_EQ(level(1.0F), 170);
-    EXPECT_EQ(level(1e5F), 255);
-    EXPECT_EQ(level(1e9F), 255);
-}
-
 TEST(RequestReader, RefusesWhatIsNotHttp) {
     ServicePeer peer;
     const struct {

@@ -112,25 +112,6 @@ TEST(Reports, AverageSaysWhatItCannotAverage) {
     EXPECT_EQ(peer.get("/data/v1/users/tester/average-stats").status, 400);
 }
 
-TEST(Reports, MockNightIsCompleteAndConsistent) {
-    ServicePeer peer;
-    const auto report = resultOf(peer.get("/mock/data/v3/sessions/any%20id"));
-    EXPECT_EQ(report.at("session").at("id"), "any id");
-    const auto& stat = report.at("stat");
-    EXPECT_EQ(stat.size(), 38U);
-    const auto number = [&](const char* key) { return stat.at(key).get<std::int64_t>(); };
-    EXPECT_EQ(number("time_in_bed"), 8 * 3600);
-    EXPECT_EQ(number("time_in_sleep"),
-              number("time_in_light") + number("time_in_deep") + number("time_in_rem"));
-    EXPECT_EQ(number("time_in_sleep_period"), number("time_in_sleep") + number("time_in_wake"));
-    EXPECT_EQ(number("time_in_bed"),
-              number("time_in_sleep_period") + number("sleep_latency") + number("wakeup_latency"));
-    EXPECT_EQ(number("time_in_sleep_period"), number("time_in_snoring") + number("time_in_no_snoring"));
-    EXPECT_EQ(stat.at("sleep_cycle_time").size(), static_cast<std::size_t>(number("sleep_cycle_count")));
-    for (const char* stages : {"sleep_stages", "breath_stages", "snoring_stages"})
-        EXPECT_EQ(report.at("session").at(stages).size(), 960U) << stages;
-}
-
 TEST(Reports, MockTakesAWholeNightAndKeepsNothing) {
     ServicePeer peer;
     EXPECT_EQ(resultOf(peer.get("/mock/ai/v1/users/me")).at("user_id"), "me");
