@@ -104,7 +104,7 @@ void Client::leave(const Row& row, const std::string& url) {
     if (url == server.url()) server.enqueue({row.steps, row.reads});
     auto transport = makeHttpTransport(options);
     auto exchange = transport->send({"GET", *Url::parse(url), {}, {}}, [](const HttpResult&) { FAIL(); });
-    std::this_thread::sleep_for(50ms);
+    std::this_thread::sleep_for(200ms);  // the system's roots are read by then
     const auto began = Clock::now();
     exchange.reset();
     transport.reset();

@@ -60,10 +60,12 @@ bool TlsWatch::isPossible() {
 }
 
 void TlsWatch::watch(void* context, const void* owner) {
+    const auto& tls = openSsl();
+    if (!tls.isComplete()) return;
     connections_[owner] = {context, false};
-    openSsl().setMessageCallback(context, &onMessage);
-    openSsl().control(context, kSetMessageArgument, 0, this);
-    openSsl().setKeyLogCallback(context, nullptr);
+    tls.setMessageCallback(context, &onMessage);
+    tls.control(context, kSetMessageArgument, 0, this);
+    tls.setKeyLogCallback(context, nullptr);
 }
 
 bool TlsWatch::mayBeWhole(const void* owner) const {
@@ -74,9 +76,10 @@ bool TlsWatch::mayBeWhole(const void* owner) const {
 // By context: a connection may still speak after its owner has gone, and nobody is left to be told.
 void TlsWatch::onMessage(int sent, int, int type, const void* bytes, std::size_t count, void* connection,
                          void* self) {
-    if (sent != 0 || type != kAlert || count != 2) return;
+    const auto& tls = openSsl();
+    if (sent != 0 || type != kAlert || count != 2 || !tls.isComplete()) return;
     if (static_cast<const unsigned char*>(bytes)[1] != kCloseNotify) return;
-    const void* context = openSsl().contextOf(connection);
+    const void* context = tls.contextOf(connection);
     for (auto& [owner, watched] : static_cast<TlsWatch*>(self)->connections_)
         if (watched.context == context) watched.farewell = true;
 }
