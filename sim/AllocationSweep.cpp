@@ -58,9 +58,21 @@ class Silence : public Testing::AudioSource {
 
 std::array<char, 100> underWay{};
 
+// Times, lengths and numbers without sound.
+CaptureParts counting(const Platform& platform) {
+    const auto shared = std::make_shared<const Platform>(platform);
+    return {[shared](const std::string&) {
+                FileChunkStore store(shared);
+                auto mel = store.temporaryDirectory() + "result-" + store.mediumTime() + ".mel";
+                store.write(mel, std::as_bytes(std::span("mel")));
+                return mel;
+            },
+            Samples::counted};
+}
+
 class Scene {
   public:
-    Scene() {
+    explicit Scene(bool carrying) {
         setDebugLoggerDelegate(std::make_shared<DebugLines>());
         http->setHandler([](const HttpRequest& request) { return answer(request); });
         http->setDelay(100ms);
@@ -73,15 +85,7 @@ class Scene {
         platform.files = std::make_shared<ScarceFiles>(files);
         platform.device = std::make_shared<Testing::FixedDevice>();
         platform.console = [](std::string_view) {};
-        const auto shared = std::make_shared<const Platform>(platform);
-        Library::replace(platform, {[shared](const std::string&) {
-                                        FileChunkStore store(shared);
-                                        auto mel = store.temporaryDirectory() + "result-" +
-                                                   store.mediumTime() + ".mel";
-                                        store.write(mel, std::as_bytes(std::span("mel")));
-                                        return mel;
-                                    },
-                                    Samples::counted});
+        Library::replace(platform, carrying ? CaptureParts{} : counting(platform));
     }
     ~Scene() {
         Allocations::disarm();
@@ -222,9 +226,9 @@ void announce(std::uint64_t nth, bool fromThenOn) {
 }
 
 /// One night; null or what is wrong.
-const char* play(std::uint64_t nth, bool fromThenOn, std::uint64_t* count) {
+const char* play(std::uint64_t nth, bool fromThenOn, bool audio, std::uint64_t* count) {
     announce(nth, fromThenOn);
-    Scene scene;
+    Scene scene(audio);
     Allocations::arm(nth, fromThenOn);
     scene.night();
     const auto seen = Allocations::disarm();
@@ -233,10 +237,10 @@ const char* play(std::uint64_t nth, bool fromThenOn, std::uint64_t* count) {
     return scene.isClean();
 }
 
-const char* playTwice(std::uint64_t nth, bool fromThenOn) {
-    if (const auto* wrong = play(nth, fromThenOn, nullptr)) return wrong;
+const char* playTwice(std::uint64_t nth, bool fromThenOn, bool audio) {
+    if (const auto* wrong = play(nth, fromThenOn, audio, nullptr)) return wrong;
     const auto before = Allocations::live();
-    if (const auto* wrong = play(nth, fromThenOn, nullptr)) return wrong;
+    if (const auto* wrong = play(nth, fromThenOn, audio, nullptr)) return wrong;
     return Allocations::live() > before ? "memory leaks" : nullptr;
 }
 
@@ -245,7 +249,7 @@ const char* playTwice(std::uint64_t nth, bool fromThenOn) {
 bool sweepAllocations(const SweepOptions& options) {
     std::set_terminate(terminated);
     std::uint64_t count = 0;
-    if (const auto* wrong = play(0, false, &count)) {
+    if (const auto* wrong = play(0, false, options.audio, &count)) {
         std::printf("the night without a fault: %s\n", wrong);
         return false;
     }
@@ -253,7 +257,7 @@ bool sweepAllocations(const SweepOptions& options) {
     for (const bool fromThenOn : {false, true})
         for (std::uint64_t nth = 1; nth <= count; nth += options.stride) {
             ++nights;
-            const auto* wrong = playTwice(nth, fromThenOn);
+            const auto* wrong = playTwice(nth, fromThenOn, options.audio);
             if (wrong != nullptr && failed++ < 40) std::printf("%s: %s\n", underWay.data(), wrong);
         }
     alarm(0);

@@ -8,7 +8,7 @@ namespace Velmor::Nights {
 
 struct SweepOptions {
     std::size_t stride = 1;  ///< every so many of what there is
-    bool audio = false;      ///< of the files: with real samples
+    bool audio = false;      ///< files and allocations: with real samples
 };
 
 /// For a help text: the names, each with what it does.
