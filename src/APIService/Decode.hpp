@@ -102,8 +102,8 @@ void decodeMember(const Member& member, std::optional<T>& out) {
 template <class T>
 void decode(const Json& json, const JsonPath& path, std::vector<T>& out) {
     const auto& array = detail::arrayOf(json, path);
-    out.resize(array.size());
-    for (std::size_t i = 0; i < array.size(); ++i) decode(array[i], JsonPath(path, i), out[i]);
+    out.clear();  // grown by what fits only: a short text may list a great many that do not
+    for (std::size_t i = 0; i < array.size(); ++i) decode(array[i], JsonPath(path, i), out.emplace_back());
 }
 
 template <class T>
