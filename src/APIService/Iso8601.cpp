@@ -121,9 +121,10 @@ std::string format(WallTime time) {
 }
 
 std::string formatPlain(WallTime time) {
-    const auto date = floor<days>(time);
+    const auto whole = floor<seconds>(time);  // the first day that a WallTime reaches begins before it does
+    const auto date = floor<days>(whole);
     const year_month_day ymd{date};
-    const hh_mm_ss clock{floor<seconds>(time - date)};
+    const hh_mm_ss clock{whole - date};
     std::array<char, 64> text{};
     std::snprintf(text.data(), text.size(), "%04d-%02u-%02u %02d:%02d:%02d", static_cast<int>(ymd.year()),
                   static_cast<unsigned>(ymd.month()), static_cast<unsigned>(ymd.day()),
