@@ -19,7 +19,7 @@ class ChunkReader {
     virtual int channelCount() const = 0;
     /// Length in frames.
     virtual std::int64_t length() const = 0;
-    /// Reads up to `out.size()` frames from the start of the file and returns how many; called for one
+    /// Reads the next frames, `out.size()` or what is left of them, and returns how many; called for one
     /// channel only. Throws on a read error.
     virtual std::size_t read(std::span<float> out) = 0;
 };

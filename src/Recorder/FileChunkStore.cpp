@@ -13,27 +13,30 @@ namespace {
 class WaveReader : public ChunkReader {
   public:
     explicit WaveReader(std::unique_ptr<File> file)
-        : file_(std::move(file)), format_(readWaveHeader(*file_)) {}
+        : file_(std::move(file)),
+          format_(readWaveHeader(*file_)),
+          left_(static_cast<std::size_t>(format_.frames)) {}
 
     double sampleRate() const override { return format_.sampleRate; }
     int channelCount() const override { return format_.channelCount; }
     std::int64_t length() const override { return format_.frames; }
 
     std::size_t read(std::span<float> out) override {
-        const auto wanted =
-            std::as_writable_bytes(out.first(std::min(out.size(), static_cast<std::size_t>(format_.frames))));
+        const auto wanted = std::as_writable_bytes(out.first(std::min(out.size(), left_)));
         std::size_t count = 0;
         while (count < wanted.size()) {
             const auto got = file_->read(wanted.subspan(count));
             if (got == 0) break;
             count += got;
         }
+        left_ -= count / sizeof(float);
         return count / sizeof(float);
     }
 
   private:
     const std::unique_ptr<File> file_;
     const WaveFormat format_;
+    std::size_t left_;  // frames; other chunks may follow them in the file
 };
 
 }  // namespace
