@@ -41,6 +41,14 @@ std::string_view trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
+// libcurl takes "HTTP/x 404" for a 200.
+bool isStatusLine(std::string_view line) {
+    constexpr std::string_view kForm = "HTTP/1.d ddd";
+    const auto fits = [](char form, char c) { return form == 'd' ? c >= '0' && c <= '9' : form == c; };
+    return line.size() > kForm.size() && std::equal(kForm.begin(), kForm.end(), line.begin(), fits) &&
+           (line[kForm.size()] == ' ' || line[kForm.size()] == '\r' || line[kForm.size()] == '\n');
+}
+
 // Keeps sums of times from overflowing when a caller asks for "no limit".
 HttpRequest withinReason(HttpRequest request) {
     constexpr std::chrono::milliseconds kLongest = std::chrono::hours{24};
@@ -227,6 +235,11 @@ bool CurlTransfer::takeHeaderLine(std::string_view line) {
     headerBytes_ += line.size();
     if (headerBytes_ > kMaxHeaders) {
         refused_ = PlatformError(PlatformError::Kind::badResponse, "the answer's headers are over 64 KiB");
+        return false;
+    }
+    const bool first = headerBytes_ == line.size();
+    if ((first || line.starts_with("HTTP/")) && !isStatusLine(line)) {
+        refused_ = PlatformError(PlatformError::Kind::badResponse, "the answer has no status line");
         return false;
     }
     auto& headers = response_.headers;
