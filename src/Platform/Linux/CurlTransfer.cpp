@@ -68,9 +68,9 @@ PlatformError::Kind kindOf(CURLcode code) {
         case CURLE_SSL_INVALIDCERTSTATUS:
             return PlatformError::Kind::insecure;
         case CURLE_URL_MALFORMAT:
-        case CURLE_BAD_FUNCTION_ARGUMENT:
             return PlatformError::Kind::badRequest;
-        case CURLE_UNSUPPORTED_PROTOCOL:  // an answer without a status line
+        case CURLE_UNSUPPORTED_PROTOCOL:   // an answer without a status line
+        case CURLE_BAD_FUNCTION_ARGUMENT:  // a header without a name
         case CURLE_WEIRD_SERVER_REPLY:
         case CURLE_FILESIZE_EXCEEDED:
         case CURLE_WRITE_ERROR:
@@ -247,7 +247,8 @@ bool CurlTransfer::takeHeaderLine(std::string_view line) {
     if (line.starts_with("HTTP/")) {
         headers.clear();  // the headers before belonged to an interim response
         headersComplete_ = false;
-    } else if (trimmed(line).empty()) {
+    } else if (line.find_first_not_of("\r\n") ==
+               std::string_view::npos) {  // blanks would fold the last header
         headersComplete_ = true;
     } else if ((line.front() == ' ' || line.front() == '\t') && !headers.empty()) {
         headers.back().second.append(" ").append(trimmed(line));  // a folded line goes on with the last
