@@ -80,42 +80,47 @@ FaultServer::~FaultServer() {
 }
 
 void FaultServer::enqueue(Script script) {
-    const std::lock_guard lock(mutex_);
+    const Velmor::Lock lock(mutex_);
     scripts_.push_back(std::move(script));
 }
 
 void FaultServer::setFallback(Script script) {
-    const std::lock_guard lock(mutex_);
+    const Velmor::Lock lock(mutex_);
     fallback_ = std::move(script);
 }
 
 std::size_t FaultServer::connections() const {
-    const std::lock_guard lock(mutex_);
+    const Velmor::Lock lock(mutex_);
     return connections_;
 }
 
 std::size_t FaultServer::finished() const {
-    const std::lock_guard lock(mutex_);
+    const Velmor::Lock lock(mutex_);
     return finished_;
 }
 
 std::vector<RawRequest> FaultServer::requests() const {
-    const std::lock_guard lock(mutex_);
+    const Velmor::Lock lock(mutex_);
     return requests_;
 }
 
+std::vector<RawRequest> FaultServer::takeRequests() {
+    const Velmor::Lock lock(mutex_);
+    return std::exchange(requests_, {});
+}
+
 bool FaultServer::waitForRequests(std::size_t count, std::chrono::milliseconds time) const {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, time, [&] { return requests_.size() >= count; });
+    Velmor::Lock lock(mutex_);
+    return changed_.waitFor(lock, time, [&]() VELMOR_REQUIRES(mutex_) { return requests_.size() >= count; });
 }
 
 bool FaultServer::waitForFinished(std::size_t count, std::chrono::milliseconds time) const {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, time, [&] { return finished_ >= count; });
+    Velmor::Lock lock(mutex_);
+    return changed_.waitFor(lock, time, [&]() VELMOR_REQUIRES(mutex_) { return finished_ >= count; });
 }
 
 FaultServer::Script FaultServer::nextScript() {
-    const std::lock_guard lock(mutex_);
+    const Velmor::Lock lock(mutex_);
     ++connections_;
     if (scripts_.empty()) {
         return fallback_;
@@ -134,9 +139,9 @@ void FaultServer::serve(Connection& connection) {
         RawRequest request;
         readRequest(connection, generous, request);
         if (!request.bytes.empty()) {
-            const std::lock_guard lock(mutex_);
+            const Velmor::Lock lock(mutex_);
             requests_.push_back(std::move(request));
-            changed_.notify_all();
+            changed_.notifyAll();
         }
     }
     Performer perform(connection);
@@ -145,9 +150,9 @@ void FaultServer::serve(Connection& connection) {
     if (open) {
         connection.finish();
     }
-    const std::lock_guard lock(mutex_);
+    const Velmor::Lock lock(mutex_);
     ++finished_;
-    changed_.notify_all();
+    changed_.notifyAll();
 }
 
 }  // namespace VelmorService

@@ -2,13 +2,12 @@
 
 #include "service/Http/Listener.hpp"
 #include "service/Http/Message.hpp"
+#include "src/Runtime/ThreadSafety.hpp"
 
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <mutex>
 #include <string>
 #include <variant>
 #include <vector>
@@ -69,6 +68,8 @@ class FaultServer {
     std::size_t finished() const;
     /// What was received, in the order in which reading ended; an incomplete request has `complete` false.
     std::vector<RawRequest> requests() const;
+    /// The same, and forgets them.
+    std::vector<RawRequest> takeRequests();
     /// True when that many requests (or finished connections) were seen before the time was over.
     bool waitForRequests(std::size_t count, std::chrono::milliseconds time = std::chrono::seconds(10)) const;
     bool waitForFinished(std::size_t count, std::chrono::milliseconds time = std::chrono::seconds(10)) const;
@@ -78,14 +79,14 @@ class FaultServer {
     void serve(Connection& connection);
     Script nextScript();
 
-    mutable std::mutex mutex_;
-    mutable std::condition_variable changed_;
-    Script fallback_;                   ///< guarded by mutex_
-    std::deque<Script> scripts_;        ///< guarded by mutex_
-    std::vector<RawRequest> requests_;  ///< guarded by mutex_
-    std::size_t connections_ = 0;       ///< guarded by mutex_
-    std::size_t finished_ = 0;          ///< guarded by mutex_
-    Listener listener_;                 ///< last: its threads use everything above
+    mutable Velmor::Mutex mutex_;
+    mutable Velmor::Condition changed_;
+    Script fallback_ VELMOR_GUARDED_BY(mutex_);
+    std::deque<Script> scripts_ VELMOR_GUARDED_BY(mutex_);
+    std::vector<RawRequest> requests_ VELMOR_GUARDED_BY(mutex_);
+    std::size_t connections_ VELMOR_GUARDED_BY(mutex_) = 0;
+    std::size_t finished_ VELMOR_GUARDED_BY(mutex_) = 0;
+    Listener listener_;  ///< last: its threads use everything above
 };
 
 }  // namespace VelmorService

@@ -5,6 +5,7 @@
 #include "Recorder/RecorderCore.hpp"
 #include "Reports/ReportQueries.hpp"
 #include "Runtime/DefaultPlatform.hpp"
+#include "Runtime/ThreadSafety.hpp"
 #include "SessionService/SessionsService.hpp"
 #include "SleepTrackingManager/SleepTracker.hpp"
 #include "VelmorConfig.hpp"
@@ -16,10 +17,10 @@ namespace {
 
 using Request = SessionsService::Request;
 
-std::mutex sharedMutex;  // guards sharedSlot()
+Mutex sharedMutex;
 
 // Never destroyed: work of the library may still be under way while the process exits.
-std::shared_ptr<Library>& sharedSlot() {
+std::shared_ptr<Library>& sharedSlot() VELMOR_REQUIRES(sharedMutex) {
     static auto* slot = new std::shared_ptr<Library>;
     return *slot;
 }
@@ -35,7 +36,7 @@ std::string orDash(const std::optional<Url>& url) {
 }  // namespace
 
 std::shared_ptr<Library> Library::shared() {
-    const std::lock_guard lock(sharedMutex);
+    const Lock lock(sharedMutex);
     auto& slot = sharedSlot();
     if (!slot) slot = std::make_shared<Library>(completePlatform({}));
     return slot;
@@ -44,7 +45,7 @@ std::shared_ptr<Library> Library::shared() {
 void Library::replace(Platform platform, CaptureParts parts) {
     auto next = std::make_shared<Library>(completePlatform(std::move(platform)), std::move(parts));
     setLogConfig({});
-    const std::lock_guard lock(sharedMutex);
+    const Lock lock(sharedMutex);
     sharedSlot().swap(next);
 }
 
@@ -71,7 +72,7 @@ void Library::initVelmorConfig(const std::string& apiKey, const std::optional<st
     auto made = VelmorConfig::make(SessionsService::make(platform_, log_), std::move(delegate), log_);
     auto former = made;
     {
-        const std::lock_guard lock(mutex_);
+        const Lock lock(mutex_);
         former.swap(slots_.config);
     }
     former.reset();
@@ -88,7 +89,7 @@ void Library::initVelmorConfig(const std::string& apiKey, const std::optional<st
 void Library::deleteUser(const Config& config) {
     std::shared_ptr<VelmorConfig> current;
     {
-        const std::lock_guard lock(mutex_);
+        const Lock lock(mutex_);
         current = slots_.config;
     }
     if (current) current->send({Request::userDelete{config}});
@@ -96,7 +97,7 @@ void Library::deleteUser(const Config& config) {
 }
 
 std::shared_ptr<SleepTracker> Library::sharedTracker() {
-    const std::lock_guard lock(mutex_);
+    const Lock lock(mutex_);
     if (!slots_.tracker) {
         slots_.tracker = SleepTracker::make(platform_, log_, parts_);
         slots_.manager = std::make_shared<SleepTrackingManager>(slots_.tracker);
@@ -111,7 +112,7 @@ std::shared_ptr<SleepTrackingManager> Library::createSleepTrackingManager(
     auto manager = std::make_shared<SleepTrackingManager>(tracker);
     auto result = manager;
     {
-        const std::lock_guard lock(mutex_);
+        const Lock lock(mutex_);
         slots_.tracker.swap(tracker);
         slots_.manager.swap(manager);
     }
@@ -120,7 +121,7 @@ std::shared_ptr<SleepTrackingManager> Library::createSleepTrackingManager(
 }
 
 std::shared_ptr<Reports> Library::createReports(const Config& config) {
-    const std::lock_guard lock(mutex_);
+    const Lock lock(mutex_);
     if (!slots_.reports) {
         slots_.queries = ReportQueries::make(platform_, log_);
         slots_.reports = std::make_shared<Reports>(slots_.queries);
@@ -135,7 +136,7 @@ std::shared_ptr<Recorder> Library::createRecorder(std::weak_ptr<VelmorRecordingD
     auto result = recorder;
     std::shared_ptr<RecorderCore> former = std::move(core);
     {
-        const std::lock_guard lock(mutex_);
+        const Lock lock(mutex_);
         slots_.recorder.swap(recorder);
         slots_.recorderCore.swap(former);
     }

@@ -2,9 +2,9 @@
 #pragma once
 
 #include "Recorder/CaptureParts.hpp"
+#include "Runtime/ThreadSafety.hpp"
 
 #include <memory>
-#include <mutex>
 #include <optional>
 
 #include <Velmor/Velmor.hpp>
@@ -58,9 +58,8 @@ class Library {
     const CaptureParts parts_;
     const std::shared_ptr<LogAPI> log_;
     const std::shared_ptr<SessionsService> logService_;
-    std::mutex
-        mutex_;  // guards slots_; what leaves a slot is released after unlocking, for its end may call a host
-    Slots slots_;
+    Mutex mutex_;  // what leaves a slot is released after unlocking, for its end may call a host
+    Slots slots_ VELMOR_GUARDED_BY(mutex_);
 };
 
 }  // namespace Velmor

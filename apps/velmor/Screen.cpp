@@ -45,14 +45,14 @@ void Screen::error(std::string_view line) {
 }
 
 void Screen::line(std::string_view text) {
-    const std::lock_guard lock(mutex_);
+    const Velmor::Lock lock(mutex_);
     print((shown_.empty() ? "" : kClear) + std::string(text) + "\n" + shown_);
 }
 
 void Screen::progress(double share, std::string_view text) {
     if (!progress_) return;
     const auto now = std::chrono::steady_clock::now();
-    const std::lock_guard lock(mutex_);
+    const Velmor::Lock lock(mutex_);
     if (!shown_.empty() && now - drawn_ < kRedraw) return;
     drawn_ = now;
     shown_ = (bar(share) + " " + std::string(text)).substr(0, width() - 1);
@@ -60,7 +60,7 @@ void Screen::progress(double share, std::string_view text) {
 }
 
 void Screen::clearProgress() {
-    const std::lock_guard lock(mutex_);
+    const Velmor::Lock lock(mutex_);
     if (shown_.empty()) return;
     shown_.clear();
     print(kClear);

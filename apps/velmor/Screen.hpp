@@ -1,8 +1,9 @@
 // Standard error: remarks, and a progress bar where a person watches.
 #pragma once
 
+#include "Runtime/ThreadSafety.hpp"
+
 #include <chrono>
-#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -38,9 +39,9 @@ class Screen {
     const bool quiet_;
     const bool progress_;
     const bool colour_;
-    std::mutex mutex_;   // guards what follows, and keeps lines whole
-    std::string shown_;  // bar on the screen
-    std::chrono::steady_clock::time_point drawn_{};
+    Velmor::Mutex mutex_;                          // guards what follows, and keeps lines whole
+    std::string shown_ VELMOR_GUARDED_BY(mutex_);  // bar on the screen
+    std::chrono::steady_clock::time_point drawn_ VELMOR_GUARDED_BY(mutex_){};
 };
 
 /// Whether standard output or error may carry colours: a terminal, and NO_COLOR not set.

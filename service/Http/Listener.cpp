@@ -118,7 +118,7 @@ void Listener::stop() {
 }
 
 FileDescriptor Listener::acceptOne() {
-    const std::lock_guard turn(accepting_);
+    const Velmor::Lock turn(accepting_);
     std::array<pollfd, 2> waits{pollfd{.fd = socket_.get(), .events = POLLIN, .revents = 0},
                                 pollfd{.fd = stop_.descriptor(), .events = POLLIN, .revents = 0}};
     ::poll(waits.data(), waits.size(), -1);

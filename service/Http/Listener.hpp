@@ -1,10 +1,10 @@
 #pragma once
 
 #include "service/Http/Connection.hpp"
+#include "src/Runtime/ThreadSafety.hpp"
 
 #include <cstdint>
 #include <functional>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -37,7 +37,7 @@ class Listener {
     const std::string host_;
     const Handler handler_;
     StopSignal stop_;
-    std::mutex accepting_;  // one thread waits for the next connection, or each would wake all of them
+    Velmor::Mutex accepting_;  // one thread waits for the next connection, or each would wake all of them
     FileDescriptor socket_;
     std::uint16_t port_ = 0;
     std::vector<std::thread> threads_;

@@ -116,12 +116,12 @@ std::string Store::newUser() {
 }
 
 void Store::keepUser(const std::string& id) {
-    const std::lock_guard lock(mutex_);
+    const Velmor::Lock lock(mutex_);
     database_.statement("INSERT OR IGNORE INTO users(id) VALUES(?)").bind(id).run();
 }
 
 bool Store::removeUser(const std::string& id) {
-    const std::lock_guard lock(mutex_);
+    const Velmor::Lock lock(mutex_);
     std::vector<std::int64_t> rows;
     auto found = database_.statement("SELECT row FROM sessions WHERE user=?");
     found.bind(id);
@@ -135,13 +135,13 @@ bool Store::removeUser(const std::string& id) {
 }
 
 std::optional<SessionRow> Store::lastSession(const std::string& user) {
-    const std::lock_guard lock(mutex_);
+    const Velmor::Lock lock(mutex_);
     auto found = database_.statement(VELMOR_SESSION_COLUMNS "WHERE user=? ORDER BY row DESC LIMIT 1");
     return found.bind(user).step() ? std::optional(readSession(found)) : std::nullopt;
 }
 
 Store::Outcome Store::createSession(const NewSession& session, bool force, std::string& id) {
-    const std::lock_guard lock(mutex_);
+    const Velmor::Lock lock(mutex_);
     Transaction transaction(database_);
     if (force) {
         endOpenSessions(session.user);
@@ -187,13 +187,13 @@ std::optional<SessionRow> Store::find(const std::string& id) {
 }
 
 std::optional<SessionRow> Store::session(const std::string& id) {
-    const std::lock_guard lock(mutex_);
+    const Velmor::Lock lock(mutex_);
     return find(id);
 }
 
 Store::Outcome Store::putChunk(const std::string& id, std::int64_t sequence, std::string_view npy,
                                std::string_view overview) {
-    const std::lock_guard lock(mutex_);
+    const Velmor::Lock lock(mutex_);
     const auto session = find(id);
     if (!session) {
         return Outcome::Unknown;
@@ -217,7 +217,7 @@ Store::Outcome Store::putChunk(const std::string& id, std::int64_t sequence, std
 }
 
 Store::Outcome Store::close(const std::string& id, Instant end, bool unexpected) {
-    const std::lock_guard lock(mutex_);
+    const Velmor::Lock lock(mutex_);
     const auto session = find(id);
     if (!session) {
         return Outcome::Unknown;
@@ -237,12 +237,12 @@ Store::Outcome Store::close(const std::string& id, Instant end, bool unexpected)
 }
 
 void Store::markComplete(const std::string& id) {
-    const std::lock_guard lock(mutex_);
+    const Velmor::Lock lock(mutex_);
     database_.statement("UPDATE sessions SET complete=1 WHERE id=?").bind(id).run();
 }
 
 bool Store::removeSession(const std::string& id) {
-    const std::lock_guard lock(mutex_);
+    const Velmor::Lock lock(mutex_);
     const auto session = find(id);
     if (session) {
         removeRows({session->row});
@@ -260,7 +260,7 @@ void Store::removeRows(const std::vector<std::int64_t>& rows) {
 }
 
 std::vector<SessionRow> Store::sessions(const ListQuery& query) {
-    const std::lock_guard lock(mutex_);
+    const Velmor::Lock lock(mutex_);
     const char* const ascending =
         VELMOR_SESSION_COLUMNS VELMOR_SESSION_FILTER "ORDER BY started ASC, row ASC LIMIT ?4 OFFSET ?5";
     const char* const descending =
@@ -277,7 +277,7 @@ std::vector<SessionRow> Store::sessions(const ListQuery& query) {
 }
 
 std::vector<ChunkRow> Store::chunks(std::int64_t sessionRow) {
-    const std::lock_guard lock(mutex_);
+    const Velmor::Lock lock(mutex_);
     auto found = database_.statement(
         "SELECT sequence, size, receives, arrival, overview FROM chunks WHERE session=? ORDER BY sequence");
     found.bind(sessionRow);
@@ -290,7 +290,7 @@ std::vector<ChunkRow> Store::chunks(std::int64_t sessionRow) {
 }
 
 std::optional<std::string> Store::chunkBytes(const std::string& id, std::int64_t sequence) {
-    const std::lock_guard lock(mutex_);
+    const Velmor::Lock lock(mutex_);
     const auto session = find(id);
     if (!session) {
         return std::nullopt;
@@ -303,7 +303,7 @@ std::optional<std::string> Store::chunkBytes(const std::string& id, std::int64_t
 }
 
 void Store::addLog(const LogRow& log, std::string_view message) {
-    const std::lock_guard lock(mutex_);
+    const Velmor::Lock lock(mutex_);
     database_.statement("INSERT INTO logs(session, tags, service, hostname, message) VALUES(?,?,?,?,?)")
         .bind(log.session)
         .bind(log.tags)
@@ -314,7 +314,7 @@ void Store::addLog(const LogRow& log, std::string_view message) {
 }
 
 std::vector<LogRow> Store::logs(const std::optional<std::string>& session) {
-    const std::lock_guard lock(mutex_);
+    const Velmor::Lock lock(mutex_);
     auto found = database_.statement(
         "SELECT row, session, tags, service, hostname, length(CAST(message AS BLOB)) FROM logs"
         " WHERE ?1 IS NULL OR session=?1 ORDER BY row DESC");
@@ -332,7 +332,7 @@ std::vector<LogRow> Store::logs(const std::optional<std::string>& session) {
 }
 
 std::optional<std::string> Store::logText(std::int64_t row) {
-    const std::lock_guard lock(mutex_);
+    const Velmor::Lock lock(mutex_);
     auto found = database_.statement("SELECT message FROM logs WHERE row=?");
     return found.bind(row).step() ? std::optional(found.text(0)) : std::nullopt;
 }

@@ -2,10 +2,10 @@
 
 #include "service/Dates.hpp"
 #include "service/Store/Database.hpp"
+#include "src/Runtime/ThreadSafety.hpp"
 
 #include <cstdint>
 #include <filesystem>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -110,15 +110,15 @@ class Store {
     std::optional<std::string> logText(std::int64_t row);
 
   private:
-    std::optional<SessionRow> find(const std::string& id);
-    void endOpenSessions(const std::string& user);
-    void removeRows(const std::vector<std::int64_t>& rows);
+    std::optional<SessionRow> find(const std::string& id) VELMOR_REQUIRES(mutex_);
+    void endOpenSessions(const std::string& user) VELMOR_REQUIRES(mutex_);
+    void removeRows(const std::vector<std::int64_t>& rows) VELMOR_REQUIRES(mutex_);
     std::filesystem::path folder(std::int64_t sessionRow) const;
     std::filesystem::path file(std::int64_t sessionRow, std::int64_t sequence) const;
 
     const std::filesystem::path directory_;
-    std::mutex mutex_;
-    Database database_;  ///< guarded by mutex_, the mel files too
+    Velmor::Mutex mutex_;
+    Database database_ VELMOR_GUARDED_BY(mutex_);  ///< and with it the mel files
 };
 
 }  // namespace VelmorService

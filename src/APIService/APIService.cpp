@@ -57,7 +57,7 @@ void APIService::send(HttpRequest request, std::shared_ptr<Executor> on, Complet
     const auto answer = std::make_shared<Answer>();
     std::uint64_t number = 0;
     {
-        const std::lock_guard lock(mutex_);
+        const Lock lock(mutex_);
         number = next_++;
         pending_.emplace(number, Pending{{}, std::move(completion), answer, on});
     }
@@ -73,7 +73,7 @@ void APIService::send(HttpRequest request, std::shared_ptr<Executor> on, Complet
         } catch (...) {
             deliver(sendFailure());
         }
-        const std::lock_guard lock(mutex_);
+        const Lock lock(mutex_);
         const auto entry = pending_.find(number);
         if (entry != pending_.end()) entry->second.exchange = std::move(exchange);
     } catch (...) {
@@ -100,7 +100,7 @@ void APIService::deliverLate() {
         std::shared_ptr<Executor> on;
         std::uint64_t number = 0;
         {
-            const std::lock_guard lock(mutex_);
+            const Lock lock(mutex_);
             const auto late = std::find_if(pending_.begin(), pending_.end(), [](const auto& entry) {
                 return entry.second.answer->late.exchange(false);
             });
@@ -116,7 +116,7 @@ void APIService::deliverLate() {
 }
 
 std::optional<APIService::Pending> APIService::take(std::uint64_t number) {
-    const std::lock_guard lock(mutex_);
+    const Lock lock(mutex_);
     const auto entry = pending_.find(number);
     if (entry == pending_.end()) return {};
     std::optional<Pending> taken(std::move(entry->second));

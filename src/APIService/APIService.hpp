@@ -2,6 +2,7 @@
 #pragma once
 
 #include "APIService/Decode.hpp"
+#include "Runtime/ThreadSafety.hpp"
 
 #include <atomic>
 #include <cstdint>
@@ -9,7 +10,6 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <utility>
 #include <variant>
@@ -69,9 +69,9 @@ class APIService : public std::enable_shared_from_this<APIService> {
     static bool post(const std::weak_ptr<APIService>& self, Executor& on, std::uint64_t number);
 
     const std::shared_ptr<HttpTransport> http_;
-    std::mutex mutex_;  // guards all below
-    std::uint64_t next_ = 0;
-    std::map<std::uint64_t, Pending> pending_;
+    Mutex mutex_;
+    std::uint64_t next_ VELMOR_GUARDED_BY(mutex_) = 0;
+    std::map<std::uint64_t, Pending> pending_ VELMOR_GUARDED_BY(mutex_);
 };
 
 }  // namespace Velmor

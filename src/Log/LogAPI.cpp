@@ -2,6 +2,7 @@
 
 #include "Runtime/Contain.hpp"
 #include "Runtime/Text.hpp"
+#include "Runtime/ThreadSafety.hpp"
 
 #include <algorithm>
 #include <array>
@@ -19,9 +20,9 @@ constexpr std::array<std::pair<LogAPI::Level, std::string_view>, 5> kLevels{{{Lo
                                                                              {LogAPI::Level::D, "D"},
                                                                              {LogAPI::Level::WTF, "WTF"}}};
 
-std::mutex delegateMutex;  // guards delegateSlot()
+Mutex delegateMutex;
 
-std::shared_ptr<VelmorDebugLoggerDelegate>& delegateSlot() {
+std::shared_ptr<VelmorDebugLoggerDelegate>& delegateSlot() VELMOR_REQUIRES(delegateMutex) {
     static auto* slot = new std::shared_ptr<VelmorDebugLoggerDelegate>;  // outlives every thread
     return *slot;
 }
@@ -45,12 +46,12 @@ bool endsWithLine(File& file, std::uint64_t size) {
 }  // namespace
 
 void setDebugLoggerDelegate(std::shared_ptr<VelmorDebugLoggerDelegate> delegate) {
-    const std::lock_guard lock(delegateMutex);
+    const Lock lock(delegateMutex);
     delegateSlot().swap(delegate);
 }
 
 std::shared_ptr<VelmorDebugLoggerDelegate> debugLoggerDelegate() {
-    const std::lock_guard lock(delegateMutex);
+    const Lock lock(delegateMutex);
     return delegateSlot();
 }
 
@@ -69,7 +70,7 @@ std::string_view LogAPI::name(Level level) {
 void LogAPI::log(Level level, std::string_view tag, std::string_view message) {
     contain(
         [&] {
-            const std::lock_guard lock(queue_);
+            const Lock lock(queue_);
             writeLog(level, tag, message);
         },
         [&](const std::string& reason) { console("Error writing log: " + reason); });
@@ -119,7 +120,7 @@ void LogAPI::uploadLog(std::optional<Config> config, std::optional<std::string> 
         [&] {
             std::string message, failure;
             {
-                const std::lock_guard lock(queue_);
+                const Lock lock(queue_);
                 if (!moveToSendFile(failure)) return;
                 message = readFile(kLogSendFileName);
             }

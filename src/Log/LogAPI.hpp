@@ -2,11 +2,12 @@
 // delegate.
 #pragma once
 
+#include "Runtime/ThreadSafety.hpp"
+
 #include <cstdint>
 #include <exception>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -72,19 +73,19 @@ class LogAPI {
     std::uint64_t logFileSize() const;
 
   private:
-    void writeLog(Level level, std::string_view tag, std::string_view message);
-    void append(const std::string& path, std::string_view line);
+    void writeLog(Level level, std::string_view tag, std::string_view message) VELMOR_REQUIRES(queue_);
+    void append(const std::string& path, std::string_view line) VELMOR_REQUIRES(queue_);
     void pasteFile(const char* from, const char* to) const;
-    std::string readFile(const char* name) const;
+    std::string readFile(const char* name) const VELMOR_REQUIRES(queue_);
     void removeFile(const char* name) const;
-    bool moveToSendFile(std::string& failure);
+    bool moveToSendFile(std::string& failure) VELMOR_REQUIRES(queue_);
     std::string document(const char* name) const;
 
     const std::shared_ptr<const Platform> platform_;
-    std::mutex queue_;  // one file operation of the log at a time; guards endsWhole_
+    Mutex queue_;  // one file operation of the log at a time
     /// Whether the log file is known to end with a line: not after a process before this one may have died in
     /// a write, nor after a write that failed half way. The rest of a line is then cut off.
-    bool endsWhole_ = false;
+    bool endsWhole_ VELMOR_GUARDED_BY(queue_) = false;
     Ship ship_;  // constant after set-up
 };
 

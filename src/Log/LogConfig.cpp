@@ -1,14 +1,15 @@
 #include "Log/LogConfig.hpp"
 
-#include <mutex>
+#include "Runtime/ThreadSafety.hpp"
+
 #include <utility>
 
 namespace Velmor {
 namespace {
 
-std::mutex mutex;  // guards current()
+Mutex mutex;
 
-std::optional<Config>& current() {
+std::optional<Config>& current() VELMOR_REQUIRES(mutex) {
     static auto* slot = new std::optional<Config>;  // outlives every thread: hosts log while they exit
     return *slot;
 }
@@ -16,12 +17,12 @@ std::optional<Config>& current() {
 }  // namespace
 
 void setLogConfig(std::optional<Config> config) {
-    const std::lock_guard lock(mutex);
+    const Lock lock(mutex);
     current() = std::move(config);
 }
 
 std::optional<Config> logConfig() {
-    const std::lock_guard lock(mutex);
+    const Lock lock(mutex);
     return current();
 }
 

@@ -14,7 +14,7 @@ template <class Use>
 void ConverterWrapper::withConverter(const Use& use) const {
     std::unique_ptr<ChunkConverter> converter;
     {
-        const std::lock_guard lock(idleMutex_);
+        const Velmor::Lock lock(idleMutex_);
         if (!idle_.empty()) {
             converter = std::move(idle_.back());
             idle_.pop_back();
@@ -22,7 +22,7 @@ void ConverterWrapper::withConverter(const Use& use) const {
     }
     if (!converter) converter = std::make_unique<ChunkConverter>();
     use(*converter);
-    const std::lock_guard lock(idleMutex_);
+    const Velmor::Lock lock(idleMutex_);
     idle_.push_back(std::move(converter));
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Runtime/ThreadSafety.hpp"
+
 // From samples to samples and from samples to mel: the two operations that Preprocessor joins, and their
 // union. Chunks of 480,000 samples take the fast road (ChunkConverter), other lengths the plain one
 // (NoiseReduction, transMel).
@@ -7,7 +9,6 @@
 #include "Preprocessor/MelSpectrogram.hpp"
 
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <span>
 #include <vector>
@@ -39,8 +40,8 @@ class ConverterWrapper {
     template <class Use>
     void withConverter(const Use& use) const;
 
-    mutable std::mutex idleMutex_;
-    mutable std::vector<std::unique_ptr<ChunkConverter>> idle_;  // protected by idleMutex_
+    mutable Velmor::Mutex idleMutex_;
+    mutable std::vector<std::unique_ptr<ChunkConverter>> idle_ VELMOR_GUARDED_BY(idleMutex_);
 };
 
 }  // namespace velmor

@@ -2,10 +2,10 @@
 
 #include "Recorder/AudioConstants.hpp"
 #include "Recorder/WaveHeader.hpp"
+#include "Runtime/ThreadSafety.hpp"
 
 #include <algorithm>
 #include <array>
-#include <mutex>
 #include <set>
 #include <utility>
 
@@ -14,11 +14,11 @@
 namespace Velmor {
 namespace {
 
-std::mutex mutex;  // guards claimed()
+Mutex mutex;
 
 // Paths of the process's open chunk files: two recordings may begin in the same second, and neither must take
 // the other's file.
-std::set<std::string>& claimed() {
+std::set<std::string>& claimed() VELMOR_REQUIRES(mutex) {
     static auto* paths = new std::set<std::string>;  // a recording may end while the process exits
     return *paths;
 }
@@ -27,14 +27,14 @@ std::set<std::string>& claimed() {
 
 struct ChunkFile::Claim {
     Claim(const std::string& directory, const std::string& name) : path(directory + name) {
-        const std::lock_guard lock(mutex);
+        const Lock lock(mutex);
         for (int i = 2; !claimed().insert(path).second; ++i)
             path = directory + name.substr(0, name.rfind('.')) + "-" + std::to_string(i) + ".pcm";
     }
     Claim(const Claim&) = delete;
     Claim& operator=(const Claim&) = delete;
     ~Claim() {
-        const std::lock_guard lock(mutex);
+        const Lock lock(mutex);
         claimed().erase(path);
     }
 

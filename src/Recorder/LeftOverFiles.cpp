@@ -1,8 +1,8 @@
 #include "Recorder/LeftOverFiles.hpp"
 
 #include "Runtime/Contain.hpp"
+#include "Runtime/ThreadSafety.hpp"
 
-#include <mutex>
 #include <string>
 
 #include <Velmor/Error.hpp>
@@ -11,9 +11,9 @@ namespace Velmor {
 namespace {
 
 bool isFirstTime(const std::shared_ptr<FileSystem>& files) {
-    static std::mutex mutex;  // guards swept
-    static std::weak_ptr<FileSystem> swept;
-    const std::lock_guard lock(mutex);
+    static Mutex mutex;
+    static std::weak_ptr<FileSystem> swept VELMOR_GUARDED_BY(mutex);
+    const Lock lock(mutex);
     if (!swept.owner_before(files) && !files.owner_before(swept)) return false;
     swept = files;
     return true;

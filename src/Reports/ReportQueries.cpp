@@ -38,12 +38,12 @@ ReportQueries::ReportQueries(std::shared_ptr<const Platform> platform, std::shar
       sessionService_(SessionsService::make(platform_, log_)) {}
 
 void ReportQueries::setConfig(Config config) {
-    const std::lock_guard lock(mutex_);
+    const Lock lock(mutex_);
     config_ = std::move(config);
 }
 
 std::optional<Config> ReportQueries::config() {
-    const std::lock_guard lock(mutex_);
+    const Lock lock(mutex_);
     return config_;
 }
 

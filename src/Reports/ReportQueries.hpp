@@ -2,11 +2,11 @@
 #pragma once
 
 #include "APIService/APIService.hpp"
+#include "Runtime/ThreadSafety.hpp"
 
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -61,8 +61,8 @@ class ReportQueries : public std::enable_shared_from_this<ReportQueries> {
     const std::shared_ptr<const Platform> platform_;
     const std::shared_ptr<LogAPI> log_;
     const std::shared_ptr<SessionsService> sessionService_;
-    std::mutex mutex_;  // guards config_
-    std::optional<Config> config_;
+    Mutex mutex_;
+    std::optional<Config> config_ VELMOR_GUARDED_BY(mutex_);
 };
 
 }  // namespace Velmor

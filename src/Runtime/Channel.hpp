@@ -3,10 +3,11 @@
 // they subscribe.
 #pragma once
 
+#include "Runtime/ThreadSafety.hpp"
+
 #include <atomic>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <utility>
 #include <vector>
 
@@ -54,7 +55,7 @@ class Channel {
     [[nodiscard]] Subscription subscribe(Observer observer) {
         auto active = std::make_shared<std::atomic<bool>>(true);
         std::shared_ptr<const List> former;  // outlives the lock, as ended observers may own anything
-        const std::lock_guard lock(mutex_);
+        const Lock lock(mutex_);
         auto next = std::make_shared<List>();
         for (const auto& entry : *list_)
             if (entry.active->load(std::memory_order_acquire)) next->push_back(entry);
@@ -78,12 +79,12 @@ class Channel {
     using List = std::vector<Entry>;
 
     std::shared_ptr<const List> snapshot() const {
-        const std::lock_guard lock(mutex_);
+        const Lock lock(mutex_);
         return list_;
     }
 
-    mutable std::mutex mutex_;  // guards which list is current; a list does not change
-    std::shared_ptr<const List> list_ = std::make_shared<List>();
+    mutable Mutex mutex_;  // of which list is current; a list does not change
+    std::shared_ptr<const List> list_ VELMOR_GUARDED_BY(mutex_) = std::make_shared<List>();
 };
 
 /// A channel that remembers its last value.
@@ -93,13 +94,13 @@ class CurrentValue {
     explicit CurrentValue(T value) : value_(std::move(value)) {}
 
     T value() const {
-        const std::lock_guard lock(mutex_);
+        const Lock lock(mutex_);
         return value_;
     }
 
     void send(T value) {
         {
-            const std::lock_guard lock(mutex_);
+            const Lock lock(mutex_);
             value_ = value;
         }
         channel_.send(value);
@@ -111,8 +112,8 @@ class CurrentValue {
     }
 
   private:
-    mutable std::mutex mutex_;  // guards value_
-    T value_;
+    mutable Mutex mutex_;
+    T value_ VELMOR_GUARDED_BY(mutex_);
     Channel<T> channel_;
 };
 

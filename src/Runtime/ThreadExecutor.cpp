@@ -1,6 +1,7 @@
 #include "Runtime/ThreadExecutor.hpp"
 
-#include <condition_variable>
+#include "Runtime/ThreadSafety.hpp"
+
 #include <cstdint>
 #include <deque>
 #include <map>
@@ -27,32 +28,32 @@ class Queue {
 
     void post(Executor::Task task) {
         {
-            const std::lock_guard lock(mutex_);
+            const Lock lock(mutex_);
             if (stopped_) return;
             ready_.push_back(std::move(task));
         }
-        wake_.notify_one();
+        wake_.notifyOne();
     }
 
     void postAfter(std::chrono::nanoseconds delay, Executor::Task task) {
         {
-            const std::lock_guard lock(mutex_);
+            const Lock lock(mutex_);
             if (stopped_) return;
             timers_.emplace(clock_->bootNow() + delay, std::move(task));
         }
-        wake_.notify_one();
+        wake_.notifyOne();
     }
 
     void stop() {
         std::deque<Executor::Task> ready;  // destroyed outside the lock: a task may own anything
         std::multimap<BootTime, Executor::Task> timers;
         {
-            const std::lock_guard lock(mutex_);
+            const Lock lock(mutex_);
             stopped_ = true;
             ready.swap(ready_);
             timers.swap(timers_);
         }
-        wake_.notify_all();
+        wake_.notifyAll();
     }
 
     void work() {
@@ -64,27 +65,27 @@ class Queue {
 
   private:
     Executor::Task next() {
-        std::unique_lock lock(mutex_);
+        Lock lock(mutex_);
         while (!stopped_) {
             takeDueTimers();
             if (!ready_.empty()) {
                 auto task = std::move(ready_.front());
                 ready_.pop_front();
                 // This thread is gone for as long as the task takes: another watches what is left.
-                if (!ready_.empty() || !timers_.empty()) wake_.notify_one();
+                if (!ready_.empty() || !timers_.empty()) wake_.notifyOne();
                 return task;
             }
             if (timers_.empty()) {
                 wake_.wait(lock);
             } else {
                 const auto wait = timers_.begin()->first - clock_->bootNow();
-                wake_.wait_for(lock, std::min<std::chrono::nanoseconds>(wait, kLongestWait));
+                wake_.waitFor(lock, std::min<std::chrono::nanoseconds>(wait, kLongestWait));
             }
         }
         return {};
     }
 
-    void takeDueTimers() {
+    void takeDueTimers() VELMOR_REQUIRES(mutex_) {
         const auto now = timers_.empty() ? BootTime{} : clock_->bootNow();
         while (!timers_.empty() && timers_.begin()->first <= now) {
             ready_.push_back(std::move(timers_.begin()->second));
@@ -93,11 +94,11 @@ class Queue {
     }
 
     const std::shared_ptr<Clock> clock_;
-    std::mutex mutex_;  // guards all below
-    std::condition_variable wake_;
-    std::deque<Executor::Task> ready_;
-    std::multimap<BootTime, Executor::Task> timers_;
-    bool stopped_ = false;
+    Mutex mutex_;
+    Condition wake_;
+    std::deque<Executor::Task> ready_ VELMOR_GUARDED_BY(mutex_);
+    std::multimap<BootTime, Executor::Task> timers_ VELMOR_GUARDED_BY(mutex_);
+    bool stopped_ VELMOR_GUARDED_BY(mutex_) = false;
 };
 
 class ThreadExecutor : public Executor {

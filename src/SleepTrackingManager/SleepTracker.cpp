@@ -83,7 +83,7 @@ void SleepTracker::requestAnalysis() {
 TrackingStatus SleepTracker::getTrackingStatus() {
     TrackingStatus status;
     {
-        const std::lock_guard lock(statusMutex_);
+        const Lock lock(statusMutex_);
         status = status_;
     }
     log_->debugPrint("Tracking: sessionId = " + status.sessionId.value_or("null"));
@@ -318,7 +318,7 @@ void SleepTracker::setState(State state) {
     state_ = std::move(state);
     const auto* open = openSession();
     {
-        const std::lock_guard lock(statusMutex_);
+        const Lock lock(statusMutex_);
         status_.sessionId = open != nullptr ? std::optional(*open) : std::nullopt;
     }
     if (const auto* close = std::get_if<State::close>(&state_.value)) {

@@ -4,12 +4,12 @@
 #include "Log/LogAPI.hpp"
 #include "Recorder/RecorderCore.hpp"
 #include "Runtime/Channel.hpp"
+#include "Runtime/ThreadSafety.hpp"
 #include "SessionService/SessionsService.hpp"
 #include "SleepTrackingManager/UploadBitmap.hpp"
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -104,8 +104,8 @@ class SleepTracker : public VelmorRecordingDelegate, public std::enable_shared_f
     bool stoppedWhileCreating_ = false;  // close as soon as the session exists
     bool closing_ = false;               // close is under way
 
-    std::mutex statusMutex_;  // guards status_
-    TrackingStatus status_;
+    Mutex statusMutex_;
+    TrackingStatus status_ VELMOR_GUARDED_BY(statusMutex_);
 };
 
 }  // namespace Velmor

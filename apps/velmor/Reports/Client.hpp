@@ -3,11 +3,10 @@
 
 #include "Commands.hpp"
 #include "Interrupt.hpp"
+#include "Runtime/ThreadSafety.hpp"
 #include "Service/Peer.hpp"
 
-#include <condition_variable>
 #include <memory>
-#include <mutex>
 #include <optional>
 
 #include <Velmor/Velmor.hpp>
@@ -35,21 +34,21 @@ class Client {
 template <class T>
 std::optional<typename Velmor::Async<T>::Outcome> outcomeOf(const Velmor::Async<T>& query) {
     struct Waiting {
-        std::mutex mutex;
-        std::condition_variable told;
-        std::optional<typename Velmor::Async<T>::Outcome> outcome;
+        Velmor::Mutex mutex;
+        Velmor::Condition told;
+        std::optional<typename Velmor::Async<T>::Outcome> outcome VELMOR_GUARDED_BY(mutex);
     };
     const auto waiting = std::make_shared<Waiting>();
     query.then([waiting](const typename Velmor::Async<T>::Outcome& outcome) {
         {
-            const std::lock_guard lock(waiting->mutex);
+            const Velmor::Lock lock(waiting->mutex);
             waiting->outcome = outcome;
         }
-        waiting->told.notify_all();
+        waiting->told.notifyAll();
     });
-    std::unique_lock lock(waiting->mutex);
+    Velmor::Lock lock(waiting->mutex);
     while (!waiting->outcome && !interruptRequested())
-        waiting->told.wait_for(lock, std::chrono::milliseconds(50));
+        waiting->told.waitFor(lock, std::chrono::milliseconds(50));
     return waiting->outcome;
 }
 

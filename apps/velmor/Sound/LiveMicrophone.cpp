@@ -1,8 +1,9 @@
 #include "Sound/LiveMicrophone.hpp"
 
+#include "Runtime/ThreadSafety.hpp"
+
 #include <atomic>
 #include <cmath>
-#include <mutex>
 #include <numeric>
 #include <utility>
 
@@ -11,8 +12,8 @@ namespace VelmorApp {
 struct LiveMicrophone::Facts {
     std::atomic<std::uint64_t> frames{0};
     std::atomic<double> power{0.0};
-    std::mutex mutex;  // guards failure
-    std::string failure;
+    Velmor::Mutex mutex;  // guards failure
+    std::string failure VELMOR_GUARDED_BY(mutex);
 
     void hear(std::span<const float> heard) {
         if (heard.empty()) return;
@@ -33,7 +34,7 @@ struct LiveMicrophone::Facts {
         note("");
     }
     void note(std::string text) {
-        const std::lock_guard lock(mutex);
+        const Velmor::Lock lock(mutex);
         failure = std::move(text);
     }
 };
@@ -114,7 +115,7 @@ std::optional<double> LiveMicrophone::level() const {
 }
 
 std::string LiveMicrophone::failure() const {
-    const std::lock_guard lock(facts_->mutex);
+    const Velmor::Lock lock(facts_->mutex);
     return facts_->failure;
 }
 

@@ -7,8 +7,8 @@
 namespace VelmorApp {
 namespace {
 
+using Velmor::Lock;
 using Velmor::VelmorError;
-using Lock = std::lock_guard<std::mutex>;
 
 constexpr std::chrono::seconds kPatience{10};
 
@@ -259,7 +259,7 @@ void Night::giveUp(const std::string& reason) {
 void Night::setOver() {
     if (!books_.ended) books_.ended = clock_->wallNow();
     phase_ = Phase::over;
-    over_.notify_all();
+    over_.notifyAll();
 }
 
 // --- questions ---
@@ -275,8 +275,8 @@ bool Night::hasSession() const {
 }
 
 bool Night::waitUntilOver(std::chrono::milliseconds time) const {
-    std::unique_lock lock(mutex_);
-    return over_.wait_for(lock, time, [this] { return phase_ == Phase::over; });
+    Lock lock(mutex_);
+    return over_.waitFor(lock, time, [this]() VELMOR_REQUIRES(mutex_) { return phase_ == Phase::over; });
 }
 
 NightBooks Night::books() const {

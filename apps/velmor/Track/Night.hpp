@@ -4,13 +4,12 @@
 
 #include "ExitCode.hpp"
 #include "Options.hpp"
+#include "Runtime/ThreadSafety.hpp"
 #include "Track/NightPrinter.hpp"
 
-#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
@@ -86,13 +85,13 @@ class Night : public Velmor::VelmorConfigDelegate,
     std::shared_ptr<Velmor::SleepTrackingManager> manager() const;
 
     // With the mutex held.
-    void fail(const Velmor::VelmorError& error, bool final);
-    bool endsNight(const Velmor::VelmorError& error) const;
-    bool stopsRecording(const Velmor::VelmorError& error) const;
-    void setOver();
-    void giveUp(const std::string& reason);
-    std::size_t unanswered() const;
-    std::chrono::nanoseconds sinceStart() const;
+    void fail(const Velmor::VelmorError& error, bool final) VELMOR_REQUIRES(mutex_);
+    bool endsNight(const Velmor::VelmorError& error) const VELMOR_REQUIRES(mutex_);
+    bool stopsRecording(const Velmor::VelmorError& error) const VELMOR_REQUIRES(mutex_);
+    void setOver() VELMOR_REQUIRES(mutex_);
+    void giveUp(const std::string& reason) VELMOR_REQUIRES(mutex_);
+    std::size_t unanswered() const VELMOR_REQUIRES(mutex_);
+    std::chrono::nanoseconds sinceStart() const VELMOR_REQUIRES(mutex_);
 
     const SharedOptions& shared_;
     const Velmor::Url service_;
@@ -100,17 +99,18 @@ class Night : public Velmor::VelmorConfigDelegate,
     NightPrinter& printer_;
     const std::function<void()> started_;
 
-    mutable std::mutex mutex_;  // guards what follows; never held while calling the library
-    mutable std::condition_variable over_;
-    std::shared_ptr<Velmor::SleepTrackingManager> manager_;
-    NightBooks books_;
-    Phase phase_ = Phase::joining;
-    bool analysis_;
-    bool stopWanted_ = false;
-    bool stopSeen_ = false;  // the library's next "already stopped" answers a stop, not a chunk
-    std::size_t uploadFailures_ = 0;
-    Velmor::BootTime startedAt_{};
-    Velmor::BootTime lastMove_{};  // when something last happened or was under way
+    mutable Velmor::Mutex mutex_;  // guards what follows; never held while calling the library
+    mutable Velmor::Condition over_;
+    std::shared_ptr<Velmor::SleepTrackingManager> manager_ VELMOR_GUARDED_BY(mutex_);
+    NightBooks books_ VELMOR_GUARDED_BY(mutex_);
+    Phase phase_ VELMOR_GUARDED_BY(mutex_) = Phase::joining;
+    bool analysis_ VELMOR_GUARDED_BY(mutex_);
+    bool stopWanted_ VELMOR_GUARDED_BY(mutex_) = false;
+    bool stopSeen_ VELMOR_GUARDED_BY(mutex_) =
+        false;  // the library's next "already stopped" answers a stop, not a chunk
+    std::size_t uploadFailures_ VELMOR_GUARDED_BY(mutex_) = 0;
+    Velmor::BootTime startedAt_ VELMOR_GUARDED_BY(mutex_){};
+    Velmor::BootTime lastMove_ VELMOR_GUARDED_BY(mutex_){};  // when something last happened or was under way
 };
 
 }  // namespace VelmorApp

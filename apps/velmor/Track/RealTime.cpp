@@ -7,23 +7,23 @@ TimerThread::TimerThread(std::shared_ptr<Velmor::Clock> clock)
 
 TimerThread::~TimerThread() {
     {
-        const std::lock_guard lock(mutex_);
+        const Velmor::Lock lock(mutex_);
         ended_ = true;
     }
-    changed_.notify_all();
+    changed_.notifyAll();
     thread_.join();
 }
 
 void TimerThread::postAfter(std::chrono::nanoseconds delay, Task task) {
     {
-        const std::lock_guard lock(mutex_);
+        const Velmor::Lock lock(mutex_);
         tasks_.emplace(std::pair(clock_->bootNow() + delay, order_++), std::move(task));
     }
-    changed_.notify_all();
+    changed_.notifyAll();
 }
 
 void TimerThread::run() {
-    std::unique_lock lock(mutex_);
+    Velmor::Lock lock(mutex_);
     while (!ended_) {
         if (tasks_.empty()) {
             changed_.wait(lock);
@@ -31,7 +31,7 @@ void TimerThread::run() {
         }
         const auto due = tasks_.begin()->first.first;
         if (const auto now = clock_->bootNow(); due > now) {
-            changed_.wait_for(lock, due - now);
+            changed_.waitFor(lock, due - now);
             continue;
         }
         Task task = std::move(tasks_.begin()->second);

@@ -1,11 +1,11 @@
 // Timers in time as it passes, for a source that stands in for a microphone.
 #pragma once
 
-#include <condition_variable>
+#include "Runtime/ThreadSafety.hpp"
+
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <utility>
 
@@ -30,11 +30,11 @@ class TimerThread : public Velmor::Executor {
     void run();
 
     const std::shared_ptr<Velmor::Clock> clock_;
-    std::mutex mutex_;  // guards what follows
-    std::condition_variable changed_;
-    std::map<std::pair<Velmor::BootTime, std::uint64_t>, Task> tasks_;
-    std::uint64_t order_ = 0;
-    bool ended_ = false;
+    Velmor::Mutex mutex_;  // guards what follows
+    Velmor::Condition changed_;
+    std::map<std::pair<Velmor::BootTime, std::uint64_t>, Task> tasks_ VELMOR_GUARDED_BY(mutex_);
+    std::uint64_t order_ VELMOR_GUARDED_BY(mutex_) = 0;
+    bool ended_ VELMOR_GUARDED_BY(mutex_) = false;
     std::thread thread_;  // last: it uses all of the above
 };
 

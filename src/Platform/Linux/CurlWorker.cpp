@@ -21,7 +21,7 @@ CurlTicket::CurlTicket(HttpRequest given, HttpTransport::Completion completion)
     : request(std::move(given)), completion_(std::move(completion)) {}
 
 HttpTransport::Completion CurlTicket::take() {
-    const std::lock_guard lock(mutex_);
+    const Lock lock(mutex_);
     over_.store(true, std::memory_order_release);
     return std::exchange(completion_, {});
 }
@@ -44,7 +44,7 @@ CurlWorker::CurlWorker(HttpOptions options, std::string library)
 
 void CurlWorker::submit(std::shared_ptr<CurlTicket> ticket) {
     {
-        const std::lock_guard lock(mutex_);
+        const Lock lock(mutex_);
         if (stopped_) return;
         submitted_.push_back(std::move(ticket));
     }
@@ -52,14 +52,14 @@ void CurlWorker::submit(std::shared_ptr<CurlTicket> ticket) {
 }
 
 void CurlWorker::wake() {
-    const std::lock_guard lock(mutex_);
+    const Lock lock(mutex_);
     if (multi_ != nullptr) curl_.multi_wakeup(multi_);
-    changed_.notify_one();
+    changed_.notifyOne();
 }
 
 void CurlWorker::stop() {
     {
-        const std::lock_guard lock(mutex_);
+        const Lock lock(mutex_);
         stopped_ = true;
     }
     wake();
@@ -70,7 +70,7 @@ void CurlWorker::run() {
         while (turn()) wait();
     std::vector<std::shared_ptr<CurlTicket>> unsent;
     {
-        const std::lock_guard lock(mutex_);
+        const Lock lock(mutex_);
         multi_ = nullptr;
         unsent.swap(submitted_);
     }
@@ -87,8 +87,8 @@ void CurlWorker::run() {
 bool CurlWorker::load() {
     for (;;) {
         {
-            std::unique_lock lock(mutex_);
-            changed_.wait(lock, [this] { return stopped_ || !submitted_.empty(); });
+            Lock lock(mutex_);
+            while (!stopped_ && submitted_.empty()) changed_.wait(lock);
             if (stopped_) return false;
         }
         try {
@@ -106,7 +106,7 @@ void CurlWorker::loadOnce() {
     curl_ = CurlApi::load(library_);
     own_ = curl_.multi_init();
     if (own_ == nullptr) throw libraryFailure();
-    const std::lock_guard lock(mutex_);
+    const Lock lock(mutex_);
     multi_ = own_;
 }
 
@@ -124,7 +124,7 @@ bool CurlWorker::turn() {
 }
 
 bool CurlWorker::takeSubmitted(std::vector<std::shared_ptr<CurlTicket>>& into) {
-    const std::lock_guard lock(mutex_);
+    const Lock lock(mutex_);
     if (stopped_) return false;
     into.swap(submitted_);
     return true;

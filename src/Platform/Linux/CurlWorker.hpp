@@ -3,12 +3,11 @@
 
 #include "Platform/Linux/CurlApi.hpp"
 #include "Platform/Linux/CurlTransfer.hpp"
+#include "Runtime/ThreadSafety.hpp"
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -34,8 +33,8 @@ class CurlTicket {
   private:
     HttpTransport::Completion take();
 
-    std::mutex mutex_;  // guards completion_
-    HttpTransport::Completion completion_;
+    Mutex mutex_;
+    HttpTransport::Completion completion_ VELMOR_GUARDED_BY(mutex_);
     std::atomic<bool> over_{false};
 };
 
@@ -76,11 +75,12 @@ class CurlWorker {
 
     const HttpOptions options_;
     const std::string library_;
-    std::condition_variable changed_;  // until libcurl is there to wait with
-    std::mutex mutex_;  // guards the three below; never held while libcurl works or a completion runs
-    std::vector<std::shared_ptr<CurlTicket>> submitted_;
-    bool stopped_ = false;
-    CURLM* multi_ = nullptr;  // for waking; null before and after the thread uses it
+    Condition changed_;  // until libcurl is there to wait with
+    Mutex mutex_;        // never held while libcurl works or a completion runs
+    std::vector<std::shared_ptr<CurlTicket>> submitted_ VELMOR_GUARDED_BY(mutex_);
+    bool stopped_ VELMOR_GUARDED_BY(mutex_) = false;
+    /// For waking; null before and after the thread uses it.
+    CURLM* multi_ VELMOR_GUARDED_BY(mutex_) = nullptr;
 
     CurlApi curl_;  // set before multi_; all below belong to the thread
     CurlTransfer::Connections connections_;

@@ -21,20 +21,20 @@ PulseConnection::PulseConnection(std::shared_ptr<const Clock> clock, std::string
 
 PulseConnection::~PulseConnection() {
     {
-        const auto locked = loop_->lock();
+        const Lock locked(loop_->mutex());
         disconnect();
     }
     loop_->end();
 }
 
 RecordPermission PulseConnection::permission() {
-    const auto locked = loop_->lock();
+    const Lock locked(loop_->mutex());
     return isReady() ? RecordPermission::granted : RecordPermission::undetermined;
 }
 
 void PulseConnection::ask(std::function<void(bool)> answer) {
     {
-        const auto locked = loop_->lock();
+        const Lock locked(loop_->mutex());
         if (!isReady() && prepare()) {
             answers_.push_back(std::move(answer));
             connect();
@@ -45,12 +45,12 @@ void PulseConnection::ask(std::function<void(bool)> answer) {
 }
 
 void PulseConnection::observe(AudioSession::Observer observer) {
-    const auto locked = loop_->lock();
+    const Lock locked(loop_->mutex());
     observer_.swap(observer);
 }
 
 void PulseConnection::require() {
-    auto locked = loop_->lock();
+    Lock locked(loop_->mutex());
     if (!isReady() && prepare()) {
         connect();
         loop_->waitFor(locked, kPatience, [this] { return state_ != State::connecting; });
@@ -159,7 +159,7 @@ void PulseConnection::notify(AudioNotification notification) {
     loop_->tell([this, notification = std::move(notification)] {
         AudioSession::Observer observer;
         {
-            const auto locked = loop_->lock();
+            const Lock locked(loop_->mutex());
             observer = observer_;
         }
         if (observer) observer(notification);

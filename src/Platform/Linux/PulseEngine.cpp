@@ -25,12 +25,12 @@ constexpr std::chrono::nanoseconds duration(std::size_t frames) {
 PulseEngine::PulseEngine(std::shared_ptr<PulseConnection> connection, std::shared_ptr<const Clock> clock,
                          std::string source)
     : connection_(std::move(connection)), clock_(std::move(clock)), source_(std::move(source)) {
-    const auto locked = connection_->loop().lock();
+    const Lock locked(connection_->loop().mutex());
     connection_->add(*this);
 }
 
 PulseEngine::~PulseEngine() {
-    const auto locked = connection_->loop().lock();
+    const Lock locked(connection_->loop().mutex());
     close();
     connection_->remove(*this);
 }
@@ -41,7 +41,7 @@ AudioFormat PulseEngine::inputFormat() {
 }
 
 bool PulseEngine::isRunning() {
-    const auto locked = connection_->loop().lock();
+    const Lock locked(connection_->loop().mutex());
     return mode_ == Mode::running;
 }
 
@@ -50,19 +50,19 @@ void PulseEngine::attachMixer(float) {}
 void PulseEngine::detachMixer() {}
 
 void PulseEngine::installTap(std::uint32_t bufferFrames, const AudioFormat&, Tap tap) {
-    const auto locked = connection_->loop().lock();
+    const Lock locked(connection_->loop().mutex());
     bufferFrames_ = bufferFrames;
     tap_.swap(tap);
 }
 
 void PulseEngine::removeTap() {
     Tap tap;  // destroyed outside the lock
-    const auto locked = connection_->loop().lock();
+    const Lock locked(connection_->loop().mutex());
     tap_.swap(tap);
 }
 
 void PulseEngine::start() {
-    auto locked = connection_->loop().lock();
+    Lock locked(connection_->loop().mutex());
     if (mode_ == Mode::running) return;
     close();
     mode_ = Mode::stopped;
@@ -80,12 +80,12 @@ void PulseEngine::start() {
 }
 
 void PulseEngine::pause() {
-    const auto locked = connection_->loop().lock();
+    const Lock locked(connection_->loop().mutex());
     if (mode_ == Mode::running) mode_ = Mode::paused;
 }
 
 void PulseEngine::stop() {
-    const auto locked = connection_->loop().lock();
+    const Lock locked(connection_->loop().mutex());
     close();
     mode_ = Mode::stopped;
     interrupted_ = serverLost_ = false;

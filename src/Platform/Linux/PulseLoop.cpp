@@ -22,6 +22,7 @@ PulseLoop::~PulseLoop() {
 }
 
 void PulseLoop::start(const std::shared_ptr<const PulseApi>& pulse) {
+    mutex_.assertHeld();
     if (thread_.joinable()) return;
     if (mainloop_ == nullptr) {
         pulse_ = pulse;
@@ -46,7 +47,7 @@ void PulseLoop::end() {
     std::multimap<BootTime, Task> timers;
     std::thread thread;
     {
-        const Lock locked = lock();
+        const Lock locked(mutex_);
         ended_ = true;
         toTell.swap(toTell_);
         timers.swap(timers_);
@@ -60,16 +61,19 @@ void PulseLoop::end() {
 }
 
 pa_mainloop_api* PulseLoop::api() const {
+    mutex_.assertHeld();
     return pulse_->mainloop_get_api(mainloop_);
 }
 
 void PulseLoop::tell(Task task) {
+    mutex_.assertHeld();
     if (ended_) return;
     toTell_.push_back(std::move(task));
     wake();
 }
 
 void PulseLoop::after(std::chrono::nanoseconds delay, Task task) {
+    mutex_.assertHeld();
     if (ended_) return;
     timers_.emplace(now() + delay, std::move(task));
     wake();
@@ -80,7 +84,8 @@ void PulseLoop::wake() {
 }
 
 bool PulseLoop::waitFor(Lock& lock, std::chrono::nanoseconds limit, const std::function<bool()>& met) {
-    if (thread_.get_id() != std::this_thread::get_id()) return changed_.wait_for(lock, limit, met);
+    mutex_.assertHeld();
+    if (thread_.get_id() != std::this_thread::get_id()) return changed_.waitFor(lock, limit, met);
     // Inside a task, where nobody else turns the loop.
     const auto deadline = now() + limit;
     while (!met()) {
@@ -91,7 +96,7 @@ bool PulseLoop::waitFor(Lock& lock, std::chrono::nanoseconds limit, const std::f
 }
 
 void PulseLoop::run() {
-    Lock locked = lock();
+    Lock locked(mutex_);
     while (!ended_) {
         locked.unlock();
         deliver();
@@ -105,7 +110,7 @@ void PulseLoop::deliver() {
     for (;;) {
         Task task;
         {
-            const Lock locked = lock();
+            const Lock locked(mutex_);
             if (ended_ || toTell_.empty()) return;
             task = std::move(toTell_.front());
             toTell_.pop_front();
@@ -126,14 +131,14 @@ void PulseLoop::runTimers() {
 
 bool PulseLoop::turn(std::chrono::nanoseconds longest) {
     runTimers();
-    changed_.notify_all();
+    changed_.notifyAll();
     if (!timers_.empty()) longest = std::min(longest, timers_.begin()->first - now());
     if (!toTell_.empty()) longest = {};
     using std::chrono::microseconds;
     const auto wait = std::chrono::ceil<microseconds>(std::max(longest, std::chrono::nanoseconds{0}));
     const bool good = pulse_->mainloop_prepare(mainloop_, static_cast<int>(wait.count())) >= 0 &&
                       pulse_->mainloop_poll(mainloop_) >= 0 && pulse_->mainloop_dispatch(mainloop_) >= 0;
-    changed_.notify_all();
+    changed_.notifyAll();
     return good;
 }
 

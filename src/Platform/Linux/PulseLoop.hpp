@@ -3,14 +3,13 @@
 #pragma once
 
 #include "Platform/Linux/PulseApi.hpp"
+#include "Runtime/ThreadSafety.hpp"
 
 #include <chrono>
-#include <condition_variable>
 #include <deque>
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <poll.h>
 #include <thread>
 
@@ -22,7 +21,6 @@ namespace Velmor {
 class PulseLoop : public std::enable_shared_from_this<PulseLoop> {
   public:
     using Task = std::function<void()>;
-    using Lock = std::unique_lock<std::mutex>;
 
     explicit PulseLoop(std::shared_ptr<const Clock> clock);
     PulseLoop(const PulseLoop&) = delete;
@@ -31,12 +29,12 @@ class PulseLoop : public std::enable_shared_from_this<PulseLoop> {
 
     /// Not to be called on the thread while it holds the mutex (in a callback of libpulse's, a timer or a
     /// tap).
-    Lock lock() { return Lock(mutex_); }
+    Mutex& mutex() VELMOR_THREAD_SAFETY(lock_returned(mutex_)) { return mutex_; }
     /// Any thread but inside such a callback. Waits for the task that runs, unless it is the caller. Tasks
     /// and timers that are left are dropped.
     void end();
 
-    // with the mutex held:
+    // with the mutex held, in callbacks of libpulse too:
 
     /// Starts the thread, if it was not. Throws PlatformError.
     void start(const std::shared_ptr<const PulseApi>& pulse);
@@ -51,21 +49,22 @@ class PulseLoop : public std::enable_shared_from_this<PulseLoop> {
 
   private:
     void run();
-    bool turn(std::chrono::nanoseconds longest);
-    void runTimers();
+    bool turn(std::chrono::nanoseconds longest) VELMOR_REQUIRES(mutex_);
+    void runTimers() VELMOR_REQUIRES(mutex_);
     void deliver();
-    void wake();
-    static int pollUnlocked(pollfd* files, unsigned long count, int timeout, void* self);
+    void wake() VELMOR_REQUIRES(mutex_);
+    static int pollUnlocked(pollfd* files, unsigned long count, int timeout, void* self)
+        VELMOR_THREAD_SAFETY(no_thread_safety_analysis);
 
     const std::shared_ptr<const Clock> clock_;
-    std::mutex mutex_;  // guards what follows, and all objects of libpulse
-    std::condition_variable changed_;
-    std::shared_ptr<const PulseApi> pulse_;
-    pa_mainloop* mainloop_ = nullptr;
-    std::deque<Task> toTell_;
-    std::multimap<BootTime, Task> timers_;
-    bool ended_ = false;
-    std::thread thread_;
+    Mutex mutex_;  // guards what follows, and all objects of libpulse
+    Condition changed_;
+    std::shared_ptr<const PulseApi> pulse_ VELMOR_GUARDED_BY(mutex_);
+    pa_mainloop* mainloop_ VELMOR_GUARDED_BY(mutex_) = nullptr;
+    std::deque<Task> toTell_ VELMOR_GUARDED_BY(mutex_);
+    std::multimap<BootTime, Task> timers_ VELMOR_GUARDED_BY(mutex_);
+    bool ended_ VELMOR_GUARDED_BY(mutex_) = false;
+    std::thread thread_ VELMOR_GUARDED_BY(mutex_);
 };
 
 }  // namespace Velmor

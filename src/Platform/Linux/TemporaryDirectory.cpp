@@ -81,7 +81,7 @@ TemporaryDirectory::~TemporaryDirectory() {
 }
 
 std::string TemporaryDirectory::path() {
-    const std::lock_guard lock(mutex_);
+    const Lock lock(mutex_);
     if (!isOurs()) {
         release();
         make();

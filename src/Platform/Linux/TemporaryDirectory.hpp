@@ -3,8 +3,8 @@
 #pragma once
 
 #include "Platform/Linux/Posix.hpp"
+#include "Runtime/ThreadSafety.hpp"
 
-#include <mutex>
 #include <string>
 
 namespace Velmor {
@@ -22,15 +22,15 @@ class TemporaryDirectory {
     std::string path();
 
   private:
-    bool isOurs() const;
-    void make();
-    void release() noexcept;
+    bool isOurs() const VELMOR_REQUIRES(mutex_);
+    void make() VELMOR_REQUIRES(mutex_);
+    void release() noexcept VELMOR_REQUIRES(mutex_);
 
     const std::string base_;  // ROOT/velmor-UID
-    std::mutex mutex_;        // guards all below
-    std::string name_;
-    Posix::Descriptor directory_;  // holds the lock
-    pid_t process_ = 0;
+    Mutex mutex_;             // guards all below
+    std::string name_ VELMOR_GUARDED_BY(mutex_);
+    Posix::Descriptor directory_ VELMOR_GUARDED_BY(mutex_);  // holds the lock
+    pid_t process_ VELMOR_GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace Velmor

@@ -1,10 +1,11 @@
+#include "Runtime/ThreadSafety.hpp"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fnmatch.h>
 #include <limits>
 #include <map>
-#include <mutex>
 #include <set>
 #include <utility>
 
@@ -88,7 +89,7 @@ struct MemoryFiles::Store {
     };
 
     /// Counts the operation and looks it up in the fault table. The lock is held.
-    Verdict begin(Operation operation, const std::string& path) {
+    Verdict begin(Operation operation, const std::string& path) VELMOR_REQUIRES(mutex) {
         ++operations;
         Verdict verdict;
         for (auto& [fault, matched] : faults) {
@@ -101,17 +102,17 @@ struct MemoryFiles::Store {
         return verdict;
     }
 
-    void check(Operation operation, const std::string& path) {
+    void check(Operation operation, const std::string& path) VELMOR_REQUIRES(mutex) {
         const auto verdict = begin(operation, path);
         if (verdict.error) throw PlatformError(*verdict.error);
     }
 
-    std::shared_ptr<Bytes> find(const std::string& path) const {
+    std::shared_ptr<Bytes> find(const std::string& path) const VELMOR_REQUIRES(mutex) {
         const auto found = files.find(path);
         return found == files.end() ? nullptr : found->second;
     }
 
-    std::shared_ptr<Bytes> make(const std::string& path) {
+    std::shared_ptr<Bytes> make(const std::string& path) VELMOR_REQUIRES(mutex) {
         if (!directories.contains(directoryOf(path))) throw failure(PlatformError::Kind::notFound, path);
         auto& file = files[path];
         file = std::make_shared<Bytes>();
@@ -119,7 +120,7 @@ struct MemoryFiles::Store {
     }
 
     std::string makeDirectory(Operation operation, const std::string& path) {
-        const std::lock_guard lock(mutex);
+        const Lock lock(mutex);
         check(operation, path);
         const auto asFile = path.substr(0, path.size() - 1);
         if (files.contains(asFile))
@@ -128,12 +129,12 @@ struct MemoryFiles::Store {
         return path;
     }
 
-    mutable std::mutex mutex;  // guards all below, and the bytes of every file
-    std::map<std::string, std::shared_ptr<Bytes>> files;
-    std::set<std::string> directories;  // each ends with a slash
-    std::vector<Line> faults;
-    std::size_t operations = 0;
-    std::size_t openFiles = 0;
+    mutable Mutex mutex;  // guards all below, and the bytes of every file
+    std::map<std::string, std::shared_ptr<Bytes>> files VELMOR_GUARDED_BY(mutex);
+    std::set<std::string> directories VELMOR_GUARDED_BY(mutex);  // each ends with a slash
+    std::vector<Line> faults VELMOR_GUARDED_BY(mutex);
+    std::size_t operations VELMOR_GUARDED_BY(mutex) = 0;
+    std::size_t openFiles VELMOR_GUARDED_BY(mutex) = 0;
 };
 
 class MemoryFiles::Handle : public File {
@@ -145,12 +146,12 @@ class MemoryFiles::Handle : public File {
     Handle(const Handle&) = delete;
     Handle& operator=(const Handle&) = delete;
     ~Handle() override {
-        const std::lock_guard lock(store_->mutex);
+        const Lock lock(store_->mutex);
         --store_->openFiles;
     }
 
     std::size_t read(std::span<std::byte> into) override {
-        const std::lock_guard lock(store_->mutex);
+        const Lock lock(store_->mutex);
         store_->check(Operation::read, path_);
         const auto count = bytes_->read(position_, into);
         position_ += count;
@@ -158,7 +159,7 @@ class MemoryFiles::Handle : public File {
     }
 
     void write(std::span<const std::byte> bytes) override {
-        const std::lock_guard lock(store_->mutex);
+        const Lock lock(store_->mutex);
         if (!writable_) throw PlatformError(PlatformError::Kind::io, path_ + ": not open for writing", EBADF);
         const auto verdict = store_->begin(Operation::write, path_);
         const auto kept = bytes.first(std::min(bytes.size(), verdict.keptBytes));
@@ -168,13 +169,13 @@ class MemoryFiles::Handle : public File {
     }
 
     void seek(std::uint64_t offset) override {
-        const std::lock_guard lock(store_->mutex);
+        const Lock lock(store_->mutex);
         store_->check(Operation::seek, path_);
         position_ = static_cast<std::size_t>(offset);
     }
 
     std::uint64_t size() override {
-        const std::lock_guard lock(store_->mutex);
+        const Lock lock(store_->mutex);
         store_->check(Operation::fileSize, path_);
         return bytes_->size();
     }
@@ -192,7 +193,7 @@ MemoryFiles::MemoryFiles() : store_(std::make_shared<Store>()) {}
 MemoryFiles::~MemoryFiles() = default;
 
 std::unique_ptr<File> MemoryFiles::open(const std::string& path, FileMode mode) {
-    const std::lock_guard lock(store_->mutex);
+    const Lock lock(store_->mutex);
     store_->check(Operation::open, path);
     auto bytes = store_->find(path);
     if (bytes && mode == FileMode::create) bytes->clear();
@@ -202,27 +203,27 @@ std::unique_ptr<File> MemoryFiles::open(const std::string& path, FileMode mode) 
 }
 
 std::optional<std::uint64_t> MemoryFiles::size(const std::string& path) {
-    const std::lock_guard lock(store_->mutex);
+    const Lock lock(store_->mutex);
     const auto bytes = store_->find(path);
     if (store_->begin(Operation::size, path).error || !bytes) return {};
     return bytes->size();
 }
 
 void MemoryFiles::remove(const std::string& path) {
-    const std::lock_guard lock(store_->mutex);
+    const Lock lock(store_->mutex);
     store_->check(Operation::remove, path);
     if (store_->files.erase(path) == 0) throw failure(PlatformError::Kind::notFound, path);
 }
 
 void MemoryFiles::replace(const std::string& path, std::span<const std::byte> bytes) {
-    const std::lock_guard lock(store_->mutex);
+    const Lock lock(store_->mutex);
     store_->check(Operation::replace, path);
     store_->make(path)->write(0, bytes);
 }
 
 std::vector<std::string> MemoryFiles::list(const std::string& directory) {
     const auto prefix = directory.ends_with('/') ? directory : directory + '/';
-    const std::lock_guard lock(store_->mutex);
+    const Lock lock(store_->mutex);
     store_->check(Operation::list, directory);
     if (!store_->directories.contains(prefix)) throw failure(PlatformError::Kind::notFound, directory);
     std::vector<std::string> names;
@@ -240,29 +241,29 @@ std::string MemoryFiles::documentsDirectory() {
 }
 
 void MemoryFiles::addFault(Fault fault) {
-    const std::lock_guard lock(store_->mutex);
+    const Lock lock(store_->mutex);
     store_->faults.push_back({std::move(fault), 0});
 }
 
 void MemoryFiles::clearFaults() {
-    const std::lock_guard lock(store_->mutex);
+    const Lock lock(store_->mutex);
     store_->faults.clear();
 }
 
 std::size_t MemoryFiles::operationCount() const {
-    const std::lock_guard lock(store_->mutex);
+    const Lock lock(store_->mutex);
     return store_->operations;
 }
 
 std::vector<std::string> MemoryFiles::paths() const {
-    const std::lock_guard lock(store_->mutex);
+    const Lock lock(store_->mutex);
     std::vector<std::string> paths;
     for (const auto& [path, bytes] : store_->files) paths.push_back(path);
     return paths;
 }
 
 std::optional<std::string> MemoryFiles::contents(const std::string& path) const {
-    const std::lock_guard lock(store_->mutex);
+    const Lock lock(store_->mutex);
     const auto bytes = store_->find(path);
     if (!bytes) return {};
     std::string text(bytes->size(), '\0');
@@ -272,19 +273,19 @@ std::optional<std::string> MemoryFiles::contents(const std::string& path) const 
 
 void MemoryFiles::put(const std::string& path, std::string_view bytes) {
     const auto source = std::as_bytes(std::span(bytes));
-    const std::lock_guard lock(store_->mutex);
+    const Lock lock(store_->mutex);
     store_->directories.insert(directoryOf(path));
     store_->make(path)->write(0, source);
 }
 
 void MemoryFiles::removeDirectory(const std::string& directory) {
-    const std::lock_guard lock(store_->mutex);
+    const Lock lock(store_->mutex);
     std::erase_if(store_->files, [&](const auto& file) { return file.first.starts_with(directory); });
     std::erase_if(store_->directories, [&](const auto& name) { return name.starts_with(directory); });
 }
 
 std::size_t MemoryFiles::openFiles() const {
-    const std::lock_guard lock(store_->mutex);
+    const Lock lock(store_->mutex);
     return store_->openFiles;
 }
 

@@ -1,6 +1,7 @@
+#include "Runtime/ThreadSafety.hpp"
+
 #include <algorithm>
 #include <deque>
-#include <mutex>
 #include <utility>
 
 #include <Velmor/Testing/ScriptedTransport.hpp>
@@ -34,7 +35,7 @@ struct ScriptedTransport::State {
 
     /// Empty when the request is over already.
     Completion finish(Flight& flight) {
-        const std::lock_guard lock(mutex);
+        const Lock lock(mutex);
         if (flight.over) return {};
         flight.over = true;
         --inFlight;
@@ -44,7 +45,7 @@ struct ScriptedTransport::State {
     void giveUp(Flight& flight) {
         const auto unused = finish(flight);  // destroyed outside the lock
         if (!unused) return;
-        const std::lock_guard lock(mutex);
+        const Lock lock(mutex);
         ++cancelled;
     }
 
@@ -52,7 +53,7 @@ struct ScriptedTransport::State {
     Answer answer(const HttpRequest& request) {
         Handler ask;
         {
-            const std::lock_guard lock(mutex);
+            const Lock lock(mutex);
             if (!queue.empty()) {
                 auto next = std::move(queue.front());
                 queue.pop_front();
@@ -65,19 +66,19 @@ struct ScriptedTransport::State {
             ask ? ask(request)
                 : HttpResult(PlatformError(PlatformError::Kind::cannotConnect,
                                            "nothing is scripted for " + request.url.absoluteString()));
-        const std::lock_guard lock(mutex);
+        const Lock lock(mutex);
         return {std::move(result), delay};
     }
 
     const std::shared_ptr<Executor> executor;
-    mutable std::mutex mutex;  // guards all below, and what a Flight holds
-    std::deque<Answer> queue;
-    Handler handler;
-    std::chrono::nanoseconds delay{0};
-    std::vector<HttpRequest> requests;
-    std::size_t inFlight = 0;
-    std::size_t mostInFlight = 0;
-    std::size_t cancelled = 0;
+    mutable Mutex mutex;  // guards all below, and what a Flight holds
+    std::deque<Answer> queue VELMOR_GUARDED_BY(mutex);
+    Handler handler VELMOR_GUARDED_BY(mutex);
+    std::chrono::nanoseconds delay VELMOR_GUARDED_BY(mutex){0};
+    std::vector<HttpRequest> requests VELMOR_GUARDED_BY(mutex);
+    std::size_t inFlight VELMOR_GUARDED_BY(mutex) = 0;
+    std::size_t mostInFlight VELMOR_GUARDED_BY(mutex) = 0;
+    std::size_t cancelled VELMOR_GUARDED_BY(mutex) = 0;
 };
 
 ScriptedTransport::ScriptedTransport(std::shared_ptr<Executor> executor)
@@ -89,7 +90,7 @@ std::unique_ptr<HttpExchange> ScriptedTransport::send(HttpRequest request, Compl
     auto flight = std::make_shared<State::Flight>();
     flight->completion = std::move(completion);
     {
-        const std::lock_guard lock(state_->mutex);
+        const Lock lock(state_->mutex);
         state_->requests.push_back(request);
         state_->mostInFlight = std::max(state_->mostInFlight, ++state_->inFlight);
     }
@@ -113,7 +114,7 @@ std::unique_ptr<HttpExchange> ScriptedTransport::send(HttpRequest request, Compl
 }
 
 void ScriptedTransport::enqueue(HttpResult result, std::optional<std::chrono::nanoseconds> delay) {
-    const std::lock_guard lock(state_->mutex);
+    const Lock lock(state_->mutex);
     state_->queue.push_back({std::move(result), delay});
 }
 
@@ -126,42 +127,42 @@ void ScriptedTransport::enqueueFailure(PlatformError::Kind kind, std::string mes
 }
 
 void ScriptedTransport::enqueueSilence() {
-    const std::lock_guard lock(state_->mutex);
+    const Lock lock(state_->mutex);
     state_->queue.push_back({});
 }
 
 void ScriptedTransport::setHandler(Handler handler) {
-    const std::lock_guard lock(state_->mutex);
+    const Lock lock(state_->mutex);
     state_->handler.swap(handler);
 }
 
 void ScriptedTransport::setDelay(std::chrono::nanoseconds delay) {
-    const std::lock_guard lock(state_->mutex);
+    const Lock lock(state_->mutex);
     state_->delay = delay;
 }
 
 std::vector<HttpRequest> ScriptedTransport::requests() const {
-    const std::lock_guard lock(state_->mutex);
+    const Lock lock(state_->mutex);
     return state_->requests;
 }
 
 std::size_t ScriptedTransport::requestCount() const {
-    const std::lock_guard lock(state_->mutex);
+    const Lock lock(state_->mutex);
     return state_->requests.size();
 }
 
 std::size_t ScriptedTransport::inFlight() const {
-    const std::lock_guard lock(state_->mutex);
+    const Lock lock(state_->mutex);
     return state_->inFlight;
 }
 
 std::size_t ScriptedTransport::mostInFlight() const {
-    const std::lock_guard lock(state_->mutex);
+    const Lock lock(state_->mutex);
     return state_->mostInFlight;
 }
 
 std::size_t ScriptedTransport::cancelled() const {
-    const std::lock_guard lock(state_->mutex);
+    const Lock lock(state_->mutex);
     return state_->cancelled;
 }
 

@@ -8,16 +8,16 @@ class VirtualMicrophone::Session : public AudioSession {
   public:
     explicit Session(std::shared_ptr<Room> room) : room_(std::move(room)) {}
 
-    void configure(const AudioSessionSettings&) override { fail(room_->configureFailure); }
-    void activate() override { fail(room_->activateFailure); }
+    void configure(const AudioSessionSettings&) override { fail(&Room::configureFailure); }
+    void activate() override { fail(&Room::activateFailure); }
 
     RecordPermission recordPermission() override {
-        const std::lock_guard lock(room_->mutex);
+        const Lock lock(room_->mutex);
         return room_->permission;
     }
 
     void requestRecordPermission(std::function<void(bool)> answer) override {
-        const std::lock_guard lock(room_->mutex);
+        const Lock lock(room_->mutex);
         for (const bool granted : room_->permissionAnswers)
             room_->executor->post([answer, granted] { answer(granted); });
         if (!room_->permissionAnswers.empty())
@@ -26,14 +26,14 @@ class VirtualMicrophone::Session : public AudioSession {
     }
 
     void observe(Observer observer) override {
-        const std::lock_guard lock(room_->mutex);
+        const Lock lock(room_->mutex);
         room_->observer.swap(observer);
     }
 
   private:
-    void fail(const std::optional<PlatformError>& error) {
-        const std::lock_guard lock(room_->mutex);
-        if (error) throw PlatformError(*error);
+    void fail(std::optional<PlatformError> Room::*which) {
+        const Lock lock(room_->mutex);
+        if (const auto& error = (*room_).*which) throw PlatformError(*error);
     }
 
     const std::shared_ptr<Room> room_;
@@ -55,17 +55,17 @@ std::unique_ptr<AudioEngine> VirtualMicrophone::makeEngine() {
 }
 
 void VirtualMicrophone::setPermission(RecordPermission permission) {
-    const std::lock_guard lock(room_->mutex);
+    const Lock lock(room_->mutex);
     room_->permission = permission;
 }
 
 void VirtualMicrophone::setPermissionAnswers(std::vector<bool> answers) {
-    const std::lock_guard lock(room_->mutex);
+    const Lock lock(room_->mutex);
     room_->permissionAnswers = std::move(answers);
 }
 
 void VirtualMicrophone::scheduleInterruption(std::chrono::nanoseconds from, std::chrono::nanoseconds to) {
-    const std::lock_guard lock(room_->mutex);
+    const Lock lock(room_->mutex);
     room_->script.emplace_back(from, AudioNotification{AudioNotification::InterruptionBegan{}, "began"});
     room_->script.emplace_back(to, AudioNotification{AudioNotification::InterruptionEnded{}, "ended"});
 }
@@ -79,22 +79,22 @@ void VirtualMicrophone::endInterruption() {
 }
 
 void VirtualMicrophone::loseBuffers(std::size_t count) {
-    const std::lock_guard lock(room_->mutex);
+    const Lock lock(room_->mutex);
     room_->toLose = count;
 }
 
 void VirtualMicrophone::setDelivering(bool delivering) {
-    const std::lock_guard lock(room_->mutex);
+    const Lock lock(room_->mutex);
     room_->delivering = delivering;
 }
 
 void VirtualMicrophone::setBufferSizes(std::vector<std::uint32_t> sizes) {
-    const std::lock_guard lock(room_->mutex);
+    const Lock lock(room_->mutex);
     room_->setSizes(std::move(sizes));
 }
 
 void VirtualMicrophone::setInputFormat(AudioFormat format) {
-    const std::lock_guard lock(room_->mutex);
+    const Lock lock(room_->mutex);
     room_->format = format;
 }
 
@@ -116,52 +116,52 @@ void VirtualMicrophone::notify(const AudioNotification& notification) {
 }
 
 void VirtualMicrophone::failConfiguring(std::optional<PlatformError> error) {
-    const std::lock_guard lock(room_->mutex);
+    const Lock lock(room_->mutex);
     room_->configureFailure = std::move(error);
 }
 
 void VirtualMicrophone::failActivating(std::optional<PlatformError> error) {
-    const std::lock_guard lock(room_->mutex);
+    const Lock lock(room_->mutex);
     room_->activateFailure = std::move(error);
 }
 
 void VirtualMicrophone::failStarting(std::optional<PlatformError> error) {
-    const std::lock_guard lock(room_->mutex);
+    const Lock lock(room_->mutex);
     room_->startFailure = std::move(error);
 }
 
 void VirtualMicrophone::whenEnded(std::function<void()> ended) {
-    const std::lock_guard lock(room_->mutex);
+    const Lock lock(room_->mutex);
     room_->ended = std::move(ended);
 }
 
 bool VirtualMicrophone::isRunning() const {
-    const std::lock_guard lock(room_->mutex);
+    const Lock lock(room_->mutex);
     return room_->anyRunning();
 }
 
 std::size_t VirtualMicrophone::taps() const {
-    const std::lock_guard lock(room_->mutex);
+    const Lock lock(room_->mutex);
     return room_->taps;
 }
 
 std::size_t VirtualMicrophone::mostTaps() const {
-    const std::lock_guard lock(room_->mutex);
+    const Lock lock(room_->mutex);
     return room_->mostTaps;
 }
 
 std::size_t VirtualMicrophone::engines() const {
-    const std::lock_guard lock(room_->mutex);
+    const Lock lock(room_->mutex);
     return room_->engines.size();
 }
 
 bool VirtualMicrophone::isObserved() const {
-    const std::lock_guard lock(room_->mutex);
+    const Lock lock(room_->mutex);
     return static_cast<bool>(room_->observer);
 }
 
 std::uint64_t VirtualMicrophone::framesDelivered() const {
-    const std::lock_guard lock(room_->mutex);
+    const Lock lock(room_->mutex);
     return room_->framesDelivered;
 }
 

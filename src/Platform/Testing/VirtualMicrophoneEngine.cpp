@@ -9,7 +9,7 @@ constexpr std::chrono::seconds kSlept{1};  // later than this, the machine was a
 
 void VirtualMicrophone::Room::happen(const AudioNotification& notification) {
     if (!std::holds_alternative<AudioNotification::InterruptionEnded>(notification.event)) {
-        const std::lock_guard lock(mutex);
+        const Lock lock(mutex);
         for (auto* engine : engines) engine->cutOff();
     }
     notify(notification);
@@ -18,7 +18,7 @@ void VirtualMicrophone::Room::happen(const AudioNotification& notification) {
 void VirtualMicrophone::Room::notify(const AudioNotification& notification) {
     AudioSession::Observer tell;
     {
-        const std::lock_guard lock(mutex);
+        const Lock lock(mutex);
         tell = observer;
     }
     if (tell) tell(notification);
@@ -53,44 +53,45 @@ bool VirtualMicrophone::Room::anyRunning() const {
 }
 
 VirtualMicrophone::Engine::Engine(std::shared_ptr<Room> room) : room_(std::move(room)) {
-    const std::lock_guard lock(room_->mutex);
+    const Lock lock(room_->mutex);
     room_->engines.push_back(this);
 }
 
 VirtualMicrophone::Engine::~Engine() {
-    const std::lock_guard lock(room_->mutex);
+    const Lock lock(room_->mutex);
     std::erase(room_->engines, this);
     dropTap();
 }
 
 AudioFormat VirtualMicrophone::Engine::inputFormat() {
-    const std::lock_guard lock(room_->mutex);
+    const Lock lock(room_->mutex);
     return room_->format;
 }
 
 bool VirtualMicrophone::Engine::isRunning() {
-    const std::lock_guard lock(room_->mutex);
+    const Lock lock(room_->mutex);
     return running_;
 }
 
 void VirtualMicrophone::Engine::installTap(std::uint32_t, const AudioFormat&, Tap tap) {
-    const std::lock_guard lock(room_->mutex);
+    const Lock lock(room_->mutex);
     if (!tap_) room_->mostTaps = std::max(room_->mostTaps, ++room_->taps);
     tap_ = std::move(tap);
 }
 
 void VirtualMicrophone::Engine::removeTap() {
-    const std::lock_guard lock(room_->mutex);
+    const Lock lock(room_->mutex);
     dropTap();
 }
 
 void VirtualMicrophone::Engine::dropTap() {
+    room_->mutex.assertHeld();
     if (tap_) --room_->taps;
     tap_ = nullptr;
 }
 
 void VirtualMicrophone::Engine::start() {
-    const std::lock_guard lock(room_->mutex);
+    const Lock lock(room_->mutex);
     if (room_->startFailure) throw PlatformError(*room_->startFailure);
     if (running_) return;
     room_->begin();
@@ -101,7 +102,7 @@ void VirtualMicrophone::Engine::start() {
 }
 
 void VirtualMicrophone::Engine::pause() {
-    const std::lock_guard lock(room_->mutex);
+    const Lock lock(room_->mutex);
     running_ = false;
 }
 
@@ -110,6 +111,7 @@ void VirtualMicrophone::Engine::stop() {
 }
 
 void VirtualMicrophone::Engine::schedule() {
+    room_->mutex.assertHeld();
     frames_ = room_->bufferSizes[size_++ % room_->bufferSizes.size()];
     const auto due = room_->timeOf(next_ + frames_);
     const auto delay = std::max(due - room_->clock->bootNow(), std::chrono::nanoseconds{0});
@@ -117,7 +119,7 @@ void VirtualMicrophone::Engine::schedule() {
         delay, [weak = std::weak_ptr(room_), alive = std::weak_ptr(alive_), this, run = run_] {
             const auto room = weak.lock();
             if (!room) return;
-            const std::lock_guard lock(room->mutex);
+            const Lock lock(room->mutex);
             const bool isThere =
                 std::find(room->engines.begin(), room->engines.end(), this) != room->engines.end() &&
                 !alive.expired();
@@ -126,6 +128,7 @@ void VirtualMicrophone::Engine::schedule() {
 }
 
 void VirtualMicrophone::Engine::tick(std::uint64_t run) {
+    room_->mutex.assertHeld();
     if (!running_ || run != run_) return;
     if (room_->clock->bootNow() - room_->timeOf(next_ + frames_) > kSlept)
         next_ = room_->positionNow();
@@ -135,6 +138,7 @@ void VirtualMicrophone::Engine::tick(std::uint64_t run) {
 }
 
 void VirtualMicrophone::Engine::deliver(std::uint64_t frames) {
+    room_->mutex.assertHeld();
     const auto heard = room_->source->read(next_, std::span(room_->buffer).first(frames));
     const bool lost = room_->toLose > 0;
     if (lost) --room_->toLose;
@@ -148,6 +152,7 @@ void VirtualMicrophone::Engine::deliver(std::uint64_t frames) {
 }
 
 void VirtualMicrophone::Engine::cutOff() {
+    room_->mutex.assertHeld();
     if (!running_) return;
     const auto now = room_->positionNow();
     while (running_ && next_ < now && !room_->hasEnded)

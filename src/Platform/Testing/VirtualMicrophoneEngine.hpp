@@ -1,8 +1,9 @@
 // The inside of the virtual microphone: the room that is heard, and the engines that listen.
 #pragma once
 
+#include "Runtime/ThreadSafety.hpp"
+
 #include <algorithm>
-#include <mutex>
 #include <utility>
 
 #include <Velmor/Testing/VirtualMicrophone.hpp>
@@ -20,12 +21,12 @@ struct VirtualMicrophone::Room : std::enable_shared_from_this<Room> {
     void notify(const AudioNotification& notification);
 
     // The following are called with the mutex held.
-    void setSizes(std::vector<std::uint32_t> sizes);
+    void setSizes(std::vector<std::uint32_t> sizes) VELMOR_REQUIRES(mutex);
     /// Sets the time of the source's first frame, once, and the script's timers with it.
-    void begin();
-    BootTime timeOf(std::uint64_t position) const;
-    std::uint64_t positionNow() const;
-    bool anyRunning() const;
+    void begin() VELMOR_REQUIRES(mutex);
+    BootTime timeOf(std::uint64_t position) const VELMOR_REQUIRES(mutex);
+    std::uint64_t positionNow() const VELMOR_REQUIRES(mutex);
+    bool anyRunning() const VELMOR_REQUIRES(mutex);
 
     static constexpr std::uint32_t kBufferFrames = 19'200;
 
@@ -33,23 +34,26 @@ struct VirtualMicrophone::Room : std::enable_shared_from_this<Room> {
     const std::shared_ptr<const Clock> clock;
     const std::shared_ptr<AudioSource> source;
 
-    mutable std::mutex mutex;  // guards all below, and the engines
-    RecordPermission permission = RecordPermission::granted;
-    std::vector<bool> permissionAnswers{true};
-    AudioSession::Observer observer;
-    std::vector<std::pair<std::chrono::nanoseconds, AudioNotification>> script;
-    std::optional<BootTime> origin;
-    AudioFormat format{48'000.0, 1};
-    std::vector<std::uint32_t> bufferSizes;
-    std::vector<float> buffer;  // of the largest size
-    std::size_t toLose = 0;
-    bool delivering = true;
-    std::optional<PlatformError> configureFailure, activateFailure, startFailure;
-    std::function<void()> ended;
-    bool hasEnded = false;
-    std::vector<Engine*> engines;
-    std::size_t taps = 0, mostTaps = 0;
-    std::uint64_t framesDelivered = 0;
+    mutable Mutex mutex;  // guards all below, and the engines
+    RecordPermission permission VELMOR_GUARDED_BY(mutex) = RecordPermission::granted;
+    std::vector<bool> permissionAnswers VELMOR_GUARDED_BY(mutex){true};
+    AudioSession::Observer observer VELMOR_GUARDED_BY(mutex);
+    std::vector<std::pair<std::chrono::nanoseconds, AudioNotification>> script VELMOR_GUARDED_BY(mutex);
+    std::optional<BootTime> origin VELMOR_GUARDED_BY(mutex);
+    AudioFormat format VELMOR_GUARDED_BY(mutex){48'000.0, 1};
+    std::vector<std::uint32_t> bufferSizes VELMOR_GUARDED_BY(mutex);
+    std::vector<float> buffer VELMOR_GUARDED_BY(mutex);  // of the largest size
+    std::size_t toLose VELMOR_GUARDED_BY(mutex) = 0;
+    bool delivering VELMOR_GUARDED_BY(mutex) = true;
+    std::optional<PlatformError> configureFailure VELMOR_GUARDED_BY(mutex);
+    std::optional<PlatformError> activateFailure VELMOR_GUARDED_BY(mutex);
+    std::optional<PlatformError> startFailure VELMOR_GUARDED_BY(mutex);
+    std::function<void()> ended VELMOR_GUARDED_BY(mutex);
+    bool hasEnded VELMOR_GUARDED_BY(mutex) = false;
+    std::vector<Engine*> engines VELMOR_GUARDED_BY(mutex);
+    std::size_t taps VELMOR_GUARDED_BY(mutex) = 0;
+    std::size_t mostTaps VELMOR_GUARDED_BY(mutex) = 0;
+    std::uint64_t framesDelivered VELMOR_GUARDED_BY(mutex) = 0;
 };
 
 class VirtualMicrophone::Engine : public AudioEngine {
