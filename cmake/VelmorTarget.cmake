@@ -1,5 +1,9 @@
 # What every target of the project shares: the language, the warnings, the sanitizers.
 
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES CXX)  # so that programs are linked as they are compiled, to run anywhere
+
+option(VELMOR_HARDEN "Harden as a release is hardened; needs optimisation" OFF)
 set(VELMOR_SANITIZE "" CACHE STRING "Sanitizers for every target, as -fsanitize= takes them")
 
 # velmor_lightweight(NAME): objects that are linked into a host; it pays for their weight. Only the library itself is
@@ -34,13 +38,16 @@ function(velmor_target name)
         POSITION_INDEPENDENT_CODE ON)
     target_compile_options(${name} PRIVATE
         -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
-        -Wold-style-cast -Wcast-qual -Wformat=2 -Wundef)
+        -Wold-style-cast -Wcast-qual -Wformat=2 -Wundef
+        $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
+    if(CMAKE_BUILD_TYPE STREQUAL "Release" OR VELMOR_HARDEN)
+        target_compile_options(${name} PRIVATE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3 -fstack-protector-strong)
+        target_link_options(${name} PRIVATE LINKER:-z,relro,-z,now,-z,noexecstack)
+    endif()
     if(CMAKE_BUILD_TYPE STREQUAL "Release")
-        target_compile_options(${name} PRIVATE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fstack-protector-strong)
         # g++ 12 sees impossible overlaps and lengths where it inlines additions of strings
         target_compile_options(${name} PRIVATE
             "$<$<CXX_COMPILER_ID:GNU>:-Wno-restrict;-Wno-stringop-overflow;-Wno-array-bounds>")
-        target_link_options(${name} PRIVATE LINKER:-z,relro,-z,now,-z,noexecstack)
     endif()
     if(VELMOR_SANITIZE)
         # g++ 12 takes the untaken alternatives of a variant for uninitialised when it instruments
