@@ -1,8 +1,10 @@
 #include "APIService/Endpoint.hpp"
+#include "APIService/MultipartFormDataRequest.hpp"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <Velmor/Error.hpp>
+#include <Velmor/Testing.hpp>
 
 namespace Velmor {
 namespace {
@@ -26,15 +28,17 @@ TEST(Endpoint, AnIdIsOneSegmentWhateverItHolds) {
 }
 
 TEST(Endpoint, IdsThatNameNothingOrSomethingElseAreRefused) {
-    for (const std::string& id : {std::string(), std::string("."), std::string(".."), std::string("a\r\nb"),
-                                  std::string("a\0b", 3), std::string("a\x7F")}) {
+    for (const std::string id : {"", ".", "..", "a\r\nb",
+                                 "a\x01"
+                                 "b",
+                                 "a\x7F"}) {
         const auto endpoint = Endpoint("x/").id(id).text("/y");
         try {
             endpoint.url(kBase);
             ADD_FAILURE() << "accepted: " << id;
         } catch (const VelmorError& error) {
-            ASSERT_TRUE(error.is<VelmorError::responseResult>());
-            EXPECT_EQ(error.as<VelmorError::responseResult>()->endpoint, "x/" + id + "/y");
+            EXPECT_EQ(error.description(),
+                      VelmorError(VelmorError::responseResult{"x/" + id + "/y"}).description());
         }
     }
 }
@@ -42,6 +46,32 @@ TEST(Endpoint, IdsThatNameNothingOrSomethingElseAreRefused) {
 TEST(Endpoint, QueriesKeepTheirStructureAndNothingElse) {
     EXPECT_EQ(Endpoint("").query("d?a=1 2&b=\xC3\xA9#%\r\n/:@").url(kBase).absoluteString(),
               "https://api.test/base/d?a=1%202&b=%C3%A9%23%25%0D%0A/:@");
+}
+
+TEST(MultipartFormDataRequest, BytesOfOneFile) {
+    const Testing::FixedDevice device;
+    MultipartFormDataRequest form(kBase, device);
+    EXPECT_THAT(form.boundary(),
+                testing::MatchesRegex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}"));
+    EXPECT_NE(form.boundary(), MultipartFormDataRequest(kBase, device).boundary());
+    const std::string bytes("\x93NUMPY\0\r\n--x", 12);
+    form.addFile("melspectrogram", "melspectrogram.npy", bytes, "");
+    const auto request = form.makeRequest({.method = "GET",
+                                           .url = kBase,
+                                           .headers = {{"x-api-key", "k"},
+                                                       {"content-type", "application/json"},
+                                                       {"Accept", "application/json"},
+                                                       {"CONTENT-TYPE", "text/plain"}},
+                                           .body = {}});
+    EXPECT_EQ(request.method, "POST");
+    EXPECT_EQ(request.headers,
+              (HttpHeaders{{"x-api-key", "k"},
+                           {"Content-Type", "multipart/form-data; boundary=" + form.boundary()},
+                           {"Accept", "application/json"}}));
+    EXPECT_EQ(request.body, "--" + form.boundary() +
+                                "\r\nContent-Disposition: form-data; name=\"melspectrogram\"; "
+                                "filename=\"melspectrogram.npy\"\r\nContent-Type: \r\n\r\n" +
+                                bytes + "\r\n--" + form.boundary() + "--");
 }
 
 }  // namespace

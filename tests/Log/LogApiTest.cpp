@@ -54,10 +54,10 @@ TEST_F(LogApiTest, LinesCarryLocalTimeLevelTagAndMessage) {
     EXPECT_EQ(live(),
               "2024-03-05 23:10:04.512 | I | reports | [CALL] report callback 0f3c9a\n"
               "2024-03-05 23:10:05.012 | WTF | x | two\nlines\n");
-}
-
-TEST_F(LogApiTest, TimesBeforeTheEpochKeepTheirMilliseconds) {
     EXPECT_EQ(log->logTimestamp(WallTime{std::chrono::milliseconds(-1)}), "1970-01-01 05:29:59.999");
+    for (const char* text : {"I", "W", "E", "D", "WTF"})
+        EXPECT_EQ(LogAPI::name(LogAPI::level(text).value()), text);
+    for (const char* text : {"X", "i", "", "WT"}) EXPECT_EQ(LogAPI::level(text), std::nullopt) << text;
 }
 
 TEST_F(LogApiTest, FileIsDroppedOnlyOncePastTheLimit) {
@@ -110,12 +110,6 @@ TEST_F(LogApiTest, WritersOnSeveralThreadsNeverTearALine) {
     EXPECT_EQ(live(), expected);
 }
 
-TEST_F(LogApiTest, LevelsAreNamedByTheirLetters) {
-    for (const char* text : {"I", "W", "E", "D", "WTF"})
-        EXPECT_EQ(LogAPI::name(LogAPI::level(text).value()), text);
-    for (const char* text : {"X", "i", "", "WT"}) EXPECT_EQ(LogAPI::level(text), std::nullopt) << text;
-}
-
 struct Lines : VelmorDebugLoggerDelegate {
     void didPrint(const std::string& message) override {
         lines.push_back(message);
@@ -131,8 +125,7 @@ TEST_F(LogApiTest, DebugLinesReachTheLastDelegateAndTheConsole) {
     const auto first = std::make_shared<Lines>();
     const auto second = std::make_shared<Lines>();
     second->throws = true;
-    setDebugLoggerDelegate(first);
-    setDebugLoggerDelegate(second);
+    for (const auto& lines : {first, second}) setDebugLoggerDelegate(lines);
     log->debugPrint("Tracking: request start");
     log->debugPrintError(VelmorError(VelmorError::httpStatus{401, 1002, {}}));
     EXPECT_THAT(first->lines, IsEmpty());

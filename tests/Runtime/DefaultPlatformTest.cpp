@@ -1,21 +1,32 @@
 #include "Runtime/DefaultPlatform.hpp"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <stdexcept>
+#include <string>
+#include <vector>
 
 #include <Velmor/Testing.hpp>
 
 namespace Velmor {
 namespace {
 
-TEST(DefaultPlatform, FillsWhatIsEmptyAndKeepsWhatIsGiven) {
+TEST(DefaultPlatform, TasksThatThrowAreToldToTheConsoleAndTheNextRuns) {
+    const auto loop = std::make_shared<Testing::ManualExecutor>(std::make_shared<Testing::VirtualClock>());
+    std::vector<std::string> lines;
     Platform given;
-    given.clock = std::make_shared<Testing::VirtualClock>();
-    given.files = std::make_shared<Testing::MemoryFiles>();
-    const auto complete = completePlatform(given);
-    EXPECT_EQ(complete->clock, given.clock);
-    EXPECT_EQ(complete->files, given.files);
-    EXPECT_TRUE(complete->mainLoop && complete->tasks && complete->background && complete->http &&
-                complete->audio && complete->device && complete->console && complete->logUrl);
+    given.mainLoop = given.tasks = given.background = loop;
+    given.console = [&](std::string_view line) { lines.emplace_back(line); };
+    const auto platform = completePlatform(given);
+    EXPECT_TRUE(platform->clock && platform->http && platform->audio && platform->files && platform->device);
+    platform->mainLoop->post([] { throw std::runtime_error("first"); });
+    platform->background->postAfter(std::chrono::seconds(1), [] { throw 2; });
+    bool ran = false;
+    platform->tasks->post([&] { ran = true; });
+    loop->advance(std::chrono::seconds(2));
+    EXPECT_TRUE(ran);
+    EXPECT_THAT(lines, testing::ElementsAre("Task failed: first",
+                                            "Task failed: an exception that is not a std::exception"));
 }
 
 }  // namespace
