@@ -87,7 +87,7 @@ class Socket {
         address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         for (int i = 0; i < 3; ++i) {
             waiting_.push_back(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-            connect(waiting_.back(), raw(), sizeof address_);
+            static_cast<void>(connect(waiting_.back(), raw(), sizeof address_));
         }
     }
     std::string port() const { return ":" + std::to_string(ntohs(address_.sin_port)) + "/"; }

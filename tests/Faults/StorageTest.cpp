@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
+#include <deque>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <linux/filter.h>
@@ -287,7 +288,7 @@ TEST(StorageFaults, LogFiles) {
         EXPECT_EQ(fs::file_size(place.live), size - dropped + added) << name;
     }
     fs::remove(place.live);
-    std::vector<std::thread> writers;
+    std::deque<std::thread> writers;
     for (int i = 0; i < 32; ++i)
         writers.emplace_back([&] {
             for (int line = 0; line < 20; ++line)

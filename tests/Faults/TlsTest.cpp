@@ -39,7 +39,7 @@ class Authority {
         std::ofstream(folder / "ca.cnf")
             << "[ca]\ndefault_ca=d\n[d]\ndatabase=index\nnew_certs_dir=.\npolicy=p\n"
                "unique_subject=no\nrand_serial=yes\nemail_in_dn=no\n[p]\ncommonName=supplied\n";
-        std::ofstream(folder / "index");
+        const std::ofstream index(folder / "index");
         for (const char* root : {"root", "stranger"})
             issue(root, {"basicConstraints=critical,CA:TRUE", "self"});
         issue("middle", {"basicConstraints=critical,CA:TRUE"});
