@@ -75,6 +75,7 @@ class Ledger {
     std::size_t recorderFailures() const { return recorderFailures_; }
     /// Time since a chunk was last confirmed.
     std::chrono::nanoseconds sinceUpload() const { return now() - lastUpload_; }
+    std::chrono::nanoseconds lastUpload() const { return lastUpload_; }
 
   private:
     struct Session {

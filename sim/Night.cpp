@@ -122,7 +122,8 @@ Outcome Night::run() {
         ledger.broken(std::string("an exception left the library: ") + error.what());
     }
     ledger.note("chunks " + std::to_string(ledger.chunks()));
-    return {ledger.violations(), trace.lines(), trace.hash(), ledger.chunks(), operations_};
+    return {ledger.violations(), trace.lines(), trace.hash(),
+            ledger.chunks(),     operations_,   ledger.lastUpload()};
 }
 
 // --- time ---

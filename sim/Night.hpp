@@ -25,7 +25,8 @@ struct Outcome {
     std::vector<std::string> trace;
     std::uint64_t hash = 0;
     std::size_t chunks = 0;
-    std::size_t operations = 0;  ///< of files, until `endFileFault`
+    std::size_t operations = 0;              ///< of files, until `endFileFault`
+    std::chrono::nanoseconds lastUpload{0};  ///< since the night began
 };
 
 class Night {

@@ -4,6 +4,7 @@
 #include "Sweeps.hpp"
 
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <ctime>
 #include <string>
@@ -20,6 +21,9 @@ class Count {
         ++nights_;
         if (!outcome.violations.empty() && failed_++ < 5) explain(plan, outcome);
         return outcome;
+    }
+    void fail(const std::string& night, const char* what) {
+        if (failed_++ < 5) std::printf("FAILED %s\n  %s\n", night.c_str(), what);
     }
     bool conclude(const std::string& what) const {
         std::printf("%s: %zu nights, %zu failed (%.1f s)\n", what.c_str(), nights_, failed_,
@@ -63,17 +67,24 @@ bool sweepFiles(const SweepOptions& options) {
     return count.conclude("each of " + std::to_string(operations) + " file operations") && operations > 100;
 }
 
+// The recording goes on by itself unless the last event that counts was the beginning of an interruption;
+// then a resume has it go on.
 bool sweepEvents(const SweepOptions& options) {
     static constexpr std::array<const char*, 6> kEvents{"interruption-unended", "ended-first",
-                                                        "configuration-change", "route-change",
-                                                        "media-reset",          "resume"};
+                                                        "media-reset",          "resume",
+                                                        "configuration-change", "route-change"};
     constexpr std::size_t kOrders = 6 * 6 * 6 * 6;
     Count count;
     for (std::size_t order = 0; order < kOrders; order += options.stride) {
         std::string night = "1 state 2";
-        for (std::size_t left = order, i = 0; i < 4; left /= kEvents.size(), ++i)
-            night += "; " + std::to_string(39'000 + 700 * i) + " " + kEvents[left % kEvents.size()] + " 0 0";
-        count.play(night);
+        bool interrupted = false;
+        for (std::size_t left = order, i = 0; i < 4; left /= kEvents.size(), ++i) {
+            const auto event = left % kEvents.size();
+            night += "; " + std::to_string(39'000 + 700 * i) + " " + kEvents[event] + " 0 0";
+            if (event < 4) interrupted = event == 0;
+        }
+        if (interrupted) night += "; 50000 resume 0 0";
+        if (count.play(night).lastUpload < std::chrono::seconds(95)) count.fail(night, "no chunk after it");
     }
     return count.conclude("orders of four events");
 }

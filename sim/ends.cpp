@@ -24,7 +24,11 @@ using namespace std::chrono_literals;
 using SteadyClock = std::chrono::steady_clock;
 
 constexpr int kCode = 7;
+#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
+constexpr auto kBound = 3s;
+#else
 constexpr auto kBound = 250ms;
+#endif
 
 class Hum : public Testing::AudioSource {
   public:
