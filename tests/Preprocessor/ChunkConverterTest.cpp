@@ -20,17 +20,12 @@
 namespace {
 
 using librosa::Feature;
+using TestSignals::allKernels;
 using velmor::ChunkConverter;
 using velmor::ChunkKernels;
 using velmor::kGateBins;
 using velmor::kGateFrames;
 using velmor::Mask;
-
-std::vector<const ChunkKernels*> allKernels() {
-    const ChunkKernels* all[3];
-    const std::size_t count = velmor::allChunkKernels(all);
-    return {all, all + count};
-}
 
 struct Plain {
     std::vector<float> clean;
@@ -234,24 +229,6 @@ TEST(NoiseClip, OfAScanAsOfTheSignal) {
             EXPECT_EQ(found, velmor::NoiseReduction().getNoiseFrame(signal)) << kernels->name;
             EXPECT_EQ(scan.energy[7], velmor::energy(std::span(signal).subspan(5600, 800))) << kernels->name;
         }
-}
-
-TEST(Gain, AsNearToTheSumOfFloatsAsAFloatCanBe) {
-    const auto tables = std::make_unique<velmor::ChunkTables>();
-    const auto filter = velmor::NoiseReduction::createSmoothingFilter(2, 4);
-    unsigned word = 1;
-    for (int trial = 0; trial < 20000; ++trial) {
-        double smoothed = 0.0;
-        int weight = 0;
-        for (const float f : filter.cells()) {
-            word = word * 1664525U + 1013904223U;
-            if (trial > 0 && word >> 24U >= static_cast<unsigned>(trial % 256)) continue;
-            smoothed += double{f};
-            weight += static_cast<int>(std::lround(f * 225.0F));
-        }
-        const float gain = static_cast<float>(225 - weight) * tables->gainStep;
-        ASSERT_NEAR(gain, static_cast<float>(1.0 - smoothed), 6e-8F) << weight << " of 225";
-    }
 }
 
 }  // namespace

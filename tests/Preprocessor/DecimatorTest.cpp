@@ -98,13 +98,7 @@ TEST_P(DecimatorWidths, TellsOfValuesThatAreNotFiniteUntilItIsReset) {
         }
 }
 
-std::vector<const velmor::ChunkKernels*> allKernels() {
-    const velmor::ChunkKernels* all[3];
-    const std::size_t count = velmor::allChunkKernels(all);
-    return {all, all + count};
-}
-
-INSTANTIATE_TEST_SUITE_P(Processor, DecimatorWidths, testing::ValuesIn(allKernels()),
+INSTANTIATE_TEST_SUITE_P(Processor, DecimatorWidths, testing::ValuesIn(TestSignals::allKernels()),
                          [](const auto& entry) { return entry.param->name; });
 
 }  // namespace

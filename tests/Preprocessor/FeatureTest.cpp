@@ -79,12 +79,8 @@ TEST(Istft, UndoesTheForwardTransform) {
     const auto y = Feature::istft(Feature::stftTranspose(x, 256, 128, "hann", true, "reflect"), 128);
     ASSERT_EQ(y.size(), kept);
     for (std::size_t i = 0; i < kept; ++i) ASSERT_NEAR(y[i], x[i], 1e-6F) << i;
-}
-
-TEST(Istft, NoHopMeansAQuarterOfAFrame) {
-    const velmor::Matrix<std::complex<float>> spectrum(129, 9, 1.0F);
-    EXPECT_EQ(Feature::istft(spectrum, 0), Feature::istft(spectrum, 64));
-    EXPECT_EQ(Feature::istft(spectrum, 0).size(), 256U + 64 * 8 - 256 - 128);
+    const velmor::Matrix<std::complex<float>> flat(129, 9, 1.0F);
+    EXPECT_EQ(Feature::istft(flat, 0), Feature::istft(flat, 64)) << "a quarter of a frame unless it is told";
 }
 
 TEST(MelBank, ShapeOfTheFilters) {
@@ -117,12 +113,8 @@ TEST(Mel, ToneAtTheJointOfTheScale) {
     }
     const auto named = Feature::melspectrogram(x, 16000, 800, 400, "boxcar", true, "reflect", 2, 20, 0, 8000);
     EXPECT_EQ(named(600, 7), mel[7 * 1201 + 600]);
-}
-
-TEST(Mel, OnlyWholeChunks) {
-    const velmor::transMel mel;
-    EXPECT_TRUE(mel.getVelmorMelspectrogram(std::vector<float>(479999)).empty());
-    EXPECT_TRUE(mel.getVelmorMelspectrogram(std::vector<float>(480001)).empty());
+    for (const std::size_t length : {479'999U, 480'001U})
+        EXPECT_TRUE(velmor::transMel().getVelmorMelspectrogram(std::vector<float>(length)).empty());
 }
 
 }  // namespace

@@ -98,16 +98,4 @@ TEST(NoiseReduction, LengthsAndTheAppendedZeros) {
     }
 }
 
-TEST(NoiseReduction, ToneStaysAndNoiseGoes) {
-    auto signal = TestSignals::noise(32000, 0.01F);
-    for (std::size_t i = 16000; i < signal.size(); ++i) signal[i] += i % 16 < 8 ? 0.5F : -0.5F;
-    const NoiseReduction reduction;
-    const auto clean = reduction.reduceNoiseFromSignal(signal, reduction.getNoiseFrame(signal));
-    const std::span<const float> before(signal);
-    const std::span<const float> after(clean);
-    EXPECT_LT(velmor::energy(after.subspan(1000, 14000)), 0.05 * velmor::energy(before.subspan(1000, 14000)));
-    EXPECT_GT(velmor::energy(after.subspan(17000, 14000)),
-              0.5 * velmor::energy(before.subspan(17000, 14000)));
-}
-
 }  // namespace

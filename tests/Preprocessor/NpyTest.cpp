@@ -29,47 +29,29 @@ TEST(Npy, ImageOfAMelArrayByteForByte) {
     EXPECT_EQ(image.substr(77), text(std::as_bytes(std::span(values))));
 }
 
-struct HeaderCase {
-    std::vector<std::int64_t> shape;
-    NpyByteOrder order;
-    bool fortranOrder;
-    std::string header;
-    std::string payload;  // of the elements 1.0, 2.0 ...
-};
-
 TEST(Npy, HeadersAndPayloads) {
     ASSERT_EQ(std::endian::native, std::endian::little) << "the payloads below are those of such a host";
     using namespace std::string_literals;
-    const std::string one = "\x00\x00\x80\x3f"s;
-    const std::string two = "\x00\x00\x00\x40"s;
-    const std::vector<HeaderCase> cases = {
-        {{}, NpyByteOrder::native, false, "{ 'descr': '=f4', 'fortran_order': False, 'shape': (), }", one},
-        {{2},
-         NpyByteOrder::littleEndian,
-         false,
-         "{ 'descr': '<f4', 'fortran_order': False, 'shape': (2,), }",
-         one + two},
-        {{1, 2},
-         NpyByteOrder::native,
-         true,
-         "{ 'descr': '=f4', 'fortran_order': True, 'shape': (1, 2), }",
-         one + two},
-        {{2, 1},
-         NpyByteOrder::bigEndian,
-         false,
-         "{ 'descr': '>f4', 'fortran_order': False, 'shape': (2, 1), }",
-         "\x3f\x80\x00\x00\x40\x00\x00\x00"s},
-        {{0, 20, 1201},
-         NpyByteOrder::native,
-         false,
-         "{ 'descr': '=f4', 'fortran_order': False, 'shape': (0, 20, 1201), }",
-         ""},
+    const std::string oneTwo = "\x00\x00\x80\x3f\x00\x00\x00\x40"s;
+    struct Row {
+        std::vector<std::int64_t> shape;
+        NpyByteOrder order;
+        bool fortranOrder;
+        std::string descr, fortran, shapeText;
+        std::string payload;  // of the elements 1.0, 2.0 ...
     };
-    for (const HeaderCase& c : cases) {
-        std::vector<float> elements(c.payload.size() / 4);
+    const std::vector<Row> rows = {
+        {{}, NpyByteOrder::native, false, "=f4", "False", "()", oneTwo.substr(0, 4)},
+        {{2}, NpyByteOrder::littleEndian, false, "<f4", "False", "(2,)", oneTwo},
+        {{1, 2}, NpyByteOrder::native, true, "=f4", "True", "(1, 2)", oneTwo},
+        {{2, 1}, NpyByteOrder::bigEndian, false, ">f4", "False", "(2, 1)", "\x3f\x80\0\0\x40\0\0\0"s},
+        {{0, 20, 1201}, NpyByteOrder::native, false, "=f4", "False", "(0, 20, 1201)", ""}};
+    for (const Row& row : rows) {
+        std::vector<float> elements(row.payload.size() / 4);
         std::iota(elements.begin(), elements.end(), 1.0F);
-        const std::string image = text(Npy(c.shape, elements, c.order, c.fortranOrder).format());
-        EXPECT_EQ(image.substr(10), c.header + c.payload);
+        const std::string image = text(Npy(row.shape, elements, row.order, row.fortranOrder).format());
+        EXPECT_EQ(image.substr(10), "{ 'descr': '" + row.descr + "', 'fortran_order': " + row.fortran +
+                                        ", 'shape': " + row.shapeText + ", }" + row.payload);
     }
 }
 

@@ -128,13 +128,6 @@ TEST_F(PreprocessorTest, OtherLengthsInMemory) {
     EXPECT_EQ(text.substr(10), "{ 'descr': '=f4', 'fortran_order': False, 'shape': (0, 20, 1201), }");
 }
 
-TEST_F(PreprocessorTest, SilenceGivesZeros) {
-    preprocessor_.convert(std::vector<float>(480000), "silence");
-    const auto& file = store_->written.at("silence");
-    ASSERT_EQ(file.size(), 96157U);
-    EXPECT_TRUE(std::all_of(file.begin() + 77, file.end(), [](std::byte b) { return b == std::byte{0}; }));
-}
-
 TEST_F(PreprocessorTest, SeveralThreadsAtOnce) {
     const auto samples = TestSignals::bedroom();
     const velmor::ConverterWrapper converter;

@@ -46,4 +46,10 @@ std::vector<float> noise(std::size_t samples, float amplitude, unsigned seed) {
     return signal;
 }
 
+std::vector<const velmor::ChunkKernels*> allKernels() {
+    const velmor::ChunkKernels* all[3];
+    const std::size_t count = velmor::allChunkKernels(all);
+    return {all, all + count};
+}
+
 }  // namespace TestSignals

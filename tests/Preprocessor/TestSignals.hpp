@@ -1,6 +1,8 @@
 #pragma once
 
-// Chunks for the tests, the same on every machine: made from integers.
+// Chunks for the tests, the same on every machine: made from integers; and the kernels they go through.
+
+#include "Preprocessor/Chunk/ChunkKernels.hpp"
 
 #include <vector>
 
@@ -12,5 +14,8 @@ std::vector<float> bedroom();
 
 /// White noise of the given amplitude.
 std::vector<float> noise(std::size_t samples, float amplitude, unsigned seed = 1);
+
+/// Of every vector width that this processor has.
+std::vector<const velmor::ChunkKernels*> allKernels();
 
 }  // namespace TestSignals
