@@ -107,6 +107,7 @@ class Ledger {
     std::size_t converted_ = 0, handedOver_ = 0, ended_ = 0, stoppedLines_ = 0, publisherLines_ = 0;
     std::size_t conversionFailures_ = 0, convertLines_ = 0, unseenLines_ = 0;
     std::size_t failuresHeard_ = 0, failureLines_ = 0, recorderFailures_ = 0;
+    std::size_t lastWords_ = 0;  // failures of a manager that goes, of which the host may or may not hear
 
     bool unsettled_ = false, recorderMayFail_ = false, numbersAreMixed_ = false, interrupted_ = false;
     std::optional<std::chrono::nanoseconds> first_;  // of the recording

@@ -178,6 +178,7 @@ void Night::end() {
     armed_.reset();
     stalledUntil_ = clock->bootNow();
     stop();
+    if (const auto recorder = std::exchange(recorderBeside_, nullptr)) recorder->stopRecording();
     runFor(5min);
     for (int minutes = 0; ledger.inFlight() > 0 && minutes < 30; ++minutes) runFor(1min);
     analyse();

@@ -124,6 +124,7 @@ class Night {
     std::shared_ptr<SleepTrackingManager> manager_;
     std::vector<std::pair<std::shared_ptr<SleepTrackingManager>, std::shared_ptr<Host>>> former_;
     std::shared_ptr<Chunks> beside_;
+    std::shared_ptr<Recorder> recorderBeside_;  // the last one
 };
 
 }  // namespace Velmor::Nights

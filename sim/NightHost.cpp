@@ -151,9 +151,9 @@ void Night::recordBeside(milliseconds length) {
     ledger.twoManagers();
     ++recordersBeside_;
     beside_ = std::make_shared<Chunks>(*this);
-    const auto recorder = createRecorder(beside_);
-    recorder->startRecording();
-    later(length, [recorder] { recorder->stopRecording(); });
+    recorderBeside_ = createRecorder(beside_);
+    recorderBeside_->startRecording();
+    later(length, [recorder = recorderBeside_] { recorder->stopRecording(); });
 }
 
 void Night::heard(const std::string& what) {
