@@ -1,0 +1,93 @@
+// The log's two files and its shipments, against a model: whole lines, each text once, bodies that are JSON.
+#include "APIService/Json.hpp"
+#include "Input.hpp"
+#include "Log/LogAPI.hpp"
+#include "Runtime/Text.hpp"
+#include "SessionService/SessionsService.hpp"
+#include "World.hpp"
+
+#include <set>
+
+namespace Velmor::Fuzz {
+
+class Scene {
+  public:
+    Scene() { restart(); }
+
+    void step(Input& input) {
+        const auto form = input.choice(6);
+        if (form == 0) write(input.text(), input.text());
+        if (form == 1) ship(input.text(), input.text());
+        if (form == 2) world_.http->enqueueStatus(static_cast<int>(input.number(2) % 600), input.text());
+        if (form == 3) world_.clock->stepWall(std::chrono::minutes(input.number(2) - 32'768));
+        if (form == 4) restart();
+        if (form != 5) return;
+        faults_ = true;  // from now on lines may be missing
+        const auto operation = static_cast<Testing::MemoryFiles::Operation>(input.choice(11));
+        const auto nth = static_cast<std::size_t>(input.number(1));
+        world_.files->addFault({.operation = operation, .nth = 1 + nth % 16, .keptBytes = nth / 16});
+    }
+
+  private:
+    void restart() {
+        service_.reset();
+        log_ = std::make_shared<LogAPI>(world_.platform);
+        service_ = SessionsService::make(world_.platform, log_);
+        log_->setShip([this](LogAPI::Shipment text) {
+            service_->requestAction.send({SessionsService::Request::log{
+                std::move(text.config), std::move(text.sessionId), std::move(text.message)}});
+        });
+    }
+
+    void write(const std::string& tag, const std::string& message) {
+        const auto line =
+            log_->logTimestamp(world_.clock->wallNow()) + " | I | " + tag + " | " + message + "\n";
+        log_->log(LogAPI::Level::I, tag, message);
+        if (!isUtf8(line)) return;
+        lines_.insert(line);
+        live_ += line;
+        if (!faults_)
+            require(world_.files->contents("/documents/VelmorSDK.log") == live_, "other lines", line);
+    }
+
+    void ship(const std::string& key, const std::string& user) {
+        const auto before = world_.http->requestCount();
+        log_->uploadLog(Config(key, user, Url::parse("https://api.test")), "session");
+        world_.loop->runUntilIdle();
+        const auto sent = world_.http->requests();
+        const bool sendable = !live_.empty() && isUtf8(key) && isUtf8(user);
+        if (!faults_) require(sent.size() - before == (sendable ? 1U : 0U), "not one request for one text");
+        if (!faults_) require(world_.files->paths().empty(), "a text that was kept");
+        if (sent.size() > before) requireBody(sent.back().body, ", userId:" + user + ", apikey:" + key);
+        live_.clear();
+    }
+
+    void requireBody(const std::string& body, const std::string& tags) const {
+        const auto json = Json::parse(body);
+        const auto& text = *json.find("message")->as<std::string>();
+        require(json.find("ddtags")->as<std::string>()->ends_with(", sessionId:session" + tags), "other tags",
+                body);
+        if (!faults_) return require(text == live_, "another text than the log's", text);
+        for (std::string_view rest = text; !rest.empty();) {
+            std::size_t whole = 0;  // the longest, as one line may begin another
+            for (const auto& line : lines_)
+                if (rest.starts_with(line)) whole = std::max(whole, line.size());
+            require(whole > 0, "a torn line", text);
+            rest.remove_prefix(whole);
+        }
+    }
+
+    const World world_;
+    std::shared_ptr<LogAPI> log_;
+    std::shared_ptr<SessionsService> service_;
+    std::string live_;
+    std::set<std::string> lines_;
+    bool faults_ = false;
+};
+
+void run(Input input) {
+    Scene scene;
+    while (!input.empty()) scene.step(input);
+}
+
+}  // namespace Velmor::Fuzz
