@@ -77,7 +77,7 @@ def main():
             check(len(peer.uploads()) == uploads + 2, "two chunks of the night after")
             check(not left_in(home / "tmp"), f"not swept after {moment:.3f} s: {left_in(home / 'tmp')}")
             check_log(home)
-        print(f"{KILLS} kills within {length:.1f} s, seed {seed}: at most {most} bytes left, all swept by the next start")
+        print(f"{KILLS} kills within {length:.1f} s, seed {seed}: at most {most} bytes left, all swept by the next")
 
 
 main()
