@@ -10,9 +10,7 @@ LoadedLibrary::LoadedLibrary(const std::string& file, PlatformError::Kind kind, 
 }
 
 void* LoadedLibrary::address(const char* name) const {
-    void* found = dlsym(handle_, name);
-    if (found == nullptr) fail();
-    return found;
+    return dlsym(handle_, name);
 }
 
 void LoadedLibrary::fail() const {

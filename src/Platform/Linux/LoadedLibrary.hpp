@@ -17,7 +17,13 @@ class LoadedLibrary {
     /// Throws the same when there is no such function.
     template <class Function>
     void find(const char* name, Function& function) const {
+        if (!findIfThere(name, function)) fail();
+    }
+    /// False when there is none, there and in the libraries that it brings.
+    template <class Function>
+    bool findIfThere(const char* name, Function& function) const {
         function = reinterpret_cast<Function>(address(name));
+        return function != nullptr;
     }
 
   private:
