@@ -1,5 +1,6 @@
 #include "Runtime/ThreadExecutor.hpp"
 
+#include "Runtime/OwnThread.hpp"
 #include "Runtime/ThreadSafety.hpp"
 
 #include <cstdint>
@@ -111,13 +112,7 @@ class ThreadExecutor : public Executor {
 
     ~ThreadExecutor() override {
         queue_->stop();
-        for (auto& thread : running_) {
-            if (thread.get_id() == std::this_thread::get_id())
-                thread.detach();  // the last reference dropped inside a task; its thread holds the queue and
-                                  // ends
-            else
-                thread.join();
-        }
+        for (auto& thread : running_) takeLeave(thread);  // each holds the queue
     }
 
     void post(Task task) override {
@@ -143,6 +138,7 @@ class ThreadExecutor : public Executor {
 
     void addThread() {
         running_.emplace_back([queue = queue_, name = name_, low = low_] {
+            isOwnThread = true;
             pthread_setname_np(pthread_self(), name.c_str());
             if (low) setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), 10);
             queue->work();

@@ -1,6 +1,8 @@
 #include "Runtime/ThreadExecutor.hpp"
 
+#include <array>
 #include <atomic>
+#include <barrier>
 #include <future>
 #include <gtest/gtest.h>
 #include <optional>
@@ -77,6 +79,27 @@ TEST(ThreadExecutor, EndingItDropsWhatHasNotStartedAndWaitsForWhatHas) {
     EXPECT_TRUE(ended);
     EXPECT_EQ(late, 0);
     EXPECT_EQ(owned.use_count(), 1);
+}
+
+TEST(ThreadExecutor, TwoMayEndEachOther) {
+    struct Shared {  // the threads outlive this test
+        std::barrier<> both{2};
+        std::array<std::promise<void>, 2> done;
+    };
+    const auto shared = std::make_shared<Shared>();
+    std::array executors{makeThreadExecutor(makeClock(), 1, "test"),
+                         makeThreadExecutor(makeClock(), 1, "test")};
+    const std::array raw{executors[0].get(), executors[1].get()};
+    for (std::size_t i : {0U, 1U})
+        raw.at(i)->post([held = std::move(executors.at(1 - i)), shared, i]() mutable {
+            shared->both.arrive_and_wait();
+            held.reset();
+            shared->done.at(i).set_value();
+        });
+    for (auto& done : shared->done) {
+        auto ended = done.get_future();
+        EXPECT_TRUE(arrives(ended));
+    }
 }
 
 TEST(ThreadExecutor, TheLastReferenceMayDropInsideATask) {

@@ -2,6 +2,7 @@
 
 #include "Platform/Linux/CurlWorker.hpp"
 #include "Platform/Linux/SignalsBlocked.hpp"
+#include "Runtime/OwnThread.hpp"
 
 #include <pthread.h>
 #include <system_error>
@@ -36,11 +37,7 @@ class CurlTransport : public HttpTransport {
 
     ~CurlTransport() override {
         worker_->stop();
-        if (thread_.get_id() == std::this_thread::get_id())
-            thread_.detach();  // the last reference dropped in a completion; the thread holds the worker and
-                               // ends
-        else if (thread_.joinable())
-            thread_.join();
+        takeLeave(thread_);  // the thread holds the worker
     }
 
     std::unique_ptr<HttpExchange> send(HttpRequest request, Completion completion) override {
@@ -57,6 +54,7 @@ class CurlTransport : public HttpTransport {
             const SignalsBlocked blocked;
             try {
                 thread_ = std::thread([worker = worker_] {
+                    isOwnThread = true;
                     pthread_setname_np(pthread_self(), "velmor-http");
                     worker->run();
                 });

@@ -1,6 +1,7 @@
 #include "Platform/Linux/PulseLoop.hpp"
 
 #include "Platform/Linux/SignalsBlocked.hpp"
+#include "Runtime/OwnThread.hpp"
 
 #include <algorithm>
 #include <system_error>
@@ -34,7 +35,10 @@ void PulseLoop::start(const std::shared_ptr<const PulseApi>& pulse) {
     }
     try {
         const SignalsBlocked blocked;
-        thread_ = std::thread([self = shared_from_this()] { self->run(); });
+        thread_ = std::thread([self = shared_from_this()] {
+            isOwnThread = true;
+            self->run();
+        });
         pthread_setname_np(thread_.native_handle(), "velmor-audio");
     } catch (const std::system_error& error) {
         throw PlatformError(PlatformError::Kind::audioUnavailable,
