@@ -52,7 +52,7 @@ void APIService::request(HttpRequest&& request, const std::shared_ptr<Executor>&
     });
 }
 
-void APIService::send(HttpRequest request, std::shared_ptr<Executor> on, Completion completion) {
+void APIService::send(HttpRequest request, const std::shared_ptr<Executor>& on, Completion completion) {
     deliverLate();
     const auto answer = std::make_shared<Answer>();
     std::uint64_t number = 0;

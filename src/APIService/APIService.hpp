@@ -63,7 +63,7 @@ class APIService : public std::enable_shared_from_this<APIService> {
         std::shared_ptr<Executor> on;
     };
 
-    void send(HttpRequest request, std::shared_ptr<Executor> on, Completion completion);
+    void send(HttpRequest request, const std::shared_ptr<Executor>& on, Completion completion);
     void finish(std::uint64_t number);
     std::optional<Pending> take(std::uint64_t number);
     static bool post(const std::weak_ptr<APIService>& self, Executor& on, std::uint64_t number);
