@@ -89,12 +89,14 @@ std::string TemporaryDirectory::path() {
     return base_ + '/' + name_ + '/';
 }
 
+// A directory whose status cannot be told is kept: to give it up would leave its files to the next process.
 bool TemporaryDirectory::isOurs() const {
     if (!directory_ || process_ != getpid()) return false;
     struct stat here {
     }, held{};
-    return lstat((base_ + '/' + name_).c_str(), &here) == 0 && fstat(directory_.get(), &held) == 0 &&
-           here.st_dev == held.st_dev && here.st_ino == held.st_ino;
+    if (lstat((base_ + '/' + name_).c_str(), &here) != 0) return errno != ENOENT && errno != ENOTDIR;
+    if (fstat(directory_.get(), &held) != 0) return true;
+    return here.st_dev == held.st_dev && here.st_ino == held.st_ino;
 }
 
 // Under a name that is never swept early until the lock is held, so that no sweep takes it for a dead one.
