@@ -41,29 +41,18 @@ struct AnswerCase {
     const char* expected;
 };
 
+// What each status and each answer of another form is taken for, the fault tables ask over real sockets.
 TEST_F(APIServiceTest, StatusAndEnvelopeRules) {
     const std::vector<AnswerCase> cases{
         {200, R"({"result":{"session_id":"s","new":[1]},"detail":"x","more":{}})", "result s"},
         {200, R"({"result":null,"detail":null})", "none"},
         {200, "{}", "none"},
-        {200, "", "DecodingError "},
-        {200, "[]", "DecodingError "},
         {200, R"({"result":{}})", "DecodingError result.session_id"},
-        {200, R"({"result":{"session_id":null}})", "DecodingError result.session_id"},
-        {200, R"({"result":"s"})", "DecodingError result"},
-        {200, R"({"detail":7})", "DecodingError detail"},
-        {204, "<junk>", "none"},
-        {302, R"({"result":{"session_id":"s"}})", "result s"},
         {399, "{}", "none"},
         {400, R"({"result":{"error_code":7},"detail":"bad"})", "httpStatus(400, bad) errorCode 7"},
         {401, R"({"result":{"error_code":null}})", "httpStatus(401, ) errorCode -9999"},
         {500, R"({"detail":"x"})", "httpStatus(500, x) errorCode -9999"},
-        {599, "{}", "httpStatus(599, ) errorCode -9999"},
         {199, "{}", "httpStatus(199, ) errorCode -9999"},
-        {100, "{}", "httpStatus(100, ) errorCode -9999"},
-        {404, "<html>", "DecodingError "},
-        {400, R"({"result":{"error_code":"7"}})", "DecodingError result.error_code"},
-        {503, "", "DecodingError "},
         {0, "no route", "PlatformError no route"}};
     for (const auto& [status, body, expected] : cases) {
         if (status > 0)
