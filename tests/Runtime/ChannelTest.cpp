@@ -1,8 +1,6 @@
 #include "Runtime/Channel.hpp"
-#include "Runtime/Contain.hpp"
 
 #include <gtest/gtest.h>
-#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -73,18 +71,6 @@ TEST(CurrentValue, KeepsTheLastValueAndTellsLaterOnes) {
         value.subscribe([&](const std::string& v) { seen.push_back(v + value.value()); });
     value.send("b");
     EXPECT_EQ(seen, std::vector<std::string>{"bb"});
-}
-
-TEST(Contain, ReportsWhateverIsThrown) {
-    std::vector<std::string> reports;
-    const auto report = [&](const std::string& text) {
-        reports.push_back(text);
-        throw std::runtime_error("the report fails too");
-    };
-    contain([] { throw std::runtime_error("one"); }, report);
-    contain([] { throw 2; }, report);
-    contain([] {}, report);
-    EXPECT_EQ(reports, (std::vector<std::string>{"one", "an exception that is not a std::exception"}));
 }
 
 }  // namespace

@@ -16,7 +16,10 @@ TEST(DefaultPlatform, TasksThatThrowAreToldToTheConsoleAndTheNextRuns) {
     std::vector<std::string> lines;
     Platform given;
     given.mainLoop = given.tasks = given.background = loop;
-    given.console = [&](std::string_view line) { lines.emplace_back(line); };
+    given.console = [&](std::string_view line) {
+        lines.emplace_back(line);
+        throw std::runtime_error("the report fails too");
+    };
     const auto platform = completePlatform(given);
     EXPECT_TRUE(platform->clock && platform->http && platform->audio && platform->files && platform->device);
     platform->mainLoop->post([] { throw std::runtime_error("first"); });
