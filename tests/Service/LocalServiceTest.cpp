@@ -5,19 +5,12 @@
 #include <fstream>
 #include <gmock/gmock.h>
 #include <mutex>
-#include <nlohmann/json.hpp>
 
 namespace VelmorService::Testing {
 
 namespace {
 
-using nlohmann::json;
 using ::testing::HasSubstr;
-
-json resultOf(const Answer& answer) {
-    const auto parsed = json::parse(answer.body, nullptr, false);
-    return parsed.is_object() && parsed.contains("result") ? parsed.at("result") : json();
-}
 
 void expectError(const Answer& answer, int status, int code, const std::string& detail) {
     EXPECT_EQ(answer.status, status) << answer.body;
@@ -122,8 +115,7 @@ TEST(LocalService, EndsAForgottenSessionWhenTheUserOpensAnother) {
     ServicePeer peer;
     const auto forgotten = peer.open("2024-01-31T14:00:00Z");
     peer.upload(forgotten, 9);
-    const std::string polite = R"({"upload_data_type":"AUDIO","session_start_time":"2024-02-01T14:00:00Z",)"
-                               R"("force_create":false})";
+    const auto polite = sessionBody("2024-02-01T14:00:00Z", false);
     expectError(peer.post("/ai/v1/sessions", polite), 409, 1103, "open session");
     peer.open("2024-02-01T14:00:00Z");
     const auto session = resultOf(peer.get("/data/v3/sessions/" + forgotten)).at("session");
@@ -137,11 +129,8 @@ TEST(LocalService, RefusesBadRequestsInTheEnvelope) {
     const auto port = peer.service().port();
     expectError(exchange(port, "GET", "/ai/v1/users/a"), 401, 1002, "x-api-key");
     expectError(exchange(port, "GET", "/ai/v1/users/a", {"x-api-key: other"}), 401, 1003, "another API key");
-    expectError(
-        exchange(
-            port, "POST", "/ai/v1/sessions", {"x-api-key: key"},
-            R"({"upload_data_type":"AUDIO","session_start_time":"2024-01-01T00:00:00Z","force_create":true})"),
-        400, 1005, "x-user-id");
+    const auto body = sessionBody("2024-01-01T00:00:00Z");
+    expectError(exchange(port, "POST", "/ai/v1/sessions", {"x-api-key: key"}, body), 400, 1005, "x-user-id");
     RawClient stranger(port);
     stranger.send("GET /inspect/sessions HTTP/1.1\r\nHost: attacker.example\r\n\r\n");
     EXPECT_THAT(stranger.receiveAll(), HasSubstr("403 Forbidden"));
@@ -180,7 +169,7 @@ TEST(LocalService, DeletesSessionsAndUsersWithTheirFiles) {
     peer.upload(first, 0);
     const auto second = peer.open("2024-02-01T14:00:00Z");
     peer.upload(second, 0);
-    const std::filesystem::path files = peer.directory.path() + "/data/mel";
+    const auto files = peer.directory.path / "data/mel";
     const auto count = [&] { return std::distance(std::filesystem::directory_iterator(files), {}); };
     EXPECT_EQ(count(), 2);
     EXPECT_EQ(peer.call("DELETE", "/ai/v1/sessions/" + first).body, R"({"result":{}})");
@@ -208,24 +197,16 @@ TEST(LocalService, KeepsShippedLogsWithoutTheKey) {
 }
 
 TEST(LocalService, RemembersEverythingAfterARestart) {
-    TemporaryDirectory directory;
-    const LocalServiceOptions options{.directory = directory.path()};
-    const std::vector<std::string> headers{"x-api-key: k", "x-user-id: u"};
-    std::string id;
-    {
-        LocalService service(options);
-        const auto answer = exchange(
-            service.port(), "POST", "/ai/v1/sessions", headers,
-            R"({"upload_data_type":"AUDIO","session_start_time":"2024-01-31T22:00:00+09:00","force_create":true})");
-        id = resultOf(answer).at("session_id");
-    }
-    LocalService service(options);
-    const auto report = resultOf(exchange(service.port(), "GET", "/data/v3/sessions/" + id, headers));
+    ServicePeer peer;
+    const auto id = peer.open("2024-01-31T22:00:00+09:00");
+    peer.restart();
+    const auto report = resultOf(peer.get("/data/v3/sessions/" + id));
     EXPECT_EQ(report.at("session").at("start_time"), "2024-01-31T13:00:00Z");
 }
 
 TEST(LocalService, SaysWhyItCannotStart) {
-    TemporaryDirectory directory;
+    const TemporaryDirectory directory;
+    const std::string path = directory.path;
     const auto reasonFor = [](const LocalServiceOptions& options) -> std::string {
         try {
             const LocalService service(options);
@@ -234,13 +215,13 @@ TEST(LocalService, SaysWhyItCannotStart) {
         }
         return "started";
     };
-    LocalService first({.directory = directory.path()});
-    EXPECT_THAT(reasonFor({.directory = directory.path(), .port = first.port()}),
+    LocalService first({.directory = path});
+    EXPECT_THAT(reasonFor({.directory = path, .port = first.port()}),
                 HasSubstr("port " + std::to_string(first.port())));
-    EXPECT_THAT(reasonFor({.directory = directory.path(), .host = "0.0.0.0"}), HasSubstr("loopback"));
+    EXPECT_THAT(reasonFor({.directory = path, .host = "0.0.0.0"}), HasSubstr("loopback"));
     EXPECT_THAT(reasonFor({.directory = ""}), HasSubstr("directory"));
-    std::ofstream(directory.path() + "/file") << "in the way";
-    EXPECT_THAT(reasonFor({.directory = directory.path() + "/file"}), HasSubstr("/file"));
+    std::ofstream(path + "/file") << "in the way";
+    EXPECT_THAT(reasonFor({.directory = path + "/file"}), HasSubstr("/file"));
 }
 
 TEST(LocalService, TellsItsOwnerWhatItAnswered) {

@@ -1,19 +1,8 @@
 #include "Support.hpp"
 
 #include <gmock/gmock.h>
-#include <nlohmann/json.hpp>
 
 namespace VelmorService::Testing {
-
-namespace {
-
-using nlohmann::json;
-
-json resultOf(const Answer& answer) {
-    return json::parse(answer.body, nullptr, false).value("result", json());
-}
-
-}  // namespace
 
 TEST(Reports, CountMissingChunksFromTimesAndNumbers) {
     // Expected are the whole half minutes from start to end, or as many as the highest number says.
@@ -116,12 +105,7 @@ TEST(Reports, MockTakesAWholeNightAndKeepsNothing) {
     ServicePeer peer;
     EXPECT_EQ(resultOf(peer.get("/mock/ai/v1/users/me")).at("user_id"), "me");
     EXPECT_EQ(peer.post("/mock/ai/v1/users", "{}").status, 200);
-    EXPECT_EQ(
-        peer.post(
-                "/mock/ai/v1/sessions",
-                R"({"upload_data_type":"AUDIO","session_start_time":"2024-01-01T00:00:00Z","force_create":true})")
-            .status,
-        200);
+    EXPECT_EQ(peer.post("/mock/ai/v1/sessions", sessionBody("2024-01-01T00:00:00Z")).status, 200);
     const std::vector<std::string> headers{"x-api-key: k", kFormType};
     const auto upload = [&](const std::string& form) {
         return exchange(peer.service().port(), "POST", "/mock/ai/v1/sessions/s/mel-data/0", headers, form)

@@ -2,12 +2,9 @@
 
 #include <arpa/inet.h>
 #include <array>
-#include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -16,17 +13,6 @@ namespace VelmorService::Testing {
 
 const std::string kFormType =
     "Content-Type: multipart/form-data; boundary=4C3BFD55-9D2B-4C5F-8A8F-6A7E1B0E7D11";
-
-TemporaryDirectory::TemporaryDirectory() {
-    std::string name = (std::filesystem::temp_directory_path() / "velmor-service-XXXXXX").string();
-    if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("mkdtemp");
-    path_ = name;
-}
-
-TemporaryDirectory::~TemporaryDirectory() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-}
 
 RawClient::RawClient(std::uint16_t port) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     sockaddr_in address{};
@@ -54,9 +40,7 @@ std::string RawClient::receive(std::size_t count) {
     std::array<char, 4096> block{};
     while (all.size() < count) {
         const auto got = ::recv(socket_, block.data(), std::min(block.size(), count - all.size()), 0);
-        if (got <= 0) {
-            break;
-        }
+        if (got <= 0) break;
         all.append(block.data(), static_cast<std::size_t>(got));
     }
     return all;
@@ -74,6 +58,16 @@ Answer exchange(std::uint16_t port, const std::string& method, const std::string
     const auto end = answer.find("\r\n\r\n");
     if (!answer.starts_with("HTTP/1.1 ") || end == std::string::npos) return {};
     return {std::stoi(answer.substr(9, 3)), answer.substr(0, end + 2), answer.substr(end + 4)};
+}
+
+json resultOf(const Answer& answer) {
+    const auto parsed = json::parse(answer.body, nullptr, false);
+    return parsed.is_object() ? parsed.value("result", json()) : json();
+}
+
+std::string sessionBody(const std::string& start, bool forced) {
+    return json{{"upload_data_type", "AUDIO"}, {"session_start_time", start}, {"force_create", forced}}
+        .dump();
 }
 
 std::string melFile(float value) {
@@ -94,18 +88,24 @@ std::string melForm(const std::string& npy) {
 }
 
 ServicePeer::ServicePeer(const std::string& apiKey, std::function<void(const ServedRequest&)> onRequest)
-    : service_(
-          {.directory = directory.path() + "/data", .apiKey = apiKey, .onRequest = std::move(onRequest)}) {}
+    : options_{.directory = directory.path / "data", .apiKey = apiKey, .onRequest = std::move(onRequest)} {
+    restart();
+}
+
+void ServicePeer::restart() {
+    service_.reset();
+    service_.emplace(options_);
+}
 
 Answer ServicePeer::call(const std::string& method, const std::string& target, const std::string& body) {
     return exchange(
-        service_.port(), method, target,
+        service_->port(), method, target,
         {"x-api-key: key", "timezone: Asia/Seoul", "x-user-id: " + user, "Content-Type: application/json"},
         body);
 }
 
 Answer ServicePeer::upload(const std::string& session, const std::string& sequence, const std::string& form) {
-    return exchange(service_.port(), "POST", "/ai/v1/sessions/" + session + "/mel-data/" + sequence,
+    return exchange(service_->port(), "POST", "/ai/v1/sessions/" + session + "/mel-data/" + sequence,
                     {"x-api-key: key", kFormType}, form);
 }
 
@@ -114,18 +114,17 @@ Answer ServicePeer::upload(const std::string& session, int sequence) {
 }
 
 std::string ServicePeer::open(const std::string& start) {
-    const auto answer = post("/ai/v1/sessions", R"({"service":null,"upload_data_type":"MELSPECTROGRAM",)"
-                                                R"("session_start_time":")" +
-                                                    start +
-                                                    R"(","force_create":true,"callback_url":null,)"
-                                                    R"("callback_version":null})");
+    auto body = json::parse(sessionBody(start));
+    body["upload_data_type"] = "MELSPECTROGRAM";
+    for (const char* absent : {"service", "callback_url", "callback_version"}) body[absent] = nullptr;
+    const auto answer = post("/ai/v1/sessions", body.dump());
     EXPECT_EQ(answer.status, 200) << answer.body;
-    return nlohmann::json::parse(answer.body).at("result").at("session_id").get<std::string>();
+    return resultOf(answer).at("session_id");
 }
 
 Answer ServicePeer::close(const std::string& session, const std::string& end, bool unexpected) {
     return post("/ai/v1/sessions/" + session + "/close",
-                nlohmann::json{{"session_end_time", end}, {"unexpected", unexpected}}.dump());
+                json{{"session_end_time", end}, {"unexpected", unexpected}}.dump());
 }
 
 }  // namespace VelmorService::Testing

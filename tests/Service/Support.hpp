@@ -1,27 +1,19 @@
 #pragma once
 
+#include "../TemporaryDirectory.hpp"
 #include "service/Http/Message.hpp"
 #include "service/LocalService.hpp"
 
-#include <filesystem>
 #include <functional>
+#include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace VelmorService::Testing {
 
-/// A directory that goes away with its owner.
-class TemporaryDirectory {
-  public:
-    TemporaryDirectory();
-    ~TemporaryDirectory();
-    TemporaryDirectory(const TemporaryDirectory&) = delete;
-    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-    std::string path() const { return path_.string(); }
-
-  private:
-    std::filesystem::path path_;
-};
+using nlohmann::json;
+using VelmorTests::TemporaryDirectory;
 
 /// A connection that sends and receives exactly the bytes it is told to.
 class RawClient {
@@ -47,6 +39,9 @@ struct Answer {
     std::string body;
 };
 
+/// The envelope's result; null where there is none.
+json resultOf(const Answer& answer);
+
 /// One request on a connection of its own, with the given header lines ("Name: value") and the length of the
 /// body.
 Answer exchange(std::uint16_t port, const std::string& method, const std::string& target,
@@ -58,6 +53,9 @@ std::string melFile(float value = 1.0F);
 std::string melForm(const std::string& npy);
 extern const std::string kFormType;  ///< the Content-Type line that goes with it
 
+/// The least that opens a session.
+std::string sessionBody(const std::string& start, bool forced = true);
+
 /// A service and a client that is joined as "tester" in Seoul.
 class ServicePeer {
   public:
@@ -65,7 +63,7 @@ class ServicePeer {
                          std::function<void(const ServedRequest&)> onRequest = {});
 
     Answer get(const std::string& target) { return call("GET", target); }
-    Answer post(const std::string& target, const std::string& json) { return call("POST", target, json); }
+    Answer post(const std::string& target, const std::string& body) { return call("POST", target, body); }
     Answer call(const std::string& method, const std::string& target, const std::string& body = {});
     Answer upload(const std::string& session, const std::string& sequence, const std::string& form);
     Answer upload(const std::string& session, int sequence);
@@ -73,12 +71,14 @@ class ServicePeer {
     std::string open(const std::string& start = "2024-01-31T14:00:00Z");
     Answer close(const std::string& session, const std::string& end, bool unexpected = false);
 
-    LocalService& service() { return service_; }
+    LocalService& service() { return *service_; }
+    void restart();
     std::string user = "tester";
     TemporaryDirectory directory;
 
   private:
-    LocalService service_;
+    const LocalServiceOptions options_;
+    std::optional<LocalService> service_;
 };
 
 }  // namespace VelmorService::Testing
