@@ -86,17 +86,6 @@ INSTANTIATE_TEST_SUITE_P(
                     Gap{10s, 8h, {"1: +160000 -320000", "961: -160000 +320000"}},
                     Gap{10s, 80h + 5s, {"1: +160000 -320000", "9601: -240000 +240000"}}));
 
-TEST_F(Night, ATimeOfDayThatJumpsRenumbersNothing) {
-    start();
-    pass(40s);
-    clock->stepWall(-24h * 365);
-    pass(30s);
-    clock->stepWall(24h * 1000);
-    pass(21s);
-    EXPECT_EQ(heard(), wholeChunks(0, 2));
-    EXPECT_EQ(*service->sinceFirstFrame(), 91s);
-}
-
 TEST_F(Night, NumbersHoldWhenTheAudioClockDrifts) {
     // A night of 26 h whose audio clock is 100 ppm fast: 9 s in the end, less than half a period.
     BootTime end{};
@@ -107,29 +96,20 @@ TEST_F(Night, NumbersHoldWhenTheAudioClockDrifts) {
     }
 }
 
-struct Stall {
-    nanoseconds length;
-    bool loses;
-};
-
-void PrintTo(const Stall& stall, std::ostream* out) {
-    *out << stall.length.count() << " ns";
-}
-
 class Lag : public Night {
   protected:
     Lag() : Night(true) {}
 };
 
-class Stalls : public Lag, public testing::WithParamInterface<Stall> {};
+class Stalls : public Lag, public testing::WithParamInterface<std::chrono::milliseconds> {};
 
 TEST_P(Stalls, OfTheMainLoopLoseNothingWithinTheQueue) {
     start();
     pass(20s);
-    audio->advance(GetParam().length);  // the loop stands still
+    audio->advance(GetParam());  // the loop stands still
     loop->runUntilIdle();
-    pass(120s - GetParam().length - 20s + 1s);
-    if (!GetParam().loses) {
+    pass(120s - GetParam() - 20s + 1s);
+    if (GetParam() < 40s) {
         EXPECT_EQ(heard(), wholeChunks(0, 3));
         return;
     }
@@ -139,9 +119,7 @@ TEST_P(Stalls, OfTheMainLoopLoseNothingWithinTheQueue) {
                             testing::MatchesRegex("2: \\+[0-9]+ -10[0-9]+ \\+320001"), "3: +480000"));
 }
 
-INSTANTIATE_TEST_SUITE_P(, Stalls,
-                         testing::Values(Stall{100ms, false}, Stall{10s, false}, Stall{35s, false},
-                                         Stall{50s, true}));
+INSTANTIATE_TEST_SUITE_P(, Stalls, testing::Values(100ms, 10'000ms, 35'000ms, 50'000ms));
 
 TEST_F(Lag, ChunksFinishedInOneSecondDoNotMix) {
     // The names carry seconds only. Two chunks finish at once, and the next begins, in the second of a lag.

@@ -31,15 +31,13 @@ using State = RecordingService::State;
 class Tone : public Testing::AudioSource {
   public:
     std::size_t read(std::uint64_t first, std::span<float> out) override {
-        const auto count = std::min<std::uint64_t>(out.size(), first < length ? length - first : 0);
-        for (std::size_t i = 0; i < count; ++i) out[i] = value(first + i);
-        return count;
+        for (float& frame : out) frame = value(first++);
+        return out.size();
     }
 
     std::function<float(std::uint64_t frame)> value = [](std::uint64_t frame) {
         return 0.25F + 0.01F * static_cast<float>(frame % 7);
     };
-    std::uint64_t length = UINT64_MAX;
 };
 
 inline std::string runs(std::span<const float> frames) {

@@ -12,13 +12,10 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 
 using Kind = PlatformError::Kind;
-using Steps = std::function<void(RecordingService&, Testing::VirtualMicrophone&)>;
-
-constexpr AudioFormat kCdFormat{44'100.0, 1};
 
 struct Row {
     const char* from;
-    Steps arrange;
+    std::vector<const char*> steps;  // of `States::arrange`
     const char* afterStart;
     const char* afterStop;
     const char* afterResume;
@@ -30,57 +27,38 @@ void PrintTo(const Row& row, std::ostream* out) {
 }
 
 const std::array<Row, 8> kRows{{
-    {"notDetermined", [](auto&, auto&) {}, "started", "notDetermined", "notDetermined", true},
-    {"started", [](auto& service, auto&) { service.start(); }, "started", "stopped", "resumed", false},
-    {"interrupted",
-     [](auto& service, auto& microphone) {
-         service.start();
-         microphone.beginInterruption();
-     },
-     "interrupted", "stopped", "resumed", false},
-    {"resumed",
-     [](auto& service, auto&) {
-         service.start();
-         service.resume();
-     },
-     "resumed", "stopped", "resumed", false},
-    {"stopped",
-     [](auto& service, auto&) {
-         service.start();
-         service.stop();
-     },
-     "started", "stopped", "stopped", true},
-    {"error(audioInitializationFailed)",
-     [](auto& service, auto& microphone) {
-         microphone.setInputFormat(kCdFormat);
-         service.start();
-         microphone.setInputFormat({48'000.0, 1});
-     },
-     "started", "stopped", "resumed", false},
-    {"error(cannotActivateInBackground)",
-     [](auto& service, auto& microphone) {
-         microphone.failActivating(PlatformError(Kind::backgroundActivation, "in the background"));
-         service.start();
-         microphone.failActivating({});
-     },
-     "started", "stopped", "resumed", false},
-    {"error(unknown(broken))",
-     [](auto& service, auto& microphone) {
-         microphone.failStarting(PlatformError(Kind::io, "broken"));
-         service.start();
-         microphone.failStarting({});
-     },
-     "started", "error(unknown(broken))", "resumed", true},
+    {"notDetermined", {}, "started", "notDetermined", "notDetermined", true},
+    {"started", {"start"}, "started", "stopped", "resumed", false},
+    {"interrupted", {"start", "interrupt"}, "interrupted", "stopped", "resumed", false},
+    {"resumed", {"start", "resume"}, "resumed", "stopped", "resumed", false},
+    {"stopped", {"start", "stop"}, "started", "stopped", "stopped", true},
+    {"error(audioInitializationFailed)", {"unfit", "start"}, "started", "stopped", "resumed", false},
+    {"error(cannotActivateInBackground)", {"background", "start"}, "started", "stopped", "resumed", false},
+    {"error(unknown(broken))", {"broken", "start"}, "started", "error(unknown(broken))", "resumed", true},
 }};
 
 class States : public RecorderScene, public testing::WithParamInterface<Row> {
   protected:
     void SetUp() override {
-        GetParam().arrange(*service, *microphone);
+        for (const std::string step : GetParam().steps) arrange(step);
+        microphone->setInputFormat({48'000.0, 1});
+        microphone->failActivating({});
+        microphone->failStarting({});
         settle();
         ASSERT_THAT(state(), HasSubstr(GetParam().from));
         printed();
         heard();
+    }
+
+    void arrange(const std::string& step) {
+        if (step == "start") service->start();
+        if (step == "stop") service->stop();
+        if (step == "resume") service->resume();
+        if (step == "interrupt") microphone->beginInterruption();
+        if (step == "unfit") microphone->setInputFormat({44'100.0, 1});
+        if (step == "background")
+            microphone->failActivating(PlatformError(Kind::backgroundActivation, "away"));
+        if (step == "broken") microphone->failStarting(PlatformError(Kind::io, "broken"));
     }
 
     /// The state without the date of its start.
@@ -203,10 +181,7 @@ TEST_P(Formats, AtTheStartAndInMidNightAreReportedOnce) {
 
 INSTANTIATE_TEST_SUITE_P(, Formats,
                          testing::Values(Unfit{{44'100.0, 1}, "sampleRate: 44100.0, channelCount: 1"},
-                                         Unfit{{8'000.0, 1}, "sampleRate: 8000.0, channelCount: 1"},
-                                         Unfit{{96'000.0, 1}, "sampleRate: 96000.0, channelCount: 1"},
                                          Unfit{{48'000.0, 2}, "sampleRate: 48000.0, channelCount: 2"},
-                                         Unfit{{48'000.0, 4}, "sampleRate: 48000.0, channelCount: 4"},
                                          Unfit{{0.0, 0}, "sampleRate: 0.0, channelCount: 0"},
                                          Unfit{{std::nan(""), 1}, "sampleRate: nan, channelCount: 1"}));
 
