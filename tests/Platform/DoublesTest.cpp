@@ -53,6 +53,11 @@ class ScriptedTransportTest : public testing::Test {
     ScriptedTransport transport{executor};
     std::vector<HttpResult> results;
 
+    std::vector<std::unique_ptr<HttpExchange>> sendThree() {
+        std::vector<std::unique_ptr<HttpExchange>> all;
+        while (all.size() < 3) all.push_back(send());
+        return all;
+    }
     std::unique_ptr<HttpExchange> send(const char* url = "http://127.0.0.1/x") {
         return transport.send({"GET", *Url::parse(url), {}, {}},
                               [this](HttpResult result) { results.push_back(std::move(result)); });
@@ -64,9 +69,7 @@ class ScriptedTransportTest : public testing::Test {
 TEST_F(ScriptedTransportTest, AnswersFromTheQueueThenFromTheHandler) {
     transport.enqueueStatus(204);
     transport.enqueueFailure(Kind::timedOut);
-    const auto a = send();
-    const auto b = send();
-    const auto c = send();
+    const auto others = sendThree();
     transport.setHandler([](const HttpRequest& r) { return HttpResponse{200, {}, r.url.path()}; });
     const auto d = send("http://127.0.0.1/d");
     EXPECT_TRUE(results.empty()) << "never from inside send";
@@ -86,9 +89,7 @@ TEST_F(ScriptedTransportTest, KeepsDelaysWithinTheLimits) {
     transport.enqueueStatus(200);
     transport.enqueue(HttpResponse{201, {}, {}}, 20s);
     transport.enqueueSilence();
-    const auto a = send();
-    const auto b = send();
-    const auto c = send();
+    const auto flights = sendThree();
     executor->advance(1999ms);
     EXPECT_TRUE(results.empty());
     executor->advance(1ms);
@@ -115,19 +116,17 @@ TEST_F(ScriptedTransportTest, AReleasedExchangeIsNeverAnswered) {
 }
 
 TEST(FixedDevice, SaysTheSameInEveryRun) {
-    FixedDevice a, b;
-    FixedDevice other(FixedDevice::usualFacts(), 2);
-    std::array<std::byte, 12> x{}, y{}, z{};
-    a.fillRandom(x);
-    b.fillRandom(y);
-    other.fillRandom(z);
-    EXPECT_EQ(x, y);
-    EXPECT_NE(x, z);
-    a.setTimeZone("Asia/Kolkata", 5h + 30min);
-    const auto time = a.localTime(WallTime{-1s});
-    EXPECT_EQ(time.tm_year, 70);
-    EXPECT_EQ(time.tm_hour, 5);
-    EXPECT_EQ(time.tm_min, 29);
+    const auto drawn = [](FixedDevice&& device) {
+        std::array<std::byte, 12> bytes{};
+        device.fillRandom(bytes);
+        return bytes;
+    };
+    EXPECT_EQ(drawn(FixedDevice()), drawn(FixedDevice()));
+    EXPECT_NE(drawn(FixedDevice()), drawn(FixedDevice(FixedDevice::usualFacts(), 2)));
+    FixedDevice device;
+    device.setTimeZone("Asia/Kolkata", 5h + 30min);
+    const auto time = device.localTime(WallTime{-1s});
+    EXPECT_EQ(std::tuple(time.tm_year, time.tm_hour, time.tm_min), std::tuple(70, 5, 29));
 }
 
 }  // namespace

@@ -1,3 +1,5 @@
+#include "../TemporaryDirectory.hpp"
+
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
@@ -35,19 +37,18 @@ std::optional<Kind> kindOf(Code&& code) {
     return {};
 }
 
+/// What `code` says in a child of this process that ends without cleaning up.
+template <class Code>
+bool inChild(Code&& code) {
+    const pid_t child = fork();
+    if (child == 0) _exit(code() ? 0 : 1);
+    int status = -1;
+    return waitpid(child, &status, 0) == child && status == 0;
+}
+
 class FilesTest : public testing::Test {
   protected:
-    void SetUp() override {
-        std::string pattern = testing::TempDir() + "velmor-files-XXXXXX";
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        root = pattern;
-        fs::create_directory(root / "tmp");
-        files = make();
-    }
-    void TearDown() override {
-        files.reset();
-        fs::remove_all(root);
-    }
+    FilesTest() { fs::create_directory(root / "tmp"); }
 
     std::shared_ptr<FileSystem> make() const {
         return makeFileSystem({(root / "data" / "deep").string(), (root / "tmp").string()});
@@ -61,8 +62,9 @@ class FilesTest : public testing::Test {
         return stat(path.c_str(), &info) == 0 ? info.st_mode & 0777U : 0;
     }
 
-    fs::path root;
-    std::shared_ptr<FileSystem> files;
+    const VelmorTests::TemporaryDirectory place;
+    const fs::path root = place.path;
+    std::shared_ptr<FileSystem> files = make();
 };
 
 TEST_F(FilesTest, ReadsWhatWasWrittenFromEveryPosition) {
@@ -158,16 +160,12 @@ TEST_F(FilesTest, ABaseThatIsNotOursIsRefused) {
 }
 
 TEST_F(FilesTest, WhatDeadProcessesLeftIsSweptAndTheLivingAreLeftAlone) {
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {  // dies without cleaning up
-        const auto mine = make();
-        mine->open(mine->temporaryDirectory() + "chunk", FileMode::create)->write(bytesOf("lost"));
-        _exit(0);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    ASSERT_EQ(status, 0);
+    std::shared_ptr<FileSystem> dead;
+    ASSERT_TRUE(inChild([&] {
+        dead = make();
+        dead->open(dead->temporaryDirectory() + "chunk", FileMode::create)->write(bytesOf("lost"));
+        return true;
+    }));
     ASSERT_EQ(directories(), 1U);
     fs::create_directory(base() / "somebody-elses");
     fs::create_directory_symlink(root, base() / "p-link");
@@ -184,16 +182,11 @@ TEST_F(FilesTest, WhatDeadProcessesLeftIsSweptAndTheLivingAreLeftAlone) {
 TEST_F(FilesTest, AForkedChildDoesNotTakeItsParentsFilesAway) {
     const auto path = files->temporaryDirectory() + "a";
     files->open(path, FileMode::create);
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
+    EXPECT_TRUE(inChild([&] {
         const bool apart = files->temporaryDirectory() + "a" != path;
         files.reset();
-        _exit(apart ? 0 : 1);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+        return apart;
+    }));
     EXPECT_TRUE(fs::exists(path));
     EXPECT_EQ(directories(), 1U);
 }

@@ -1,11 +1,13 @@
-#include "HttpSupport.hpp"
 #include "Platform/Linux/CurlTransport.hpp"
 #include "service/FaultServer.hpp"
 
 #include <atomic>
+#include <future>
 #include <gtest/gtest.h>
 #include <thread>
 #include <vector>
+
+#include <Velmor/Platform/Http.hpp>
 
 namespace Velmor {
 namespace {
@@ -16,6 +18,32 @@ using VelmorService::FaultServer;
 using Clock = std::chrono::steady_clock;
 
 constexpr auto kAtOnce = 250ms;
+
+HttpRequest requestTo(const std::string& url) {
+    return {"GET", Url::parse(url).value(), {}, {}, 5s, 10s};
+}
+
+/// The outcome of `request`, or a failure of kind `cancelled` when none came at all.
+HttpResult answerTo(HttpTransport& transport, HttpRequest request) {
+    auto promise = std::make_shared<std::promise<HttpResult>>();
+    auto answer = promise->get_future();
+    const auto exchange = transport.send(
+        std::move(request), [promise](HttpResult result) { promise->set_value(std::move(result)); });
+    if (answer.wait_for(std::chrono::seconds(30)) != std::future_status::ready)
+        return PlatformError(PlatformError::Kind::cancelled, "the transport never answered");
+    return answer.get();
+}
+
+std::optional<PlatformError::Kind> kindOf(const HttpResult& result) {
+    if (const auto* error = std::get_if<PlatformError>(&result)) return error->kind();
+    return {};
+}
+
+std::string textOf(const HttpResult& result) {
+    if (const auto* error = std::get_if<PlatformError>(&result))
+        return std::string(error->what()) + " (" + std::to_string(error->code()) + ")";
+    return std::to_string(std::get<HttpResponse>(result).status);
+}
 
 class HttpTest : public testing::Test {
   protected:
@@ -85,8 +113,6 @@ TEST_F(HttpTest, HandsOverStatusHeadersAndBody) {
     const auto result = answerTo(*transport, request("POST"));
     EXPECT_EQ(textOf(result), "204");
     EXPECT_EQ(std::get<HttpResponse>(result).headers, (HttpHeaders{{"X-Final", "1"}}));
-    server.enqueue(FaultServer::answer(200, "\x1f\x8b\x08 not unpacked", "Content-Encoding: gzip\r\n"));
-    EXPECT_EQ(std::get<HttpResponse>(answerTo(*transport, request("GET"))).body, "\x1f\x8b\x08 not unpacked");
 }
 
 TEST_F(HttpTest, RefusesWhatCannotBeSentSafely) {
