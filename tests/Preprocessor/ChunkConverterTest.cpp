@@ -131,13 +131,8 @@ std::vector<float> squareWave(float amplitude) {
     return signal;
 }
 
-struct Recording {
-    const char* name;
-    std::vector<float> signal;
-};
-
 TEST(ChunkConverter, MaskIsThatOfTheDecibelsCellForCell) {
-    const std::vector<Recording> recordings = {
+    const std::vector<std::pair<const char*, std::vector<float>>> recordings = {
         {"bedroom", TestSignals::bedroom()},
         {"noise", TestSignals::noise(480000, 0.1F)},
         {"quiet and loud", twoLevels(1e-4F, 0.5F)},
@@ -146,20 +141,19 @@ TEST(ChunkConverter, MaskIsThatOfTheDecibelsCellForCell) {
         {"levels that differ by a few units in the last place", constant(0.5F, 3e-6F)},
         {"levels that do not differ", constant(0.5F, 0.0F)},
     };
-    for (const Recording& recording : recordings)
+    for (const auto& [name, signal] : recordings)
         for (const ChunkKernels* kernels : allKernels()) {
-            SCOPED_TRACE(recording.name);
+            SCOPED_TRACE(name);
             ChunkConverter converter(*kernels);
             std::vector<float> mel(velmor::kMelCells);
-            converter.convert(recording.signal, mel);
+            converter.convert(signal, mel);
 
             velmor::Scan scan;
-            kernels->scan(recording.signal.data(), scan);
-            const auto clip = velmor::findNoiseClip(recording.signal, scan);
+            kernels->scan(signal.data(), scan);
+            const auto clip = velmor::findNoiseClip(signal, scan);
             ASSERT_TRUE(clip.found);
             auto noise = std::vector<float>(480000);
-            std::copy_n(recording.signal.begin() + static_cast<std::ptrdiff_t>(clip.start), 1600,
-                        noise.begin() + 256);
+            std::copy_n(signal.begin() + static_cast<std::ptrdiff_t>(clip.start), 1600, noise.begin() + 256);
             std::copy_n(noise.begin() + 257, 128, std::reverse_iterator(noise.begin() + 256));
             std::reverse_copy(noise.begin() + 256 + 1600 - 129, noise.begin() + 256 + 1599,
                               noise.begin() + 256 + 1600);
@@ -172,7 +166,7 @@ TEST(ChunkConverter, MaskIsThatOfTheDecibelsCellForCell) {
             const auto thresholds =
                 velmor::NoiseReduction::getThresh(velmor::NoiseReduction::getMeanAxis1(noiseDb),
                                                   velmor::NoiseReduction::getStdAxis1(noiseDb), 1.5F);
-            const auto levels = Feature::decibels(spectraOf(*kernels, recording.signal));
+            const auto levels = Feature::decibels(spectraOf(*kernels, signal));
             const Mask expected = velmor::NoiseReduction::createMask(levels, thresholds);
             EXPECT_EQ(differing(maskOf(converter), expected), 0U) << kernels->name;
         }

@@ -83,16 +83,8 @@ TEST(Istft, UndoesTheForwardTransform) {
     EXPECT_EQ(Feature::istft(flat, 0), Feature::istft(flat, 64)) << "a quarter of a frame unless it is told";
 }
 
-TEST(MelBank, ShapeOfTheFilters) {
-    const auto w = librosa::internal::melWeights(16000, 800, 20, 0, 8000);
-    ASSERT_EQ(w.rows(), 20U);
-    ASSERT_EQ(w.columns(), 401U);
-    EXPECT_EQ(w(0, 0), 0.0F);
-    for (std::size_t i = 0; i < 20; ++i) {
-        // The area of a triangle of height 2 / width, sampled every 20 Hz.
-        const auto row = w.row(i);
-        EXPECT_NEAR(std::accumulate(row.begin(), row.end(), 0.0F) * 20.0F, 1.0F, 0.02F) << "band " << i;
-    }
+// What the filters weigh is held against the reference.
+TEST(MelBank, ScaleIsLinearBelowItsJoint) {
     EXPECT_FLOAT_EQ(librosa::internal::hertzToMel(999), 999 / 66.666664F);
     EXPECT_FLOAT_EQ(librosa::internal::hertzToMel(1000), 15.000001F);
     for (const int hertz : {0, 500, 1000, 4000, 8000})

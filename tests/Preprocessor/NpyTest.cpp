@@ -17,21 +17,12 @@ std::string text(std::span<const std::byte> bytes) {
     return result;
 }
 
-TEST(Npy, ImageOfAMelArrayByteForByte) {
-    std::vector<float> values(24020);
-    std::iota(values.begin(), values.end(), 0.5F);
-    const std::string image = text(Npy({1, 20, 1201}, values, NpyByteOrder::native, false).format());
-    ASSERT_EQ(image.size(), 96157U);
-    using namespace std::string_literals;
-    EXPECT_EQ(
-        image.substr(0, 77),
-        "\x93NUMPY\x01\x00\x43\x00{ 'descr': '=f4', 'fortran_order': False, 'shape': (1, 20, 1201), }"s);
-    EXPECT_EQ(image.substr(77), text(std::as_bytes(std::span(values))));
-}
-
-TEST(Npy, HeadersAndPayloads) {
+TEST(Npy, ImagesByteForByte) {
     ASSERT_EQ(std::endian::native, std::endian::little) << "the payloads below are those of such a host";
     using namespace std::string_literals;
+    std::vector<float> cells(24020);
+    std::iota(cells.begin(), cells.end(), 1.0F);
+    const std::string mel = text(std::as_bytes(std::span(cells)));
     const std::string oneTwo = "\x00\x00\x80\x3f\x00\x00\x00\x40"s;
     struct Row {
         std::vector<std::int64_t> shape;
@@ -45,13 +36,15 @@ TEST(Npy, HeadersAndPayloads) {
         {{2}, NpyByteOrder::littleEndian, false, "<f4", "False", "(2,)", oneTwo},
         {{1, 2}, NpyByteOrder::native, true, "=f4", "True", "(1, 2)", oneTwo},
         {{2, 1}, NpyByteOrder::bigEndian, false, ">f4", "False", "(2, 1)", "\x3f\x80\0\0\x40\0\0\0"s},
+        {{1, 20, 1201}, NpyByteOrder::native, false, "=f4", "False", "(1, 20, 1201)", mel},
         {{0, 20, 1201}, NpyByteOrder::native, false, "=f4", "False", "(0, 20, 1201)", ""}};
     for (const Row& row : rows) {
         std::vector<float> elements(row.payload.size() / 4);
         std::iota(elements.begin(), elements.end(), 1.0F);
         const std::string image = text(Npy(row.shape, elements, row.order, row.fortranOrder).format());
-        EXPECT_EQ(image.substr(10), "{ 'descr': '" + row.descr + "', 'fortran_order': " + row.fortran +
-                                        ", 'shape': " + row.shapeText + ", }" + row.payload);
+        const std::string header = "{ 'descr': '" + row.descr + "', 'fortran_order': " + row.fortran +
+                                   ", 'shape': " + row.shapeText + ", }";
+        EXPECT_EQ(image, "\x93NUMPY\x01\0"s + static_cast<char>(header.size()) + '\0' + header + row.payload);
     }
 }
 
