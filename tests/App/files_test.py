@@ -2,36 +2,11 @@
 
 import os
 import struct
-import tempfile
 import unittest
-import wave
 
 import numpy
 
-from peer import Peer, velmor
-
-
-def write_wave(path, samples, rate, channels=1):
-    with wave.open(path, "wb") as file:
-        file.setnchannels(channels)
-        file.setsampwidth(2)
-        file.setframerate(rate)
-        file.writeframes(numpy.asarray(samples).astype("<i2").tobytes())
-
-
-class Folder(unittest.TestCase):
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = folder.name
-
-    def path(self, name):
-        return os.path.join(self.folder, name)
-
-    def write(self, name, data):
-        with open(self.path(name), "wb") as file:
-            file.write(data)
-        return self.path(name)
+from peer import Folder, Peer, velmor, write_wave
 
 
 class Mel(Folder):
@@ -72,6 +47,11 @@ class Mel(Folder):
 
 
 class BadRecordings(Folder):
+    def write(self, name, data):
+        with open(self.path(name), "wb") as file:
+            file.write(data)
+        return self.path(name)
+
     def bad_files(self):
         write_wave(self.path("whole.wav"), numpy.random.default_rng(4).normal(0, 500, 16000 * 40), 16000)
         with open(self.path("whole.wav"), "rb") as file:

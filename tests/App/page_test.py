@@ -1,18 +1,16 @@
 """The service's page in a headless browser: a night with a gap is shown, and the gap is where it was."""
 
 import json
-import os
 import shutil
 import struct
 import subprocess
 import sys
-import tempfile
 import unittest
 import zlib
 
 import numpy
 
-from peer import VELMOR, environment
+from peer import Folder, started, velmor
 
 BROWSER = shutil.which("chromium")
 SKIPPED = 77  # as ctest knows it
@@ -66,32 +64,21 @@ def unfiltered(raw, step):
     return out
 
 
-class Page(unittest.TestCase):
-    def setUp(self):
-        self.folder = tempfile.TemporaryDirectory()
-        self.addCleanup(self.folder.cleanup)
-        self.service = subprocess.Popen(
-            [VELMOR, "serve", "--json", "--service-dir", self.folder.name + "/service"],
-            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True, env=environment())
-        self.addCleanup(self.service.stdout.close)
-        self.addCleanup(self.service.wait)
-        self.addCleanup(self.service.terminate)
-        self.url = json.loads(self.service.stdout.readline())["url"]
-
-    def track(self):
-        subprocess.run([VELMOR, "track", "--synthetic", "12m", "--interrupt", "310-385", "--speed", "max",
-                        "--base-url", self.url, "--api-key", "key", "--user-id", "u1", "--quiet",
-                        "--data-dir", self.folder.name + "/data"],
-                       check=True, stdout=subprocess.DEVNULL, env=environment())
-
+class Page(Folder):
     def test_gap_is_shown_where_it_was(self):
-        self.track()
-        page = browse(self.url + "/", self.folder.name, "--dump-dom")
+        service = started("serve", "--json", "--service-dir", self.path("service"))
+        self.addCleanup(service.communicate)
+        self.addCleanup(service.terminate)
+        url = json.loads(service.stdout.readline())["url"] + "/"
+        tracked = velmor("track", "--synthetic", "12m", "--interrupt", "310-385", "--speed", "max", "--base-url", url[:-1],
+                         "--api-key", "key", "--user-id", "u1", "--quiet")
+        self.assertEqual(0, tracked.code, tracked.stderr)
+        page = browse(url, self.folder, "--dump-dom")
         self.assertIn(f"{CHUNKS - 1} of {CHUNKS} chunks arrived. Missing (4.2 %): {MISSING}.", page)
         self.assertIn("[CALL] startTracking", page, "the shipped log is on the page")
 
-        picture = os.path.join(self.folder.name, "page.png")
-        browse(self.url + "/", self.folder.name, f"--screenshot={picture}")
+        picture = self.path("page.png")
+        browse(url, self.folder, f"--screenshot={picture}")
         image = pixels(picture)[:, :, :3].astype(int)
         close = [(abs(image - numpy.array(colour)).sum(axis=2) < 12) for colour in (GOOD, GAP)]
         lane = int(close[0].sum(axis=1).argmax())  # the strip's lane of received and missing numbers

@@ -12,6 +12,8 @@ import subprocess
 import tempfile
 import threading
 import time
+import unittest
+import wave
 
 import numpy
 
@@ -134,10 +136,35 @@ class Outcome:
         return self.events()[-1]
 
 
+def write_wave(path, samples, rate, channels=1):
+    with wave.open(path, "wb") as file:
+        file.setnchannels(channels)
+        file.setsampwidth(2)
+        file.setframerate(rate)
+        file.writeframes(numpy.asarray(samples).astype("<i2").tobytes())
+
+
+class Folder(unittest.TestCase):
+    """A test with a folder that goes with it."""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = folder.name
+
+    def path(self, name):
+        return os.path.join(self.folder, name)
+
+
 def environment():
     """Nothing of the developer's own settings, and a home that goes away."""
     kept = {key: value for key, value in os.environ.items() if not key.startswith("VELMOR_")}
     return kept | {"TZ": "UTC", "XDG_DATA_HOME": os.path.join(tempfile.gettempdir(), "velmor-test-data")}
+
+
+def started(*arguments):
+    return subprocess.Popen([VELMOR, *map(str, arguments)], env=environment(), stdout=subprocess.PIPE,
+                            stderr=subprocess.PIPE, text=True)
 
 
 def velmor(*arguments, timeout=240):

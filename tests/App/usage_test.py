@@ -4,11 +4,10 @@ import json
 import os
 import re
 import subprocess
-import tempfile
 import unittest
 import xml.etree.ElementTree
 
-from peer import Peer, velmor
+from peer import Folder, Peer, velmor
 
 COMMAND_FOLDER = os.environ["VELMOR_COMMAND_FOLDER"]
 COMMANDS = ["track", "mel", "report", "sessions", "average", "delete-report", "delete-user", "serve", "doctor"]
@@ -34,10 +33,8 @@ class Usage(unittest.TestCase):
                 self.assertEqual((2, ""), (outcome.code, outcome.stdout), outcome.stderr)
                 self.assertIn("--help", outcome.stderr)
 
-    def test_version(self):
+    def test_version_and_help(self):
         self.assertRegex(velmor("--version").stdout, r"^velmor \d+\.\d+\.\d+\n$")
-
-    def test_help(self):
         self.assertEqual(velmor("track", "--help").stdout, velmor("help", "track").stdout)
         self.assertIn("doctor", velmor("help").stdout)
 
@@ -72,12 +69,7 @@ class Documentation(unittest.TestCase):
                 self.assertEqual(wanted, set(found.split()))
 
 
-class Questions(unittest.TestCase):
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = folder.name
-
+class Questions(Folder):
     def ask(self, *arguments):
         return velmor(*arguments, "--data-dir", self.folder)
 
@@ -97,7 +89,7 @@ class Questions(unittest.TestCase):
         self.assertEqual("No sessions.\n", self.ask("sessions", *period).stdout)
 
     def test_hypnogram(self):
-        picture = os.path.join(self.folder, "night.svg")
+        picture = self.path("night.svg")
         outcome = self.ask("report", "any", "--developer-mode", "--svg", picture)
         self.assertEqual(0, outcome.code, outcome.stderr)
         rows = {line.split()[0]: line for line in outcome.stdout.splitlines() if "\u2588" in line}

@@ -9,12 +9,14 @@ import sys
 import tempfile
 import threading
 import time
-import wave
 
 import numpy
 
-VELMOR = os.environ["VELMOR"]
-SERVER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "sound_server.sh")
+HERE = os.path.dirname(os.path.abspath(__file__))
+sys.path.append(os.path.join(HERE, "..", "App"))
+from peer import VELMOR, write_wave
+
+SERVER = os.path.join(HERE, "sound_server.sh")
 NOT_INSTALLED = 77
 
 RATE = 48000
@@ -131,11 +133,7 @@ def make_recording(path, seconds):
     at = numpy.arange(seconds * RATE) / RATE
     noise = numpy.random.default_rng(1).normal(0.0, 30.0, at.size)
     tone = 8000.0 * numpy.sin(2 * numpy.pi * TONE * at) * (at % PERIOD < BURST)
-    with wave.open(path, "wb") as file:
-        file.setnchannels(1)
-        file.setsampwidth(2)
-        file.setframerate(RATE)
-        file.writeframes((noise + tone).astype("<i2").tobytes())
+    write_wave(path, noise + tone, RATE)
 
 
 def as_converted(recording, directory):
