@@ -11,12 +11,16 @@
 #include <cstddef>
 #include <deque>
 #include <filesystem>
+#include <future>
 #include <gmock/gmock.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
+#include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
+#include <thread>
+#include <unistd.h>
 
 #include <Velmor/Testing.hpp>
 
@@ -26,18 +30,50 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
-/// From now on `call` fails with `error` in this thread, but for the standard streams.
-bool failCalls(unsigned call, unsigned error) {
+/// From now on each `call` of this thread ends with `action`, but for the standard streams.
+int filterCalls(unsigned call, unsigned action, unsigned flags = 0) {
     std::array<sock_filter, 6> code{{BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
                                      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, call, 0, 3),
                                      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args)),
                                      BPF_JUMP(BPF_JMP | BPF_JGT | BPF_K, 2, 0, 1),
-                                     BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | error),
+                                     BPF_STMT(BPF_RET | BPF_K, action),
                                      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)}};
     const sock_fprog program{static_cast<unsigned short>(code.size()), code.data()};
-    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
-           prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) return -1;
+    return static_cast<int>(syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, flags, &program));
 }
+
+/// Has each `call` of one thread interrupted by a signal, as it seems, once before it is let through.
+class Interrupter {
+  public:
+    /// In the thread in question, which must end before `answer` does.
+    bool begin(unsigned call) {
+        listener_ = filterCalls(call, SECCOMP_RET_USER_NOTIF, SECCOMP_FILTER_FLAG_NEW_LISTENER);
+        begun_.set_value();
+        return listener_ >= 0;
+    }
+
+    /// In a thread without the filter, until the other has ended. Returns how many calls were interrupted.
+    int answer() {
+        begun_.get_future().wait();
+        int calls = 0;
+        for (seccomp_notif call{}; ioctl(listener_, SECCOMP_IOCTL_NOTIF_RECV, &call) == 0; call = {}) {
+            seccomp_notif_resp response{};
+            response.id = call.id;
+            if (calls++ % 2 == 0)
+                response.error = -EINTR;
+            else
+                response.flags = SECCOMP_USER_NOTIF_FLAG_CONTINUE;
+            ioctl(listener_, SECCOMP_IOCTL_NOTIF_SEND, &response);
+        }
+        close(listener_);
+        return calls / 2;
+    }
+
+  private:
+    int listener_ = -1;
+    std::promise<void> begun_;
+};
 
 class Hum : public Testing::AudioSource {
   public:
@@ -180,6 +216,11 @@ const std::vector<Row> kRows{
     {"file-fault/no-more-files", "io", SYS_openat, ENFILE},
     {"file-fault/name-too-long", "io", SYS_openat, ENAMETOOLONG},
     {"file-fault/no-memory", "io", SYS_openat, ENOMEM},
+    {"file-fault/interrupted-open", "works", SYS_openat, EINTR},
+    {"file-fault/interrupted-write", "works", SYS_write, EINTR},
+    {"file-fault/interrupted-read", "works", SYS_read, EINTR},
+    {"file-fault/interrupted-sync", "works", SYS_fdatasync, EINTR},
+    {"file-fault/interrupted-truncate", "works", SYS_ftruncate, EINTR},
     {"file-fault/short-write", "works", 0, 0, [](P&) { limitFiles(1'200'000); },
      [](P&) { limitFiles(RLIM_INFINITY); }},
     {"file-fault/disk-full", "noSpace", 0, 0, fill, [](P& p) { fs::remove(p.root / "filler"); }},
@@ -215,14 +256,20 @@ void record(const Row& row, Place& place) {
     place.loop->advance(10s);
     std::string touched, reports;
     bool provoked = true;
-    std::thread([&] {
+    Interrupter interrupter;
+    std::thread faulty([&] {
         if (row.begin != nullptr) row.begin(place);
-        if (row.error != 0) provoked = failCalls(row.call, row.error);
+        if (row.error == EINTR)
+            provoked = interrupter.begin(row.call);
+        else if (row.error != 0)
+            provoked = filterCalls(row.call, SECCOMP_RET_ERRNO | row.error) == 0;
         touched = place.touch();
         place.loop->advance(25s);
         reports = contentOf(place.live);
         place.log->uploadLog({}, {});
-    }).join();
+    });
+    const int interrupted = row.error == EINTR ? interrupter.answer() : 0;
+    faulty.join();
     ASSERT_TRUE(provoked) << "seccomp filters are not permitted";
     EXPECT_EQ(touched, row.then);
     if (row.end != nullptr) row.end(place);
@@ -235,6 +282,10 @@ void record(const Row& row, Place& place) {
         for (const auto& text : each) reports += text + '\n';
     for (const std::int64_t number : {2, 3}) EXPECT_EQ(place.chunks[number], "480000") << number;
     const bool lost = !place.chunks.contains(0) || !place.chunks.contains(1);
+    if (row.error == EINTR) {
+        EXPECT_GT(interrupted, 0);
+        EXPECT_FALSE(lost);
+    }
     EXPECT_THAT(reports, testing::ContainsRegex(lost ? "fail |dropped|writing log|paste" : ""));
     EXPECT_LE(std::count_if(place.told.begin(), place.told.end(),
                             [](const auto& line) { return line.starts_with("fail"); }),

@@ -126,6 +126,15 @@ std::string systemTemporary() {
     return place != nullptr && *place == '/' ? place : "/tmp";
 }
 
+using Stream = std::unique_ptr<DIR, int (*)(DIR*)>;
+
+Stream openStream(const std::string& directory) {
+    DIR* stream = opendir(directory.c_str());
+    while (stream == nullptr && errno == EINTR) stream = opendir(directory.c_str());
+    if (stream == nullptr) throw Posix::error(directory, errno);
+    return {stream, closedir};
+}
+
 // Null at the end only.
 const dirent* next(DIR& stream, const std::string& directory) {
     errno = 0;
@@ -169,8 +178,7 @@ class PosixFiles : public FileSystem {
     }
 
     std::vector<std::string> list(const std::string& directory) override {
-        const std::unique_ptr<DIR, int (*)(DIR*)> stream(opendir(directory.c_str()), closedir);
-        if (!stream) throw Posix::error(directory, errno);
+        const auto stream = openStream(directory);
         std::vector<std::string> names;
         while (const dirent* entry = next(*stream, directory)) {
             struct stat info {};
