@@ -5,6 +5,9 @@ check_pie_supported(LANGUAGES CXX)  # so that programs are linked as they are co
 
 option(VELMOR_HARDEN "Harden as a release is hardened; needs optimisation" OFF)
 set(VELMOR_SANITIZE "" CACHE STRING "Sanitizers for every target, as -fsanitize= takes them")
+# For sources that only compute, on arrays of one caller, who is watched: under the thread sanitizer they would take most of
+# every test.
+set(velmor_computing $<$<STREQUAL:${VELMOR_SANITIZE},thread>:-fno-sanitize=thread>)
 
 # velmor_lightweight(NAME): objects that are linked into a host; it pays for their weight. Only the library itself is
 # optimised as a whole: for each of the tests that would take longer than it is worth. Names and tables of types are
