@@ -35,33 +35,24 @@ class Listener {
         return [this](std::span<const float> frames, BootTime captured) {
             const std::lock_guard lock(mutex_);
             if (closed_) ++late_;
-            heard_.insert(heard_.end(), frames.begin(), frames.end());
-            times_.emplace_back(heard_.size(), captured);
+            heard_.frames.insert(heard_.frames.end(), frames.begin(), frames.end());
+            heard_.times.emplace_back(heard_.frames.size(), captured);
             changed_.notify_all();
         };
     }
     AudioSession::Observer observer() {
         return [this](const AudioNotification& notification) {
-            std::function<void()> react;
-            {
-                const std::lock_guard lock(mutex_);
-                told_.push_back(notification);
-                react = react_;
-                changed_.notify_all();
-            }
-            if (react) react();
+            const std::lock_guard lock(mutex_);
+            told_.push_back(notification);
+            changed_.notify_all();
         };
     }
 
-    void onNotification(std::function<void()> react) {
-        const std::lock_guard lock(mutex_);
-        react_ = std::move(react);
-    }
     /// Whether that many more frames come within the time.
     bool hears(std::size_t frames, std::chrono::milliseconds within) {
         std::unique_lock lock(mutex_);
-        const auto wanted = heard_.size() + frames;
-        return changed_.wait_for(lock, within, [&] { return heard_.size() >= wanted; });
+        const auto wanted = heard_.frames.size() + frames;
+        return changed_.wait_for(lock, within, [&] { return heard_.frames.size() >= wanted; });
     }
     /// Whether such a notification comes within the time; it is taken.
     template <class Event>
@@ -88,28 +79,21 @@ class Listener {
         const std::lock_guard lock(mutex_);
         return late_;
     }
-    std::vector<float> heard() {
+    struct Heard {
+        std::vector<float> frames;
+        std::vector<std::pair<std::size_t, BootTime>> times;  // number of frames up to a time
+    };
+    /// What came since the last call.
+    Heard heard() {
         const std::lock_guard lock(mutex_);
-        return heard_;
-    }
-    /// Number of frames up to a time.
-    std::vector<std::pair<std::size_t, BootTime>> times() {
-        const std::lock_guard lock(mutex_);
-        return times_;
-    }
-    void forget() {
-        const std::lock_guard lock(mutex_);
-        heard_.clear();
-        times_.clear();
+        return std::exchange(heard_, {});
     }
 
   private:
     std::mutex mutex_;
     std::condition_variable changed_;
-    std::vector<float> heard_;
-    std::vector<std::pair<std::size_t, BootTime>> times_;
+    Heard heard_;
     std::vector<AudioNotification> told_;
-    std::function<void()> react_;
     bool closed_ = false;
     std::size_t late_ = 0;
 };
@@ -178,12 +162,11 @@ TEST_F(MicrophoneTest, HearsWhatIsPlayedFrameForFrame) {
     startEngine();
     server_.play("room", {kTone, kOtherTone}, 10s);
     ASSERT_TRUE(listener_.hears(48'000, 5s));
-    listener_.forget();
+    listener_.heard();
     ASSERT_TRUE(listener_.hears(3 * 48'000, 5s));
-    const auto heard = listener_.heard();
-    const auto times = listener_.times();
+    const auto [frames, times] = listener_.heard();
     for (const double tone : {kTone, kOtherTone}) {
-        const auto readings = follow(tone, heard);
+        const auto readings = follow(tone, frames);
         for (std::size_t i = 0; i < readings.size(); ++i) {
             ASSERT_NEAR(readings[i].amplitude, 0.25, 0.005) << "window " << i;
             ASSERT_NEAR(std::remainder(readings[i].phase - readings[0].phase, 2.0 * std::numbers::pi), 0.0,
@@ -198,16 +181,6 @@ TEST_F(MicrophoneTest, HearsWhatIsPlayedFrameForFrame) {
     EXPECT_GE(times.back().second, clock_->bootNow() - 1s);
     const double apart = std::chrono::duration<double>(times.back().second - times.front().second).count();
     EXPECT_NEAR(apart, static_cast<double>(times.back().first - times.front().first) / kRate, 0.4);
-}
-
-TEST_F(MicrophoneTest, AsksTheServerForPermission) {
-    EXPECT_EQ(audio_->session().recordPermission(), RecordPermission::undetermined);
-    std::promise<bool> answered;
-    audio_->session().requestRecordPermission([&](bool granted) { answered.set_value(granted); });
-    auto answer = answered.get_future();
-    ASSERT_EQ(answer.wait_for(2s), std::future_status::ready);
-    EXPECT_TRUE(answer.get());
-    EXPECT_EQ(audio_->session().recordPermission(), RecordPermission::granted);
 }
 
 TEST_F(MicrophoneTest, TellsOfASuspendedAMovedAndAnUnloadedSource) {
@@ -279,13 +252,12 @@ TEST_F(MicrophoneTest, LetsTheDeviceGoAtOnceOnAnyThread) {
 
     // In a notification, together with the system that tells it, while the source has more to give.
     Listener second;
-    audio_->session().observe(second.observer());
     engine_ = audio_->makeEngine();
     engine_->installTap(19'200, engine_->inputFormat(), second.tap());
     engine_->start();
     ASSERT_TRUE(second.hears(9'600, kFirstFrames));
     std::promise<void> released;
-    second.onNotification([&] {
+    audio_->session().observe([&](const AudioNotification&) {
         engine_.reset();
         second.close();
         audio_.reset();
@@ -331,9 +303,11 @@ TEST_F(MicrophoneTest, SaysWhatIsMissing) {
         setenv("PULSE_SERVER", row.server.c_str(), 1);
         const auto began = clock_->bootNow();
         const auto audio = makePulseAudioSystem(clock_, {.source = row.source}, row.library);
+        EXPECT_EQ(audio->session().recordPermission(), RecordPermission::undetermined);
         std::promise<bool> answered;
         audio->session().requestRecordPermission([&](bool granted) { answered.set_value(granted); });
         EXPECT_EQ(answered.get_future().get(), row.granted);
+        EXPECT_EQ(audio->session().recordPermission() == RecordPermission::granted, *row.activation == '\0');
         const auto engine = audio->makeEngine();
         const auto activation = failure([&] { audio->session().activate(); });
         EXPECT_EQ(activation.empty(), *row.activation == '\0') << activation;

@@ -3,8 +3,6 @@
 #include <array>
 #include <cmath>
 #include <csignal>
-#include <cstdio>
-#include <fcntl.h>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
@@ -14,6 +12,7 @@
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 namespace Velmor::Tests {
 namespace {
@@ -22,16 +21,10 @@ using namespace std::chrono_literals;
 
 constexpr int kNotInstalled = 77;
 
-pid_t spawn(const std::vector<std::string>& command, int input) {
-    std::vector<char*> arguments;
-    arguments.reserve(command.size() + 1);
-    for (const auto& part : command) arguments.push_back(const_cast<char*>(part.c_str()));
-    arguments.push_back(nullptr);
-    const pid_t child = fork();
-    if (child != 0) return child;
-    dup2(input, STDIN_FILENO);
-    execvp(arguments[0], arguments.data());
-    _exit(127);
+FILE* run(const std::string& command, const char* mode) {
+    FILE* const started = popen(command.c_str(), mode);
+    if (started == nullptr) throw std::runtime_error(command);
+    return started;
 }
 
 int freePort() {
@@ -48,61 +41,43 @@ int freePort() {
 
 }  // namespace
 
-SoundServer::SoundServer() : port_(freePort()) {
-    std::string name = (std::filesystem::temp_directory_path() / "velmor-sound-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no directory for the sound server");
-    directory_ = name;
-}
+SoundServer::SoundServer() : port_(freePort()) {}
 
 SoundServer::~SoundServer() {
-    for (const pid_t player : players_) {
-        ::kill(player, SIGTERM);
-        waitpid(player, nullptr, 0);
-    }
-    end();
-    std::error_code ignored;
-    std::filesystem::remove_all(directory_, ignored);
+    end();  // and the players lose their server
+    for (FILE* player : players_) pclose(player);
 }
 
-void SoundServer::end() {
-    if (script_ <= 0) return;
-    close(leash_);
-    waitpid(script_, nullptr, 0);
-    script_ = -1;
+int SoundServer::end() {
+    return script_ == nullptr ? 0 : pclose(std::exchange(script_, nullptr));
 }
 
 bool SoundServer::start() {
-    std::array<int, 2> pipe{};
-    if (pipe2(pipe.data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe for the sound server");
-    leash_ = pipe[1];
-    script_ = spawn({"sh", VELMOR_SOUND_SERVER, "pulse", directory_, std::to_string(port_)}, pipe[0]);
-    close(pipe[0]);
-    for (int attempt = 0; attempt < 200; ++attempt) {
-        if (std::filesystem::exists(directory_ / "socket")) return true;
-        int status = 0;
-        if (waitpid(script_, &status, WNOHANG) == script_) {
-            script_ = -1;
-            close(leash_);
-            if (WIFEXITED(status) && WEXITSTATUS(status) == kNotInstalled) return false;
-            break;
-        }
+    const auto ended = directory() / "ended";
+    std::filesystem::remove(ended);
+    script_ = run("sh " VELMOR_SOUND_SERVER " pulse " + directory().string() + ' ' + std::to_string(port_) +
+                      "; code=$?; echo >" + ended.string() + "; exit $code",
+                  "we");
+    for (int attempt = 0; attempt < 200 && !std::filesystem::exists(ended); ++attempt) {
+        if (std::filesystem::exists(directory() / "socket")) return true;
         std::this_thread::sleep_for(50ms);
     }
+    if (const int status = end(); WIFEXITED(status) && WEXITSTATUS(status) == kNotInstalled) return false;
     throw std::runtime_error("the sound server does not start");
 }
 
 void SoundServer::kill() {
     pid_t server = 0;
-    std::ifstream(directory_ / "pid") >> server;
+    std::ifstream(directory() / "pid") >> server;
     if (server > 1) ::kill(server, SIGKILL);
     end();
-    std::filesystem::remove(directory_ / "socket");
+    std::filesystem::remove(directory() / "socket");
 }
 
 std::string SoundServer::control(const std::vector<std::string>& arguments) const {
-    std::string command = "PULSE_SERVER='" + address() + "' HOME='" + directory_.string() + "' pactl";
+    std::string command = "PULSE_SERVER='" + address() + "' HOME='" + directory().string() + "' pactl";
     for (const auto& argument : arguments) command += " '" + argument + "'";
-    FILE* output = popen(command.c_str(), "r");
+    FILE* output = run(command, "re");
     std::string text;
     for (std::array<char, 512> line{}; fgets(line.data(), line.size(), output) != nullptr;)
         text += line.data();
@@ -121,7 +96,7 @@ std::size_t SoundServer::recorders() const {
 
 void SoundServer::play(const std::string& sink, const std::vector<double>& tones, std::chrono::seconds time) {
     constexpr int kRate = 48'000;
-    const auto path = directory_ / ("tones-" + std::to_string(players_.size()) + ".raw");
+    const auto path = directory() / ("tones-" + std::to_string(players_.size()) + ".raw");
     std::vector<float> samples(static_cast<std::size_t>(time.count() * kRate));
     for (std::size_t i = 0; i < samples.size(); ++i)
         for (const double tone : tones)
@@ -130,11 +105,10 @@ void SoundServer::play(const std::string& sink, const std::vector<double>& tones
     std::ofstream(path, std::ios::binary)
         .write(reinterpret_cast<const char*>(samples.data()),
                static_cast<std::streamsize>(samples.size() * sizeof(float)));
-    const int nothing = open("/dev/null", O_RDONLY | O_CLOEXEC);
-    players_.push_back(spawn({"pacat", "--server=" + address(), "--device=" + sink, "--raw",
-                              "--format=float32le", "--rate=48000", "--channels=1", path},
-                             nothing));
-    close(nothing);
+    players_.push_back(run("pacat --server=" + address() + " --device=" + sink +
+                               " --raw --format=float32le --rate=48000 --channels=1 " + path.string() +
+                               " </dev/null 2>&1",
+                           "re"));
 }
 
 }  // namespace Velmor::Tests

@@ -1,12 +1,12 @@
 // A real sound server without a sound card, and what is played into it.
 #pragma once
 
+#include "../TemporaryDirectory.hpp"
+
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
-#include <optional>
 #include <string>
-#include <sys/types.h>
-#include <utility>
 #include <vector>
 
 namespace Velmor::Tests {
@@ -21,10 +21,10 @@ class SoundServer {
 
     /// Starts it and waits until it listens. False where it is not installed; throws where it does not start.
     bool start();
-    std::string address() const { return "unix:" + (directory_ / "socket").string(); }
+    std::string address() const { return "unix:" + (directory() / "socket").string(); }
     /// Where it also listens, on the loopback address, for users with a cookie that nobody has.
     int port() const { return port_; }
-    const std::filesystem::path& directory() const { return directory_; }
+    const std::filesystem::path& directory() const { return directory_.path; }
 
     /// As a crash does it.
     void kill();
@@ -36,13 +36,12 @@ class SoundServer {
     void play(const std::string& sink, const std::vector<double>& tones, std::chrono::seconds time);
 
   private:
-    void end();
+    int end();
 
     const int port_;
-    std::filesystem::path directory_;
-    pid_t script_ = -1;
-    int leash_ = -1;  // the script's standard input
-    std::vector<pid_t> players_;
+    const VelmorTests::TemporaryDirectory directory_;
+    FILE* script_ = nullptr;  // runs until its standard input ends
+    std::vector<FILE*> players_;
 };
 
 }  // namespace Velmor::Tests
