@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -20,15 +21,12 @@ class Scene : public testing::Test, public VelmorDebugLoggerDelegate {
   protected:
     Scene() {
         device->setTimeZone("Asia/Seoul", std::chrono::hours(9));
-        auto made = std::make_shared<Platform>();
-        made->clock = clock;
-        made->mainLoop = made->tasks = made->background = executor;
-        made->http = http;
-        made->files = files;
-        made->device = device;
-        made->logUrl = Url::parse("https://logs.test");
-        platform = made;
-        log = std::make_shared<LogAPI>(platform);
+        platform->clock = clock;
+        platform->mainLoop = platform->tasks = platform->background = executor;
+        platform->http = http;
+        platform->files = files;
+        platform->device = device;
+        platform->logUrl = Url::parse("https://logs.test");
         setDebugLoggerDelegate(std::shared_ptr<VelmorDebugLoggerDelegate>(this, [](auto*) {}));
     }
     ~Scene() override { setDebugLoggerDelegate(nullptr); }
@@ -36,6 +34,14 @@ class Scene : public testing::Test, public VelmorDebugLoggerDelegate {
     void didPrint(const std::string& message) override {
         constexpr std::string_view kMark = "[Velmor SDK] ";
         debugLines.push_back(message.substr(message.find(kMark) + kMark.size()));
+    }
+
+    /// Lines of the log file, without time.
+    std::vector<std::string> logged() const {
+        std::vector<std::string> lines;
+        std::istringstream text(files->contents("/documents/VelmorSDK.log").value_or(""));
+        for (std::string line; std::getline(text, line);) lines.push_back(line.substr(line.find(" | ") + 3));
+        return lines;
     }
 
     static Config config(std::string userId = "u1") {
@@ -47,8 +53,8 @@ class Scene : public testing::Test, public VelmorDebugLoggerDelegate {
     std::shared_ptr<Testing::ScriptedTransport> http = std::make_shared<Testing::ScriptedTransport>(executor);
     std::shared_ptr<Testing::MemoryFiles> files = std::make_shared<Testing::MemoryFiles>();
     std::shared_ptr<Testing::FixedDevice> device = std::make_shared<Testing::FixedDevice>();
-    std::shared_ptr<const Platform> platform;
-    std::shared_ptr<LogAPI> log;
+    std::shared_ptr<Platform> platform = std::make_shared<Platform>();
+    std::shared_ptr<LogAPI> log = std::make_shared<LogAPI>(platform);
     std::vector<std::string> debugLines;
 };
 

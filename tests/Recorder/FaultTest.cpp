@@ -87,15 +87,5 @@ TEST_F(Faults, WhatADeadProcessLeftIsSweptOnce) {
     EXPECT_THAT(temporaryFiles(), Contains("result-1:00:00 PM.mel"));
 }
 
-TEST_F(Faults, ChunksReachThePreprocessorAndComeBackAsArrays) {
-    core = RecorderCore::make(platform, log, self);
-    start();
-    pass(31s);
-    const auto chunks = heard();
-    ASSERT_EQ(chunks.size(), 1U);
-    EXPECT_EQ(chunks[0].size(), 2U + 96'157U);
-    EXPECT_THAT(chunks[0].substr(0, 200), HasSubstr("'shape': (1, 20, 1201)"));
-}
-
 }  // namespace
 }  // namespace Velmor

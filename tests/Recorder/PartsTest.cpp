@@ -2,25 +2,17 @@
 #include "Recorder/AudioConstants.hpp"
 #include "Recorder/CaptureQueue.hpp"
 #include "Recorder/ChunkCutter.hpp"
-#include "Recorder/FileChunkStore.hpp"
 #include "Recorder/Resampler.hpp"
 #include "Recorder/WaveHeader.hpp"
+#include "RecorderScene.hpp"
 
 #include <atomic>
-#include <chrono>
 #include <cmath>
-#include <gtest/gtest.h>
 #include <numeric>
-#include <string>
 #include <thread>
-#include <vector>
-
-#include <Velmor/Testing.hpp>
 
 namespace Velmor {
 namespace {
-
-using namespace std::chrono_literals;
 
 // No two frames alike.
 std::vector<float> ramp(std::size_t frames) {
@@ -41,15 +33,12 @@ std::vector<float> resampled(const std::vector<float>& in, std::size_t block) {
     return out;
 }
 
+class Parts : public RecorderScene {};
+
 // Lost frames can leave chunks half a period off, where the rounding would give two the same number.
-TEST(ChunkCutter, NumbersGrowHoweverFarTheChunksAreOff) {
-    Platform given;
-    given.files = std::make_shared<Testing::MemoryFiles>();
-    given.device = std::make_shared<Testing::FixedDevice>();
-    given.clock = std::make_shared<Testing::VirtualClock>();
-    const auto platform = std::make_shared<const Platform>(given);
+TEST_F(Parts, NumbersGrowHoweverFarTheChunksAreOff) {
     std::vector<std::int64_t> numbers;
-    ChunkCutter cutter(platform, std::make_shared<LogAPI>(platform), BootTime{},
+    ChunkCutter cutter(platform, log, BootTime{},
                        [&](const std::string&, std::int64_t sequence) { numbers.push_back(sequence); });
     const std::vector<float> chunk(kChunkFrames);
     for (const auto end : {45'001ms, 74'999ms, 105'001ms, 600'000ms}) cutter.append(chunk, BootTime{end});
@@ -146,10 +135,7 @@ TEST(WaveHeader, IsAsItIsWritten) {
                         bytes({4, 0, 0, 0, 0, 0x53, 7, 0}) + "data" + bytes({0, 0x4c, 0x1d, 0}));
 }
 
-TEST(FileChunkStore, ReadsWaveFilesAndNothingElse) {
-    auto platform = std::make_shared<Platform>();
-    const auto files = std::make_shared<Testing::MemoryFiles>();
-    platform->files = files;
+TEST_F(Parts, WaveFilesAreReadAndNothingElse) {
     FileChunkStore store(platform);
     const auto header = waveHeader({44'100, 2, 3});
     const std::string whole =

@@ -3,7 +3,7 @@
 // silence.
 #pragma once
 
-#include "Log/LogAPI.hpp"
+#include "../APIService/Scene.hpp"
 #include "Recorder/FileChunkStore.hpp"
 #include "Recorder/RecorderCore.hpp"
 
@@ -52,24 +52,16 @@ inline std::string runs(std::span<const float> frames) {
     return text;
 }
 
-class RecorderScene : public testing::Test, public VelmorDebugLoggerDelegate, public VelmorRecordingDelegate {
+class RecorderScene : public Scene, public VelmorRecordingDelegate {
   protected:
     /// `ownAudioThread`: the microphone runs on an executor of its own, so that the main loop may stand
     /// still.
     explicit RecorderScene(bool ownAudioThread = false)
         : audio(ownAudioThread ? std::make_shared<Testing::ManualExecutor>(clock) : loop) {
-        auto made = std::make_shared<Platform>();
-        made->clock = clock;
-        made->mainLoop = made->tasks = made->background = loop;
-        made->audio = microphone;
-        made->files = files;
-        made->device = device;
-        platform = made;
-        log = std::make_shared<LogAPI>(platform);
-        setDebugLoggerDelegate(std::shared_ptr<VelmorDebugLoggerDelegate>(this, [](auto*) {}));
+        platform->audio = microphone;
+        device->setTimeZone("UTC", 0h);
         open();
     }
-    ~RecorderScene() override { setDebugLoggerDelegate(nullptr); }
 
     /// A recorder in its first state.
     void open() {
@@ -119,17 +111,6 @@ class RecorderScene : public testing::Test, public VelmorDebugLoggerDelegate, pu
     /// What has been heard since the last call.
     std::vector<std::string> heard() { return std::exchange(events, {}); }
     std::vector<std::string> printed() { return std::exchange(debugLines, {}); }
-    /// Lines of the log file, without time.
-    std::vector<std::string> logged() {
-        std::vector<std::string> lines;
-        const std::string all = files->contents("/documents/VelmorSDK.log").value_or("");
-        for (std::size_t from = 0; from < all.size();) {
-            const auto to = all.find('\n', from);
-            lines.push_back(all.substr(from + 26, to - from - 26));
-            from = to + 1;
-        }
-        return lines;
-    }
     std::vector<std::string> temporaryFiles() const {
         std::vector<std::string> found;
         for (const auto& path : files->paths())
@@ -144,25 +125,16 @@ class RecorderScene : public testing::Test, public VelmorDebugLoggerDelegate, pu
     void didInterrupt() override { events.emplace_back("interrupt"); }
     void didResume() override { events.emplace_back("resume"); }
     void micPermissionWasDenied() override { events.emplace_back("denied"); }
-    void didPrint(const std::string& message) override {
-        debugLines.push_back(message.substr(message.find("] ") + 2));
-    }
 
-    std::shared_ptr<Testing::VirtualClock> clock = std::make_shared<Testing::VirtualClock>();
-    std::shared_ptr<Testing::ManualExecutor> loop = std::make_shared<Testing::ManualExecutor>(clock);
+    std::shared_ptr<Testing::ManualExecutor> loop = executor;
     std::shared_ptr<Testing::ManualExecutor> audio;
     std::shared_ptr<Tone> tone = std::make_shared<Tone>();
     std::shared_ptr<Testing::VirtualMicrophone> microphone =
         std::make_shared<Testing::VirtualMicrophone>(audio, clock, tone);
-    std::shared_ptr<Testing::MemoryFiles> files = std::make_shared<Testing::MemoryFiles>();
-    std::shared_ptr<Testing::FixedDevice> device = std::make_shared<Testing::FixedDevice>();
-    std::shared_ptr<const Platform> platform;
-    std::shared_ptr<LogAPI> log;
     std::shared_ptr<VelmorRecordingDelegate> self{this, [](auto*) {}};
     std::shared_ptr<RecorderCore> core;
     RecordingService* service = nullptr;
     std::vector<std::string> events;
-    std::vector<std::string> debugLines;
     int conversionFailures = 0;
 };
 

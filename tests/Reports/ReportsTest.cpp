@@ -41,14 +41,6 @@ class ReportsTest : public Scene {
         return out;
     }
 
-    std::vector<std::string> logLines() const {
-        std::vector<std::string> out;
-        std::string text = files->contents("/documents/VelmorSDK.log").value_or("");
-        for (std::size_t end = 0; (end = text.find('\n')) != std::string::npos; text.erase(0, end + 1))
-            out.push_back(text.substr(0, end).substr(text.find(" | ") + 3));
-        return out;
-    }
-
     std::shared_ptr<ReportQueries> queries = ReportQueries::make(platform, log);
     std::shared_ptr<Reports> reports = std::make_shared<Reports>(queries);
 };
@@ -71,7 +63,7 @@ TEST_F(ReportsTest, RequestsAndLines) {
                 "data/v1/sessions?date_gte=2024-03-01&date_lte=a%20b&order_by=DESC&offset=-1&limit=20",
             "DELETE " + base + "ai/v1/sessions/s1",
             "GET " + base + "data/v1/users/u%201/average-stats?start_date=2024-03-01&end_date=x&y%23z"));
-    EXPECT_THAT(logLines(),
+    EXPECT_THAT(logged(),
                 ElementsAre("I | reports | [CALL] report callback s/1",
                             "I | reports | [CALL] reports callback 2024-03-01 - a b, offset : -1, limit : 20",
                             "I | reports | [CALL] deleteReport callback s1",
@@ -131,11 +123,11 @@ TEST_F(ReportsTest, ResultsArriveInBothForms) {
     reports->deleteReport("s1", [&](auto error) { heard.emplace_back(error ? "failed" : "deleted"); });
     reports->getAverageReport("a", "b", hear);
     EXPECT_EQ(http->requestCount(), 0U);  // nothing on the caller's thread
-    EXPECT_EQ(logLines().size(), 4U);
+    EXPECT_EQ(logged().size(), 4U);
     executor->runUntilIdle();
     EXPECT_THAT(heard, ElementsAre("Timezone: As", "2 sessions", "deleted", "Period: [tim"));
-    EXPECT_EQ(logLines()[3], "I | reports | [CALL] getAverageReport callback a - b");
-    EXPECT_EQ(logLines()[7], "I | reports | [CALL] getAverageReport async a - b");
+    EXPECT_EQ(logged()[3], "I | reports | [CALL] getAverageReport callback a - b");
+    EXPECT_EQ(logged()[7], "I | reports | [CALL] getAverageReport async a - b");
 
     const auto list = reports->reports("a", "b", Model::OrderBy::ascending, 0, 2);
     executor->runUntilIdle();
@@ -152,7 +144,7 @@ TEST_F(ReportsTest, CallbacksHearOfErrorsAndMayThrow) {
     });
     executor->runUntilIdle();
     EXPECT_EQ(heard->description(), "httpStatus(403, no)");
-    EXPECT_EQ(logLines().back(), "E | reports | Completion block failed: host");
+    EXPECT_EQ(logged().back(), "E | reports | Completion block failed: host");
 }
 
 }  // namespace
