@@ -54,6 +54,7 @@ TEST(JsonText, IsValidWhateverTheBytes) {
 
 TEST(RequestReader, RefusesWhatIsNotHttp) {
     ServicePeer peer;
+    const std::string post = "POST /ai/v1/users HTTP/1.1\r\n", chunked = "Transfer-Encoding: chunked\r\n\r\n";
     const struct {
         std::string bytes;
         const char* status;
@@ -68,17 +69,14 @@ TEST(RequestReader, RefusesWhatIsNotHttp) {
         {"GET / HTTP/1.1\r\nA: b\nC: d\r\n\r\n", "400"},
         {"GET /" + std::string(9000, 'a') + " HTTP/1.1\r\n\r\n", "414"},
         {"GET / HTTP/1.1\r\nA: " + std::string(70000, 'a') + "\r\n\r\n", "431"},
-        {"POST /ai/v1/users HTTP/1.1\r\nContent-Length: 2\r\nContent-Length: 3\r\n\r\n{}", "400"},
-        {"POST /ai/v1/users HTTP/1.1\r\nContent-Length: -2\r\n\r\n{}", "400"},
-        {"POST /ai/v1/users HTTP/1.1\r\nContent-Length: 5000000\r\n\r\n", "413"},
-        {"POST /ai/v1/users HTTP/1.1\r\nContent-Length: 2\r\nTransfer-Encoding: chunked\r\n\r\n{}", "400"},
-        {"POST /ai/v1/users HTTP/1.1\r\nTransfer-Encoding: gzip\r\n\r\n{}", "501"},
-        {"POST /ai/v1/users HTTP/1.1\r\nx-api-key: k\r\nTransfer-Encoding: "
-         "chunked\r\n\r\n1;x=y\r\n{\r\n1\r\n}\r\n0\r\n"
-         "\r\n",
-         "200"},
-        {"POST /ai/v1/users HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n1\r\n{}\r\n", "400"},
-        {"POST /ai/v1/users HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\nffffffffffffffff\r\n", "413"},
+        {post + "Content-Length: 2\r\nContent-Length: 3\r\n\r\n{}", "400"},
+        {post + "Content-Length: -2\r\n\r\n{}", "400"},
+        {post + "Content-Length: 5000000\r\n\r\n", "413"},
+        {post + "Content-Length: 2\r\nTransfer-Encoding: chunked\r\n\r\n{}", "400"},
+        {post + "Transfer-Encoding: gzip\r\n\r\n{}", "501"},
+        {post + "x-api-key: k\r\n" + chunked + "1;x=y\r\n{\r\n1\r\n}\r\n0\r\n\r\n", "200"},
+        {post + chunked + "1\r\n{}\r\n", "400"},
+        {post + chunked + "ffffffffffffffff\r\n", "413"},
     };
     for (const auto& row : rows) {
         RawClient client(peer.service().port());
@@ -87,8 +85,7 @@ TEST(RequestReader, RefusesWhatIsNotHttp) {
             << row.bytes.substr(0, 99);
     }
     RawClient patient(peer.service().port());
-    patient.send(
-        "POST /ai/v1/users HTTP/1.1\r\nx-api-key: k\r\nContent-Length: 2\r\nExpect: 100-continue\r\n\r\n");
+    patient.send(post + "x-api-key: k\r\nContent-Length: 2\r\nExpect: 100-continue\r\n\r\n");
     EXPECT_EQ(patient.receive(25), "HTTP/1.1 100 Continue\r\n\r\n");
     patient.send("{}");
     EXPECT_TRUE(patient.receiveAll().starts_with("HTTP/1.1 200 OK\r\n"));
