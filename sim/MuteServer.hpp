@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <mutex>
@@ -9,6 +10,13 @@
 #include <thread>
 
 namespace Velmor::Nights {
+
+/// How long the library may take to end while such a server holds its requests.
+#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
+constexpr std::chrono::milliseconds kLongestEnd{3'000};
+#else
+constexpr std::chrono::milliseconds kLongestEnd{250};
+#endif
 
 class MuteServer {
   public:

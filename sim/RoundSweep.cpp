@@ -20,11 +20,6 @@ using SteadyClock = std::chrono::steady_clock;
 
 constexpr std::size_t kRounds = 9'000;      // with a scripted transport, on a virtual clock
 constexpr std::size_t kRealRounds = 1'000;  // with the real one, and threads
-#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
-constexpr auto kLongestEnd = 3s;
-#else
-constexpr auto kLongestEnd = 250ms;
-#endif
 
 class Silence : public Testing::AudioSource {
   public:
