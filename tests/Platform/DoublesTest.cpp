@@ -102,19 +102,6 @@ TEST_F(ScriptedTransportTest, KeepsDelaysWithinTheLimits) {
     EXPECT_EQ(kind(2), Kind::timedOut);
 }
 
-TEST_F(ScriptedTransportTest, AReleasedExchangeIsNeverAnswered) {
-    transport.enqueueStatus(200);
-    send().reset();
-    executor->runUntilIdle();
-    EXPECT_TRUE(results.empty());
-    EXPECT_EQ(transport.cancelled(), 1U);
-    transport.enqueueStatus(200);
-    auto answered = send();
-    executor->runUntilIdle();
-    answered.reset();
-    EXPECT_EQ(transport.cancelled(), 1U) << "an answered one was not given up";
-}
-
 TEST(FixedDevice, SaysTheSameInEveryRun) {
     const auto drawn = [](FixedDevice&& device) {
         std::array<std::byte, 12> bytes{};

@@ -9,10 +9,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-class Night : public RecorderScene {
-  protected:
-    using RecorderScene::RecorderScene;
-};
+class Night : public RecorderScene {};
 
 std::vector<std::string> wholeChunks(int from, int to) {
     std::vector<std::string> all;
@@ -79,9 +76,9 @@ TEST_F(Night, NumbersHoldWhenTheAudioClockDrifts) {
     }
 }
 
-class Lag : public Night {
+class Lag : public RecorderScene {
   protected:
-    Lag() : Night(true) {}
+    Lag() : RecorderScene(true) {}
 };
 
 class Stalls : public Lag, public testing::WithParamInterface<std::chrono::milliseconds> {};

@@ -147,20 +147,14 @@ TEST_F(Session, StartLogsReadyThenStarted) {
     EXPECT_EQ(state(), "started(2023-11-14T22:13:20Z)");
 }
 
-struct Unfit {
-    AudioFormat format;
-    const char* text;
-};
-
-void PrintTo(const Unfit& unfit, std::ostream* out) {
-    *out << unfit.text;
-}
+using Unfit = std::pair<AudioFormat, std::string>;
 
 class Formats : public RecorderScene, public testing::WithParamInterface<Unfit> {};
 
 TEST_P(Formats, AtTheStartAndInMidNightAreReportedOnce) {
-    const std::string line = std::string("E | recording | setupEngine FORMAT-ERROR ") + GetParam().text;
-    microphone->setInputFormat(GetParam().format);
+    const auto& [format, text] = GetParam();
+    const std::string line = "E | recording | setupEngine FORMAT-ERROR " + text;
+    microphone->setInputFormat(format);
     start();
     EXPECT_THAT(heard(), ElementsAre("fail audioInitializationFailed"));
     EXPECT_THAT(logged(), Contains(line));
@@ -169,7 +163,7 @@ TEST_P(Formats, AtTheStartAndInMidNightAreReportedOnce) {
     microphone->setInputFormat({48'000.0, 1});
     start();
     pass(35s);
-    microphone->changeInputFormat(GetParam().format);
+    microphone->changeInputFormat(format);
     pass(10s);
     EXPECT_THAT(heard(), ElementsAre("0: +480000", "fail audioInitializationFailed"));
     EXPECT_EQ(std::ranges::count(logged(), line), 2);
