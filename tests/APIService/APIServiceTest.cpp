@@ -35,15 +35,9 @@ class APIServiceTest : public Scene {
     std::vector<std::string> outcomes;
 };
 
-struct AnswerCase {
-    int status;
-    const char* body;
-    const char* expected;
-};
-
 // What each status and each answer of another form is taken for, the fault tables ask over real sockets.
 TEST_F(APIServiceTest, StatusAndEnvelopeRules) {
-    const std::vector<AnswerCase> cases{
+    const std::vector<std::tuple<int, const char*, const char*>> cases{
         {200, R"({"result":{"session_id":"s","new":[1]},"detail":"x","more":{}})", "result s"},
         {200, R"({"result":null,"detail":null})", "none"},
         {200, "{}", "none"},

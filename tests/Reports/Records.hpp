@@ -1,6 +1,7 @@
 // Answers of the service as JSON texts that tests change and read.
 #pragma once
 
+#include "../ErrorOf.hpp"
 #include "APIService/Decode.hpp"
 
 #include <string>
@@ -18,12 +19,7 @@ T read(std::string_view json) {
 /// The place and reason of the error that reading gives; empty when there is none.
 template <class T>
 std::string readError(std::string_view json) {
-    try {
-        read<T>(json);
-        return "";
-    } catch (const DecodingError& error) {
-        return error.what();
-    }
+    return VelmorTests::errorOf<DecodingError>([&] { read<T>(json); });
 }
 
 /// `text` with the first `from` replaced.

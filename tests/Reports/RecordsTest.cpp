@@ -87,14 +87,8 @@ TEST(Records, SessionsAndAveragesWithEveryOptionalAbsentAndPresent) {
     EXPECT_EQ(slept.snoringCount, 77);
 }
 
-struct ErrorCase {
-    const char* from;
-    const char* to;
-    const char* expected;
-};
-
 TEST(Records, ErrorsNameThePlace) {
-    const std::vector<ErrorCase> reports{
+    const std::vector<std::tuple<const char*, const char*, const char*>> reports{
         {"\"timezone\"", "\"zone\"", "cannot decode result.timezone: is missing"},
         {"\"Asia/Seoul\"", "null", "cannot decode result.timezone: expected a string, found null"},
         {"0.25", "\"0.25\"", "cannot decode result.missing_data_ratio: expected a number, found a string"},

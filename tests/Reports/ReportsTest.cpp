@@ -11,12 +11,7 @@ using testing::ElementsAre;
 
 template <class T>
 std::string errorOf(const Async<T>& async) {
-    try {
-        async.get();
-        return "";
-    } catch (const VelmorError& error) {
-        return error.description();
-    }
+    return VelmorTests::errorOf<VelmorError>([&] { async.get(); });
 }
 
 class ReportsTest : public Scene {
