@@ -9,10 +9,8 @@
 namespace VelmorService::Testing {
 
 TEST(Dates, ReadsInstants) {
-    const struct {
-        const char* text;
-        const char* utc;  ///< empty when refused
-    } rows[] = {
+    const std::vector<std::pair<const char*, const char*>> rows{
+        // the second is empty when it is refused
         {"2024-02-29T23:59:59Z", "2024-02-29T23:59:59Z"},
         {"2024-01-01T00:00:00.999Z", "2024-01-01T00:00:00Z"},
         {"2024-01-01T00:30:00+09:00", "2023-12-31T15:30:00Z"},
@@ -27,9 +25,9 @@ TEST(Dates, ReadsInstants) {
         {"2024-01-01", ""},
         {"", ""},
     };
-    for (const auto& row : rows) {
-        const auto instant = parseInstant(row.text);
-        EXPECT_EQ(instant ? formatInstant(*instant) : "", row.utc) << row.text;
+    for (const auto& [text, utc] : rows) {
+        const auto instant = parseInstant(text);
+        EXPECT_EQ(instant ? formatInstant(*instant) : "", utc) << text;
     }
 }
 
@@ -55,10 +53,7 @@ TEST(JsonText, IsValidWhateverTheBytes) {
 TEST(RequestReader, RefusesWhatIsNotHttp) {
     ServicePeer peer;
     const std::string post = "POST /ai/v1/users HTTP/1.1\r\n", chunked = "Transfer-Encoding: chunked\r\n\r\n";
-    const struct {
-        std::string bytes;
-        const char* status;
-    } rows[] = {
+    const std::vector<std::pair<std::string, std::string>> rows{
         {"GET / HTTP/1.1\r\n\r\n", "200"},
         {"HEAD / HTTP/1.0\r\n\r\n", "200"},
         {"GET  / HTTP/1.1\r\n\r\n", "400"},
@@ -78,11 +73,10 @@ TEST(RequestReader, RefusesWhatIsNotHttp) {
         {post + chunked + "1\r\n{}\r\n", "400"},
         {post + chunked + "ffffffffffffffff\r\n", "413"},
     };
-    for (const auto& row : rows) {
+    for (const auto& [bytes, status] : rows) {
         RawClient client(peer.service().port());
-        client.send(row.bytes);
-        EXPECT_EQ(client.receiveAll().substr(0, 12), std::string("HTTP/1.1 ") + row.status)
-            << row.bytes.substr(0, 99);
+        client.send(bytes);
+        EXPECT_EQ(client.receiveAll().substr(0, 12), "HTTP/1.1 " + status) << bytes.substr(0, 99);
     }
     RawClient patient(peer.service().port());
     patient.send(post + "x-api-key: k\r\nContent-Length: 2\r\nExpect: 100-continue\r\n\r\n");

@@ -1,3 +1,4 @@
+#include "../ErrorOf.hpp"
 #include "Support.hpp"
 #include "service/LocalService.hpp"
 
@@ -70,11 +71,7 @@ TEST(LocalService, RefusesMalformedUploadsAndSaysWhy) {
         std::string form = good;
         return form.replace(form.rfind(from), from.size(), to);
     };
-    const struct {
-        std::string form;
-        int code;
-        std::string detail;
-    } rows[] = {
+    const std::vector<std::tuple<std::string, int, std::string>> rows{
         {"", 1201, "does not begin with the boundary"},
         {good.substr(0, good.size() - 2), 1201, "CR LF"},
         {good.substr(0, good.size() - 60), 1201, "closing boundary is missing"},
@@ -89,8 +86,8 @@ TEST(LocalService, RefusesMalformedUploadsAndSaysWhy) {
         {changed("False", " True"), 1202, "C order"},
         {good + std::string(4 << 20, 'x'), 1203, "4 MiB"},
     };
-    for (const auto& row : rows)
-        expectError(peer.upload(id, "0", row.form), row.code == 1203 ? 413 : 400, row.code, row.detail);
+    for (const auto& [form, code, detail] : rows)
+        expectError(peer.upload(id, "0", form), code == 1203 ? 413 : 400, code, detail);
     EXPECT_EQ(peer.upload(id, "0", good).status, 200);
     EXPECT_EQ(peer.upload(id, "1", good + "\r\n").status, 200) << "a line end after the form is as good";
     expectError(peer.upload(id, "-1", good), 400, 1001, "sequence");
@@ -129,17 +126,13 @@ TEST(LocalService, RefusesBadRequestsInTheEnvelope) {
     const auto port = peer.service().port();
     expectError(exchange(port, "GET", "/ai/v1/users/a"), 401, 1002, "x-api-key");
     expectError(exchange(port, "GET", "/ai/v1/users/a", {"x-api-key: other"}), 401, 1003, "another API key");
-    const auto body = sessionBody("2024-01-01T00:00:00Z");
-    expectError(exchange(port, "POST", "/ai/v1/sessions", {"x-api-key: key"}, body), 400, 1005, "x-user-id");
+    const auto session = sessionBody("2024-01-01T00:00:00Z");
+    expectError(exchange(port, "POST", "/ai/v1/sessions", {"x-api-key: key"}, session), 400, 1005,
+                "x-user-id");
     RawClient stranger(port);
     stranger.send("GET /inspect/sessions HTTP/1.1\r\nHost: attacker.example\r\n\r\n");
     EXPECT_THAT(stranger.receiveAll(), HasSubstr("403 Forbidden"));
-    const struct {
-        const char* method;
-        const char* target;
-        const char* body;
-        int status;
-    } rows[] = {
+    const std::vector<std::tuple<const char*, const char*, const char*, int>> rows{
         {"GET", "/nothing/here", "", 404},
         {"PUT", "/ai/v1/users", "{}", 405},
         {"GET", "/data/v3/sessions/..%2f..%2fetc%2fpasswd", "", 404},
@@ -156,9 +149,9 @@ TEST(LocalService, RefusesBadRequestsInTheEnvelope) {
         {"DELETE", "/ai/v1/users/nobody", "", 404},
         {"DELETE", "/ai/v1/sessions/nothing", "", 404},
     };
-    for (const auto& row : rows) {
-        const auto answer = peer.call(row.method, row.target, row.body);
-        EXPECT_EQ(answer.status, row.status) << row.method << ' ' << row.target << '\n' << answer.body;
+    for (const auto& [method, target, body, status] : rows) {
+        const auto answer = peer.call(method, target, body);
+        EXPECT_EQ(answer.status, status) << method << ' ' << target << '\n' << answer.body;
         EXPECT_TRUE(resultOf(answer).contains("error_code")) << answer.body;
     }
 }
@@ -207,13 +200,8 @@ TEST(LocalService, RemembersEverythingAfterARestart) {
 TEST(LocalService, SaysWhyItCannotStart) {
     const TemporaryDirectory directory;
     const std::string path = directory.path;
-    const auto reasonFor = [](const LocalServiceOptions& options) -> std::string {
-        try {
-            const LocalService service(options);
-        } catch (const std::runtime_error& error) {
-            return error.what();
-        }
-        return "started";
+    const auto reasonFor = [](const LocalServiceOptions& options) {
+        return VelmorTests::errorOf<std::runtime_error>([&] { const LocalService service(options); });
     };
     LocalService first({.directory = path});
     EXPECT_THAT(reasonFor({.directory = path, .port = first.port()}),

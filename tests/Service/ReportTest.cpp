@@ -6,11 +6,7 @@ namespace VelmorService::Testing {
 
 TEST(Reports, CountMissingChunksFromTimesAndNumbers) {
     // Expected are the whole half minutes from start to end, or as many as the highest number says.
-    const struct {
-        const char* end;
-        std::vector<int> numbers;
-        double ratio;
-    } rows[] = {
+    const std::vector<std::tuple<const char*, std::vector<int>, double>> rows{
         {"2024-01-31T14:05:29Z", {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}, 0.0},
         {"2024-01-31T14:05:00Z", {4, 0, 1, 3, 3}, 0.6},
         {"2024-01-31T14:00:29Z", {0, 1}, 0.0},
@@ -19,13 +15,12 @@ TEST(Reports, CountMissingChunksFromTimesAndNumbers) {
         {"2024-01-31T15:00:00Z", {}, 1.0},
     };
     ServicePeer peer;
-    for (const auto& row : rows) {
+    for (const auto& [end, numbers, ratio] : rows) {
         const auto id = peer.open("2024-01-31T14:00:00Z");
-        for (const int number : row.numbers) peer.upload(id, number);
-        peer.close(id, row.end);
+        for (const int number : numbers) peer.upload(id, number);
+        peer.close(id, end);
         const auto report = resultOf(peer.get("/data/v3/sessions/" + id));
-        EXPECT_DOUBLE_EQ(report.at("missing_data_ratio").get<double>(), row.ratio)
-            << row.end << ' ' << report;
+        EXPECT_DOUBLE_EQ(report.at("missing_data_ratio").get<double>(), ratio) << end << ' ' << report;
     }
 }
 
@@ -51,10 +46,7 @@ TEST(Reports, ListSessionsByLocalDayInPages) {
     peer.open("2024-02-01T14:00:00Z");
     peer.user = "tester";
 
-    const struct {
-        const char* query;
-        std::vector<std::string> ids;
-    } rows[] = {
+    const std::vector<std::pair<std::string, std::vector<std::string>>> rows{
         {"?date_gte=2024-01-31&date_lte=2024-01-31&order_by=ASC&offset=0&limit=10", {first}},
         {"?date_gte=2024-02-01&date_lte=2024-02-01&order_by=ASC&offset=0&limit=10", {second, third}},
         {"?date_gte=2024-01-01&date_lte=2024-12-31&order_by=DESC&offset=0&limit=10", {third, second, first}},
@@ -63,11 +55,11 @@ TEST(Reports, ListSessionsByLocalDayInPages) {
         {"?date_gte=2024-01-01&date_lte=2024-12-31&order_by=ASC&offset=0&limit=0", {}},
         {"?date_gte=2024-03-01&date_lte=2024-03-31&order_by=ASC&offset=0&limit=10", {}},
     };
-    for (const auto& row : rows) {
-        std::vector<std::string> ids;
-        const auto list = resultOf(peer.get(std::string("/data/v1/sessions") + row.query));
-        for (const auto& entry : list.at("sleep_session_list")) ids.push_back(entry.at("session_id"));
-        EXPECT_EQ(ids, row.ids) << row.query;
+    for (const auto& [query, ids] : rows) {
+        std::vector<std::string> found;
+        const auto list = resultOf(peer.get("/data/v1/sessions" + query));
+        for (const auto& entry : list.at("sleep_session_list")) found.push_back(entry.at("session_id"));
+        EXPECT_EQ(found, ids) << query;
     }
     const auto page = resultOf(peer.get("/data/v1/sessions?order_by=ASC&limit=1"));
     EXPECT_EQ(page.at("sleep_session_list").at(0), json({{"session_id", first},
