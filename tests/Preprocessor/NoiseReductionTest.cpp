@@ -63,22 +63,6 @@ TEST(Thresholds, MeanAndPopulationDeviation) {
     EXPECT_EQ(mask, Mask(2, 4, {1, 1, 1, 1, 0, 0, 0, 0})) << "strictly below";
 }
 
-TEST(Smoothing, WeightsOfOneCellAndOfAll) {
-    const auto filter = NoiseReduction::createSmoothingFilter(2, 4);
-    Mask one(9, 15);
-    one(4, 7) = 1;
-    const auto spread = NoiseReduction::createSmoothingMask(one, filter);
-    for (std::size_t r = 0; r < 9; ++r)
-        for (std::size_t c = 0; c < 15; ++c) {
-            const bool inside = r >= 2 && r <= 6 && c >= 3 && c <= 11;
-            EXPECT_EQ(spread(r, c), inside ? double{filter(r - 2, c - 3)} : 0.0);
-        }
-    EXPECT_FLOAT_EQ(filter(2, 4), 15.0F / 225.0F);
-    const auto all = NoiseReduction::createSmoothingMask(Mask(9, 15, 1), filter);
-    EXPECT_NEAR(all(4, 7), 1.0, 1e-7);
-    EXPECT_NEAR(all(0, 0), (3 + 2 + 1) * (5 + 4 + 3 + 2 + 1) / 225.0, 1e-7) << "nothing comes from outside";
-}
-
 TEST(NoiseReductionDeathTest, BrokenPromisesNameFileAndExpression) {
     const std::vector<double> two(2);
     const std::vector<double> three(3);

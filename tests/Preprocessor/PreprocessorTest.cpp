@@ -1,3 +1,4 @@
+#include "../ErrorOf.hpp"
 #include "Preprocessor/Preprocessor.hpp"
 #include "TestSignals.hpp"
 
@@ -11,7 +12,7 @@
 namespace {
 
 using Velmor::Preprocessor;
-using Velmor::PreprocessorError;
+using VelmorTests::errorOf;
 
 struct ChunkFile {
     double sampleRate = 16000.0;
@@ -61,17 +62,6 @@ class FakeStore : public Velmor::ChunkStore {
 
 class PreprocessorTest : public testing::Test {
   protected:
-    // The description of what is thrown, or "" for nothing.
-    template <class Call>
-    std::string errorOf(const Call& call) {
-        try {
-            call();
-        } catch (const PreprocessorError& error) {
-            return error.what();
-        }
-        return "";
-    }
-
     const std::shared_ptr<FakeStore> store_ = std::make_shared<FakeStore>();
     Preprocessor preprocessor_{store_};
 };
@@ -104,23 +94,29 @@ TEST_F(PreprocessorTest, WhatIsWrongWithAChunkFile) {
     };
     for (const Case& c : cases) {
         store_->chunks["chunk.wav"] = c.file;
-        EXPECT_EQ(errorOf([&] { preprocessor_.convert("chunk.wav"); }), c.error);
+        EXPECT_EQ(errorOf<Velmor::PreprocessorError>([&] { preprocessor_.convert("chunk.wav"); }), c.error);
     }
-    EXPECT_EQ(errorOf([&] { preprocessor_.convert("missing.wav"); }), "system: no such file");
+    EXPECT_EQ(errorOf<Velmor::PreprocessorError>([&] { preprocessor_.convert("missing.wav"); }),
+              "system: no such file");
     EXPECT_TRUE(store_->written.empty());
 }
 
 TEST_F(PreprocessorTest, OutputThatCannotBeWritten) {
     store_->chunks["chunk.wav"] = {};
     store_->writeFails = true;
-    EXPECT_EQ(errorOf([&] { preprocessor_.convert("chunk.wav"); }), "system: disk full");
+    EXPECT_EQ(errorOf<Velmor::PreprocessorError>([&] { preprocessor_.convert("chunk.wav"); }),
+              "system: disk full");
     store_->directory = "";
-    EXPECT_EQ(errorOf([&] { preprocessor_.convert("chunk.wav"); }), "melFile");
+    EXPECT_EQ(errorOf<Velmor::PreprocessorError>([&] { preprocessor_.convert("chunk.wav"); }), "melFile");
 }
 
 TEST_F(PreprocessorTest, OtherLengthsInMemory) {
-    EXPECT_EQ(errorOf([&] { preprocessor_.convert(std::vector<float>(480001), "odd"); }), "arrayLength");
-    EXPECT_EQ(errorOf([&] { preprocessor_.convert(std::vector<float>(), "none"); }), "noiseReduction");
+    EXPECT_EQ(
+        errorOf<Velmor::PreprocessorError>([&] { preprocessor_.convert(std::vector<float>(480001), "odd"); }),
+        "arrayLength");
+    EXPECT_EQ(
+        errorOf<Velmor::PreprocessorError>([&] { preprocessor_.convert(std::vector<float>(), "none"); }),
+        "noiseReduction");
     preprocessor_.convert(std::vector<float>(960000), "two");
     const auto& file = store_->written.at("two");
     std::string text;

@@ -2,7 +2,7 @@
 """Writes reference/bedroom.tsv: the conversion of one made-up chunk, computed apart from the library.
 
 Everything is double precision with scipy's transforms and correlation, straight from the formulas; nothing is shared
-with the C++ code but the signal, which TestSignals.cpp makes from the same integers. Needs Debian's python3-numpy and
+with the C++ code but the signal, which TestSignals.hpp makes from the same integers. Needs Debian's python3-numpy and
 python3-scipy. Lines are tab-separated:
   clip <first sample of the noise clip>
   threshold <bin> <decibels>
