@@ -47,12 +47,9 @@ TEST(SystemFacts, FindsZoneNames) {
 TEST(SystemDevice, FollowsTheZoneVariable) {
     const auto device = makeDevice();
     const WallTime summer{std::chrono::seconds{1'720'000'000}};  // 2024-07-03 09:46:40 UTC
-    struct Case {
-        const char *variable, *zone;
-        int hour;
-    };
-    for (const auto& [variable, zone, hour] : std::vector<Case>{
-             {"XYZ-2", "Etc/GMT-2", 11}, {"UTC", "UTC", 9}, {"Europe/Berlin", "Europe/Berlin", 11}}) {
+    const std::vector<std::tuple<const char*, const char*, int>> cases{
+        {"XYZ-2", "Etc/GMT-2", 11}, {"UTC", "UTC", 9}, {"Europe/Berlin", "Europe/Berlin", 11}};
+    for (const auto& [variable, zone, hour] : cases) {
         if (zone == std::string("Europe/Berlin") && !isZone(zone)) continue;  // no zone database here
         setenv("TZ", variable, 1);
         EXPECT_EQ(device->localTime(summer).tm_hour, hour) << variable;

@@ -125,14 +125,11 @@ TEST(CaptureQueue, ABlockEndsAtAGapInTime) {
 TEST(WaveHeader, IsAsItIsWritten) {
     const auto header = waveHeader({16'000, 1, 480'000});
     const std::string text(reinterpret_cast<const char*>(header.data()), header.size());
-    const auto bytes = [](std::initializer_list<int> all) {
-        std::string out;
-        for (const int byte : all) out.push_back(static_cast<char>(byte));
-        return out;
-    };
-    EXPECT_EQ(text, "RIFF" + bytes({0x30, 0x4c, 0x1d, 0}) + "WAVEfmt " + bytes({16, 0, 0, 0, 3, 0, 1, 0}) +
-                        bytes({0x80, 0x3e, 0, 0, 0, 0xfa, 0, 0, 4, 0, 32, 0}) + "fact" +
-                        bytes({4, 0, 0, 0, 0, 0x53, 7, 0}) + "data" + bytes({0, 0x4c, 0x1d, 0}));
+    using namespace std::string_literals;
+    EXPECT_EQ(text,
+              "RIFF\x30\x4c\x1d\0WAVEfmt \x10\0\0\0\x03\0\x01\0"
+              "\x80\x3e\0\0\0\xfa\0\0\x04\0\x20\0"
+              "fact\x04\0\0\0\0\x53\x07\0data\0\x4c\x1d\0"s);
 }
 
 TEST_F(Parts, WaveFilesAreReadAndNothingElse) {

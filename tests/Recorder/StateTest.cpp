@@ -147,7 +147,14 @@ TEST_F(Session, StartLogsReadyThenStarted) {
     EXPECT_EQ(state(), "started(2023-11-14T22:13:20Z)");
 }
 
-using Unfit = std::pair<AudioFormat, std::string>;
+struct Unfit {
+    AudioFormat format;
+    std::string text;
+};
+
+void PrintTo(const Unfit& unfit, std::ostream* out) {
+    *out << unfit.text;
+}
 
 class Formats : public RecorderScene, public testing::WithParamInterface<Unfit> {};
 
