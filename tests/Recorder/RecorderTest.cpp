@@ -5,7 +5,6 @@ namespace Velmor {
 namespace {
 
 using testing::Contains;
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 struct Permission {
