@@ -172,8 +172,8 @@ def check_no_gap_and_no_repeat(found):
 
 
 def undisturbed(server, recording, played):
-    code, summary = Night(server, "2s", ["attic"]).end()
-    assert code == 5 and summary["audioSeconds"] == 0.0, "recorded from another input than the one named"
+    code, summary = Night(server, "20s", ["attic"]).end()
+    assert code == 5 and summary["audioSeconds"] == 0.0, f"another input than the one named: {code}, {summary}"
     night = Night(server, "94s")
     server.play(recording)
     code, summary = night.end()
