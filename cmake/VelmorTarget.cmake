@@ -7,7 +7,10 @@ option(VELMOR_HARDEN "Harden as a release is hardened; needs optimisation" OFF)
 set(VELMOR_SANITIZE "" CACHE STRING "Sanitizers for every target, as -fsanitize= takes them")
 # For sources that only compute, on arrays of one caller, who is watched: under the thread sanitizer they would take most of
 # every test.
-set(velmor_computing $<$<STREQUAL:${VELMOR_SANITIZE},thread>:-fno-sanitize=thread>)
+set(velmor_computing "")
+if(VELMOR_SANITIZE STREQUAL "thread")
+    set(velmor_computing -fno-sanitize=thread)
+endif()
 
 # velmor_lightweight(NAME): objects that are linked into a host; it pays for their weight. Only the library itself is
 # optimised as a whole: for each of the tests that would take longer than it is worth. Names and tables of types are
