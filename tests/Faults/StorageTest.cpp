@@ -30,7 +30,8 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
-/// From now on each `call` of this thread ends with `action`, but for the standard streams.
+/// From now on each `call` of this thread ends with `action`, but for the standard streams. Negative on
+/// failure; a descriptor if `flags` ask for a listener.
 int filterCalls(unsigned call, unsigned action, unsigned flags = 0) {
     std::array<sock_filter, 6> code{{BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
                                      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, call, 0, 3),
@@ -46,7 +47,7 @@ int filterCalls(unsigned call, unsigned action, unsigned flags = 0) {
 /// Has each `call` of one thread interrupted by a signal, as it seems, once before it is let through.
 class Interrupter {
   public:
-    /// In the thread in question, which must end before `answer` does.
+    /// In the thread in question.
     bool begin(unsigned call) {
         listener_ = filterCalls(call, SECCOMP_RET_USER_NOTIF, SECCOMP_FILTER_FLAG_NEW_LISTENER);
         begun_.set_value();
