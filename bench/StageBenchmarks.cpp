@@ -84,7 +84,7 @@ void mel(Stage& s) {
 }
 
 const ChunkKernels& kernelsOf(benchmark::State& state) {
-    const ChunkKernels* all[3];
+    const ChunkKernels* all[2];
     velmor::allChunkKernels(all);
     const ChunkKernels& kernels = *all[state.range(0)];
     state.SetLabel(kernels.name);
@@ -155,7 +155,7 @@ void plainForm(benchmark::State& state) {
 }
 
 void everyWidth(benchmark::internal::Benchmark* benchmark) {
-    const ChunkKernels* all[3];
+    const ChunkKernels* all[2];
     const auto count = static_cast<std::int64_t>(velmor::allChunkKernels(all));
     benchmark->DenseRange(0, count - 1)->Unit(benchmark::kMillisecond);
 }

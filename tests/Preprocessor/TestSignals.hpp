@@ -53,7 +53,7 @@ inline std::vector<float> noise(std::size_t samples, float amplitude, unsigned s
 
 /// Of every vector width that this processor has.
 inline std::vector<const velmor::ChunkKernels*> allKernels() {
-    const velmor::ChunkKernels* found[3];
+    const velmor::ChunkKernels* found[2];
     std::vector<const velmor::ChunkKernels*> all(velmor::allChunkKernels(found));
     for (std::size_t i = 0; i < all.size(); ++i) all[i] = found[i];
     return all;

@@ -4,23 +4,18 @@
 
 namespace velmor {
 
-std::size_t allChunkKernels(const ChunkKernels* (&out)[3]) {
+std::size_t allChunkKernels(const ChunkKernels* (&out)[2]) {
     std::size_t count = 0;
     out[count++] = &kBaselineKernels;
 #if defined(VELMOR_X86_KERNELS)
-    if (__builtin_cpu_supports("avx2")) {
-        out[count++] = &kAvx2Kernels;
-        if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-            __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl"))
-            out[count++] = &kAvx512Kernels;
-    }
+    if (__builtin_cpu_supports("avx2")) out[count++] = &kAvx2Kernels;
 #endif
     return count;
 }
 
 const ChunkKernels& chunkKernels() {
     static const ChunkKernels& widest = []() -> const ChunkKernels& {
-        const ChunkKernels* all[3];
+        const ChunkKernels* all[2];
         return *all[allChunkKernels(all) - 1];
     }();
     return widest;

@@ -19,7 +19,7 @@
 namespace velmor {
 
 inline constexpr std::size_t kRounds = 4;
-inline constexpr std::size_t kMaxLanes = 16;
+inline constexpr std::size_t kMaxLanes = 8;
 inline constexpr std::size_t kMaxGroup = kRounds * kMaxLanes;
 
 /// Powers below which a cell counts as noise, times kPowerScale. `exact` is the border itself; a power in
@@ -107,7 +107,7 @@ struct ChunkKernels {
 /// The widest that this processor has.
 const ChunkKernels& chunkKernels();
 
-/// All that this processor has, the narrowest first. Returns how many; `out` must hold three.
-std::size_t allChunkKernels(const ChunkKernels* (&out)[3]);
+/// All that this processor has, the narrowest first. Returns how many; `out` must hold two.
+std::size_t allChunkKernels(const ChunkKernels* (&out)[2]);
 
 }  // namespace velmor

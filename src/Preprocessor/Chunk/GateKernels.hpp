@@ -34,9 +34,9 @@ VELMOR_INLINE void transformGroup(const ChunkTables& tables, KernelSpace& space,
                                   GroupSpectra& spectra, const Done& done) {
     constexpr std::size_t kStride = kRounds * kGateHop;
     F* halves[2] = {reinterpret_cast<F*>(space.halfBlocks[0]), reinterpret_cast<F*>(space.halfBlocks[1])};
-    toLanes<kGateHop>(segment, kStride, halves[0]);
+    toLanes(segment, kGateHop, kStride, halves[0]);
     for (std::size_t round = 0; round < kRounds; ++round) {
-        toLanes<kGateHop>(segment + (round + 1) * kGateHop, kStride, halves[(round + 1) % 2]);
+        toLanes(segment + (round + 1) * kGateHop, kGateHop, kStride, halves[(round + 1) % 2]);
         float* values = spectra.values + round * kGateBins * 2 * kLanes;
         transformRound(tables, space, halves[round % 2], halves[(round + 1) % 2], values);
         done(round, values);
@@ -186,6 +186,7 @@ void synthesise(const ChunkTables& tables, KernelSpace& space, const GroupSpectr
                 const MaskPlane& mask, std::size_t frame, float* out) {
     constexpr std::size_t kStride = kRounds * kGateHop;
     constexpr double kNothing[kLanes] = {};
+    F* samples = reinterpret_cast<F*>(space.halfBlocks[0]);
     smooth(space, mask, frame);
     for (std::size_t s = 0; s < kGateHop; ++s) {
         double* row = space.carried + s * kCarriedStride;
@@ -200,20 +201,18 @@ void synthesise(const ChunkTables& tables, KernelSpace& space, const GroupSpectr
         damp(tables, space, spectra.values + round * kGateBins * 2 * kLanes, round);
         for (std::size_t half = 0; half < kLanes; half += kHalf) resound(tables, space, overlap, half);
         if (round == 0) continue;  // what lies behind it is only known after the last round
-        fromLanes<kGateHop>(
-            [&](std::size_t s) {
-                const double* sum = space.sums + s * kLanes;
-                return narrow(load<D>(sum), load<D>(sum + kHalf));
-            },
-            kStride, out + round * kGateHop);
+        for (std::size_t i = 0; i < kGateHop; ++i) {
+            const double* sum = space.sums + i * kLanes;
+            samples[i] = narrow(load<D>(sum), load<D>(sum + kHalf));
+        }
+        fromLanes(samples, kGateHop, kStride, out + round * kGateHop);
     }
-    fromLanes<kGateHop>(
-        [&](std::size_t s) {
-            const double* sum = space.pending + s * kLanes;
-            const double* behind = space.carried + s * kCarriedStride + kCarriedFirst - 1;
-            return narrow(load<D>(sum) + load<D>(behind), load<D>(sum + kHalf) + load<D>(behind + kHalf));
-        },
-        kStride, out);
+    for (std::size_t i = 0; i < kGateHop; ++i) {
+        const double* sum = space.pending + i * kLanes;
+        const double* behind = space.carried + i * kCarriedStride + kCarriedFirst - 1;
+        samples[i] = narrow(load<D>(sum) + load<D>(behind), load<D>(sum + kHalf) + load<D>(behind + kHalf));
+    }
+    fromLanes(samples, kGateHop, kStride, out);
 }
 
 }  // namespace

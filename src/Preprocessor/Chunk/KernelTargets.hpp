@@ -8,8 +8,7 @@ namespace velmor {
 
 extern const ChunkKernels kBaselineKernels;  // 4 lanes: SSE2, NEON
 #if defined(VELMOR_X86_KERNELS)
-extern const ChunkKernels kAvx2Kernels;    // 8 lanes
-extern const ChunkKernels kAvx512Kernels;  // 16 lanes
+extern const ChunkKernels kAvx2Kernels;  // 8 lanes
 #endif
 
 }  // namespace velmor

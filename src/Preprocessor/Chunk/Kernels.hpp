@@ -65,9 +65,9 @@ void mel(const ChunkTables& tables, KernelSpace& space, const float* segment, st
     constexpr std::size_t kStride = kRounds * kMelHop;
     F* halves[2] = {reinterpret_cast<F*>(space.halfBlocks[0]), reinterpret_cast<F*>(space.halfBlocks[1])};
     F* powers = reinterpret_cast<F*>(space.bins);
-    toLanes<kMelHop>(segment, kStride, halves[0]);
+    toLanes(segment, kMelHop, kStride, halves[0]);
     for (std::size_t round = 0; round < kRounds && round < count; ++round) {
-        toLanes<kMelHop>(segment + (round + 1) * kMelHop, kStride, halves[(round + 1) % 2]);
+        toLanes(segment + (round + 1) * kMelHop, kMelHop, kStride, halves[(round + 1) % 2]);
         forward(tables.melForward, tables.melWindow, halves[round % 2], halves[(round + 1) % 2],
                 reinterpret_cast<C<F>*>(space.transform),
                 [=](std::size_t bin, C<F> x) { powers[bin] = x.re * x.re + x.im * x.im; });

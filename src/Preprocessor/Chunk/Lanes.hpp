@@ -84,11 +84,9 @@ VELMOR_INLINE void transpose(F (&v)[kLanes]) {
     if constexpr (S > 1) transpose<S / 2>(v);
 }
 
-/// out[k] gets sample k of every lane; the lanes' samples start `stride` apart.
-template <std::size_t Count>
-VELMOR_INLINE void toLanes(const float* from, std::size_t stride, F* out) {
-    static_assert(Count % kLanes == 0);
-    for (std::size_t k = 0; k < Count; k += kLanes) {
+/// out[k] gets sample k of every lane, `count` of them; the lanes' samples start `stride` apart.
+__attribute__((noinline)) void toLanes(const float* from, std::size_t count, std::size_t stride, F* out) {
+    for (std::size_t k = 0; k < count; k += kLanes) {
         F v[kLanes];
         VELMOR_UNROLL
         for (std::size_t lane = 0; lane < kLanes; ++lane) v[lane] = load<F>(from + lane * stride + k);
@@ -98,13 +96,12 @@ VELMOR_INLINE void toLanes(const float* from, std::size_t stride, F* out) {
     }
 }
 
-/// The lanes' samples, `stride` apart, get what take(k) gives for sample k.
-template <std::size_t Count, class Take>
-VELMOR_INLINE void fromLanes(const Take& take, std::size_t stride, float* to) {
-    for (std::size_t k = 0; k < Count; k += kLanes) {
+/// The way back: the lanes' samples, `stride` apart, get what `from` holds.
+__attribute__((noinline)) void fromLanes(const F* from, std::size_t count, std::size_t stride, float* to) {
+    for (std::size_t k = 0; k < count; k += kLanes) {
         F v[kLanes];
         VELMOR_UNROLL
-        for (std::size_t i = 0; i < kLanes; ++i) v[i] = take(k + i);
+        for (std::size_t i = 0; i < kLanes; ++i) v[i] = from[k + i];
         transpose(v);
         VELMOR_UNROLL
         for (std::size_t lane = 0; lane < kLanes; ++lane) store(to + lane * stride + k, v[lane]);
