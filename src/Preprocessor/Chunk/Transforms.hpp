@@ -20,8 +20,8 @@ VELMOR_INLINE void emitPair(const float (&turn)[2], C<F> a, C<F> b, std::size_t 
     emit(mirrored, C<F>{even.re - odd.re, odd.im - even.im});
 }
 
-/// Out of line: what is transformed is in memory before and after, so a call costs little, and the code of
-/// each transform is there once.
+/// A small transform, out of line: the numbers are in memory before and after, so a call costs little, and
+/// the code is there once.
 template <int Sign, class S, std::size_t Points, class V>
 __attribute__((noinline)) void transformInPlace(C<V>* values) {
     C<V> x[Points];
@@ -79,7 +79,7 @@ VELMOR_INLINE void forward(const TransformTables<float, P, Q>& tables, const flo
 }
 
 /// The step back: from the bins k and N - k of a real frame to two of N complex numbers. In the
-/// middle a and b are the same, which gets what is meant for a.
+/// middle they are the same one, and b's value, which is put first, gives way to a's.
 VELMOR_INLINE void joinPair(const double (&turn)[2], C<D> bin, C<D> mirrored, C<D>& a, C<D>& b) {
     const C<D> even{bin.re + mirrored.re, bin.im - mirrored.im};
     const C<D> odd = times(C<D>{bin.re - mirrored.re, bin.im + mirrored.im}, turn[0], turn[1]);
