@@ -1,3 +1,5 @@
+#include "Runtime/Text.hpp"
+
 #include <utility>
 
 #include <Velmor/Error.hpp>
@@ -13,7 +15,7 @@ template <class... F>
 Overloaded(F...) -> Overloaded<F...>;  // clang 14 does not deduce it for aggregates
 
 std::string networkText(const char* name, std::int64_t code, const std::optional<std::string>& message) {
-    return std::string(name) + "(" + std::to_string(code) + ", " + message.value_or("") + ")";
+    return joined({name, "(", std::to_string(code), ", ", message.value_or(""), ")"});
 }
 
 std::string systemText(const std::exception_ptr& error) {
@@ -37,8 +39,12 @@ std::string describe(const VelmorError::Case& value) {
                 return networkText("stopTrackingNetworkFail", e.code, e.message);
             },
             [](const VelmorError::httpStatus& e) { return networkText("httpStatus", e.code, e.message); },
-            [](const VelmorError::responseResult& e) { return "responseResult(" + e.endpoint + ")"; },
-            [](const VelmorError::unknown& e) { return "unknown(" + systemText(e.systemError) + ")"; },
+            [](const VelmorError::responseResult& e) {
+                return joined({"responseResult(", e.endpoint, ")"});
+            },
+            [](const VelmorError::unknown& e) {
+                return joined({"unknown(", systemText(e.systemError), ")"});
+            },
             [](VelmorError::shouldResume) { return std::string("shouldResume"); },
             [](VelmorError::over24hours) { return std::string("over24hours"); },
             [](VelmorError::audioInitializationFailed) { return std::string("audioInitializationFailed"); },
@@ -62,7 +68,7 @@ const char* PlatformError::what() const noexcept {
 
 DecodingError::DecodingError(const std::string& path, const std::string& reason)
     : text_(std::make_shared<const Text>(
-          Text{path, path.empty() ? "cannot decode: " + reason : "cannot decode " + path + ": " + reason})) {}
+          Text{path, joined({path.empty() ? "cannot decode" : "cannot decode ", path, ": ", reason})})) {}
 
 DecodingError::~DecodingError() = default;
 

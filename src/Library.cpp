@@ -81,9 +81,8 @@ void Library::initVelmorConfig(const std::string& apiKey, const std::optional<st
     made->send({Request::userJoin{userId, config}});
     if (DeveloperMode::isOn()) log_->log(LogAPI::Level::I, "init", "Developer mode is on");
     log_->uploadLog(earlier, {});
-    log_->log(
-        LogAPI::Level::I, "init",
-        "[CALL] initVelmorConfig " + orDash(userId) + " " + orDash(baseUrl) + " " + orDash(callbackUrl));
+    log_->log(LogAPI::Level::I, "init",
+              {"[CALL] initVelmorConfig ", orDash(userId), " ", orDash(baseUrl), " ", orDash(callbackUrl)});
 }
 
 void Library::deleteUser(const Config& config) {
@@ -93,7 +92,7 @@ void Library::deleteUser(const Config& config) {
         current = slots_.config;
     }
     if (current) current->send({Request::userDelete{config}});
-    log_->log(LogAPI::Level::I, "delete", "[CALL] deleteUser " + config.userId());
+    log_->log(LogAPI::Level::I, "delete", {"[CALL] deleteUser ", config.userId()});
 }
 
 std::shared_ptr<SleepTracker> Library::sharedTracker() {

@@ -36,17 +36,17 @@ void VelmorConfig::handle(const SessionsService::State& state) {
 }
 
 void VelmorConfig::joined(const Config& config) {
-    log_->log(LogAPI::Level::I, "init", "[RESP] userId " + config.userId());
+    log_->log(LogAPI::Level::I, "init", {"[RESP] userId ", config.userId()});
     tell([&](VelmorConfigDelegate& delegate) { delegate.userDidJoin(config.userId(), config); });
 }
 
 void VelmorConfig::deleted(const Config& config) {
-    log_->log(LogAPI::Level::I, "init", "[RESP] delete userId " + config.userId());
+    log_->log(LogAPI::Level::I, "init", {"[RESP] delete userId ", config.userId()});
     tell([&](VelmorConfigDelegate& delegate) { delegate.userDidDelete(config.userId()); });
 }
 
 void VelmorConfig::failed(const VelmorError& error) {
-    log_->log(LogAPI::Level::E, "init", "Failed to user " + firstCharacters(error.description(), 200));
+    log_->log(LogAPI::Level::E, "init", {"Failed to user ", firstCharacters(error.description(), 200)});
     tell([&](VelmorConfigDelegate& delegate) { delegate.didFailUserJoin(error); });
 }
 
@@ -54,7 +54,9 @@ template <class Call>
 void VelmorConfig::tell(Call call) {
     if (!delegate_) return;
     contain([&] { call(*delegate_); },
-            [&](const std::string& reason) { log_->log(LogAPI::Level::E, "init", "delegate: " + reason); });
+            [&](const std::string& reason) {
+                log_->log(LogAPI::Level::E, "init", {"delegate: ", reason});
+            });
 }
 
 }  // namespace Velmor

@@ -1,6 +1,7 @@
 #include "APIService/Decode.hpp"
 
 #include "APIService/Iso8601.hpp"
+#include "Runtime/Text.hpp"
 
 #include <cmath>
 #include <limits>
@@ -9,11 +10,11 @@ namespace Velmor {
 namespace {
 
 // Cut where a character begins, so that what is quoted stays UTF-8.
-std::string quoted(const std::string& text) {
+std::string quoted(std::string_view text) {
     constexpr std::size_t kLimit = 60;
     std::size_t end = std::min(text.size(), kLimit);
     while (end < text.size() && end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
-    return "\"" + text.substr(0, end) + (end < text.size() ? "..." : "") + "\"";
+    return joined({"\"", text.substr(0, end), end < text.size() ? "...\"" : "\""});
 }
 
 }  // namespace
@@ -21,7 +22,7 @@ std::string quoted(const std::string& text) {
 std::string JsonPath::text() const {
     if (!parent_) return "";
     auto out = parent_->text();
-    if (index_) return out + "[" + std::to_string(*index_) + "]";
+    if (index_) return joined({out, "[", std::to_string(*index_), "]"});
     if (!out.empty()) out += '.';
     return out.append(key_);
 }
@@ -31,7 +32,7 @@ void JsonPath::fail(const std::string& reason) const {
 }
 
 void JsonPath::failExpected(const char* what, const Json& found) const {
-    fail(std::string("expected ") + what + ", found " + found.kind());
+    fail(joined({"expected ", what, ", found ", found.kind()}));
 }
 
 std::string snakeCase(std::string_view name) {
@@ -77,14 +78,14 @@ void decode(const Json& json, const JsonPath& path, std::string& out) {
 void decode(const Json& json, const JsonPath& path, WallTime& out) {
     const auto& text = detail::textOf(json, path);
     const auto time = Iso8601::parse(text);
-    if (!time) path.fail("is no date: " + quoted(text));
+    if (!time) path.fail(joined({"is no date: ", quoted(text)}));
     out = *time;
 }
 
 void decode(const Json& json, const JsonPath& path, std::chrono::sys_days& out) {
     const auto& text = detail::textOf(json, path);
     const auto day = Iso8601::parseDay(text);
-    if (!day) path.fail("is no day: " + quoted(text));
+    if (!day) path.fail(joined({"is no day: ", quoted(text)}));
     out = *day;
 }
 
@@ -107,7 +108,7 @@ const std::string& textOf(const Json& json, const JsonPath& path) {
 }
 
 void failUnknown(const std::string& text, const JsonPath& path) {
-    path.fail("has an unknown value: " + quoted(text));
+    path.fail(joined({"has an unknown value: ", quoted(text)}));
 }
 
 Member::Member(const Json& object, const JsonPath& parent, const char* name)

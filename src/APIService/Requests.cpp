@@ -1,6 +1,7 @@
 #include "APIService/Requests.hpp"
 
 #include "BuildSettings.hpp"
+#include "Runtime/Text.hpp"
 
 #include <algorithm>
 #include <utility>
@@ -25,13 +26,13 @@ HttpRequest request(std::string_view method, Url url, const Config& config, cons
 }  // namespace
 
 HttpHeaders standardHeaders(const Config& config, const Device& device) {
-    const std::string version = BuildSettings::kVersion;
+    constexpr std::string_view version = BuildSettings::kVersion;
     const auto facts = device.facts();
     HttpHeaders headers{{"x-api-key", config.apiKey()},
                         {"timezone", device.timeZone()},
-                        {"x-sdk-version", facts.systemName + " " + version},
-                        {"user-agent", "VelmorSDK/" + version + " (" + facts.systemName + " " +
-                                           facts.systemVersion + "; " + facts.model + ")"}};
+                        {"x-sdk-version", joined({facts.systemName, " ", version})},
+                        {"user-agent", joined({"VelmorSDK/", version, " (", facts.systemName, " ",
+                                               facts.systemVersion, "; ", facts.model, ")"})}};
     if (!config.userId().empty()) headers.emplace_back("x-user-id", config.userId());
     return headers;
 }

@@ -67,24 +67,25 @@ std::string_view LogAPI::name(Level level) {
     return kLevels[static_cast<std::size_t>(level)].second;
 }
 
-void LogAPI::log(Level level, std::string_view tag, std::string_view message) {
+void LogAPI::log(Level level, std::string_view tag, std::string_view message) noexcept {
+    log(level, tag, {message});
+}
+
+void LogAPI::log(Level level, std::string_view tag, Pieces message) noexcept {
     contain(
         [&] {
+            const auto text = joined(message);
             const Lock lock(queue_);
-            writeLog(level, tag, message);
+            writeLog(level, tag, text);
         },
-        [&](const std::string& reason) { console("Error writing log: " + reason); });
+        [&](const std::string& reason) {
+            console(joined({"Error writing log: ", reason}));
+        });
 }
 
 void LogAPI::writeLog(Level level, std::string_view tag, std::string_view message) {
-    std::string line = logTimestamp(platform_->clock->wallNow());
-    line.append(" | ")
-        .append(name(level))
-        .append(" | ")
-        .append(tag)
-        .append(" | ")
-        .append(message)
-        .append("\n");
+    const auto line = joined(
+        {logTimestamp(platform_->clock->wallNow()), " | ", name(level), " | ", tag, " | ", message, "\n"});
     if (!isUtf8(line)) return;  // one such line would make the whole text unreadable for the log proxy
     if (logFileSize() > static_cast<std::uint64_t>(kMaxFileSize)) removeFile(kLogFileName);
     append(document(kLogFileName), line);
@@ -124,10 +125,12 @@ void LogAPI::uploadLog(std::optional<Config> config, std::optional<std::string> 
                 if (!moveToSendFile(failure)) return;
                 message = readFile(kLogSendFileName);
             }
-            if (!failure.empty()) console("Failed to paste file. " + failure);
+            if (!failure.empty()) console(joined({"Failed to paste file. ", failure}));
             if (ship_) ship_({std::move(config), std::move(sessionId), std::move(message)});
         },
-        [this](const std::string& reason) { console("Failed to upload Velmor Log : " + reason); });
+        [this](const std::string& reason) {
+            console(joined({"Failed to upload Velmor Log : ", reason}));
+        });
 }
 
 // False when there is nothing to ship. The log file goes even if pasting failed: it must not pile up.
@@ -153,14 +156,13 @@ void LogAPI::pasteFile(const char* from, const char* to) const {
 
 std::string LogAPI::readFile(const char* name) const {
     std::string text;
-    contain([&] { text = readAll(*platform_->files->open(document(name), FileMode::read)); },
-            [](const std::string&) {});
+    contain([&] { text = readAll(*platform_->files->open(document(name), FileMode::read)); });
     return isUtf8(text) ? text : "";  // what cannot be read is shipped as an empty text
 }
 
 void LogAPI::removeFile(const char* name) const {
-    contain([&] { platform_->files->remove(document(name)); },
-            [](const std::string&) {});  // the next write or shipment will try again
+    // What cannot be removed now is left to the next write or shipment.
+    contain([&] { platform_->files->remove(document(name)); });
 }
 
 std::string LogAPI::document(const char* name) const {
@@ -178,22 +180,22 @@ std::string LogAPI::logTimestamp(WallTime time) const {
     return text.data();
 }
 
-void LogAPI::debugPrint(std::string_view message) {
-    const auto delegate = debugLoggerDelegate();
-    if (!delegate) return;
-    const auto ignore = [](const std::string&) {
-    };  // a delegate that throws when told something cannot be told so
-    contain(
-        [&] {
-            const auto line =
-                logTimestamp(platform_->clock->wallNow()) + " [Velmor SDK] " + std::string(message);
-            contain([&] { delegate->didPrint(line); }, ignore);
-            console(line);
-        },
-        ignore);
+void LogAPI::debugPrint(std::string_view message) noexcept {
+    debugPrint({message});
 }
 
-void LogAPI::debugPrintError(const std::exception& error) {
+void LogAPI::debugPrint(Pieces message) noexcept {
+    const auto delegate = debugLoggerDelegate();
+    if (!delegate) return;
+    contain([&] {
+        const auto line =
+            joined({logTimestamp(platform_->clock->wallNow()), " [Velmor SDK] ", joined(message)});
+        contain([&] { delegate->didPrint(line); });  // one that throws when told something cannot be told so
+        console(line);
+    });
+}
+
+void LogAPI::debugPrintError(const std::exception& error) noexcept {
     debugPrint(error.what());
 }
 

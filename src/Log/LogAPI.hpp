@@ -2,6 +2,7 @@
 // delegate.
 #pragma once
 
+#include "Runtime/Text.hpp"
 #include "Runtime/ThreadSafety.hpp"
 
 #include <cstdint>
@@ -44,12 +45,14 @@ class LogAPI {
 
     /// Appends one line to the log file; it is on disk on return. Any thread; never fails towards the caller.
     /// Not to be called with a lock held that a debug delegate or a file seam could want.
-    void log(Level level, std::string_view tag, std::string_view message);
+    void log(Level level, std::string_view tag, std::string_view message) noexcept;
+    void log(Level level, std::string_view tag, Pieces message) noexcept;
 
     /// Hands a debug line to the delegate and the console; nothing at all while there is no delegate. Any
-    /// thread.
-    void debugPrint(std::string_view message);
-    void debugPrintError(const std::exception& error);
+    /// thread; never fails towards the caller.
+    void debugPrint(std::string_view message) noexcept;
+    void debugPrint(Pieces message) noexcept;
+    void debugPrintError(const std::exception& error) noexcept;
 
     /// Prints a line on the console alone.
     void console(std::string_view line) const;

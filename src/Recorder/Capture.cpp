@@ -142,7 +142,7 @@ void RecordingService::Capture::entered(const State::started& state) {
 }
 
 void RecordingService::Capture::entered(const State::stopped& state) {
-    logState(state.error ? "stopped with error: " + state.error->description() : "stopped");
+    logState(state.error ? joined({"stopped with error: ", state.error->description()}) : "stopped");
     letGo();
     firstFrameTime_.reset();
     if (state.error) owner_.errorSender.send(*state.error);
@@ -246,8 +246,8 @@ void RecordingService::Capture::runEngine() {
 bool RecordingService::Capture::formatFits() {
     const AudioFormat format = engine_.inputFormat();
     if (format.sampleRate == double{kInputRate} && format.channelCount == 1) return true;
-    logError("setupEngine FORMAT-ERROR sampleRate: " + decimal(format.sampleRate) +
-             ", channelCount: " + std::to_string(format.channelCount));
+    logError({"setupEngine FORMAT-ERROR sampleRate: ", decimal(format.sampleRate),
+              ", channelCount: ", std::to_string(format.channelCount)});
     interruptStartTime_ = lastEnd_;
     owner_.stateSender.send({State::error{VelmorError::audioInitializationFailed{}}});
     return false;
@@ -265,24 +265,24 @@ void RecordingService::Capture::letGo(bool telling) {
 }
 
 void RecordingService::Capture::failed(const char* what, const std::exception_ptr& error) {
-    logError(what + errorText(error));
+    logError({what, errorText(error)});
     interruptStartTime_ = lastEnd_;  // so that a later resume fills the time lost
     owner_.stateSender.send({State::error{errorFor(error)}});
 }
 
-void RecordingService::Capture::logState(const std::string& text) {
-    log_->debugPrint("Recorder: state " + text);
-    log_->log(LogAPI::Level::I, "recording", "[ST] " + text);
+void RecordingService::Capture::logState(std::string_view text) noexcept {
+    log_->debugPrint({"Recorder: state ", text});
+    log_->log(LogAPI::Level::I, "recording", {"[ST] ", text});
 }
 
-void RecordingService::Capture::logError(const std::string& text) {
+void RecordingService::Capture::logError(Pieces text) noexcept {
     log_->log(LogAPI::Level::E, "recording", text);
 }
 
 void RecordingService::Capture::removeChunkFiles(bool telling) {
     if (!cutter_) return;
     cutter_->removeFiles([&](const std::string& path) {
-        if (telling) log_->debugPrint("remove file - file://" + path);
+        if (telling) log_->debugPrint({"remove file - file://", path});
     });
     cutter_.reset();
 }

@@ -7,6 +7,7 @@
 #include "Recorder/ChunkPublisher.hpp"
 #include "Recorder/RecordingService.hpp"
 #include "Recorder/Resampler.hpp"
+#include "Runtime/Text.hpp"
 
 #include <chrono>
 #include <cstdint>
@@ -86,8 +87,8 @@ class RecordingService::Capture {
     void watchAfter(std::chrono::nanoseconds delay);
     void watch();
 
-    void logState(const std::string& text);
-    void logError(const std::string& text);
+    void logState(std::string_view text) noexcept;
+    void logError(Pieces text) noexcept;
     void removeChunkFiles(bool telling);
 
     RecordingService& owner_;

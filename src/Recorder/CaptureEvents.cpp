@@ -16,10 +16,10 @@ std::atomic<std::uint64_t> latestObservation{0};
 
 template <class Step>
 void unlessItFails(Step step) noexcept {
-    contain(step, [](const std::string&) {});
+    contain(step);
 }
 
-std::string orElse(const std::string& details, const char* text) {
+std::string_view orElse(std::string_view details, std::string_view text) {
     return details.empty() ? text : details;
 }
 
@@ -68,25 +68,26 @@ void RecordingService::Capture::endObserving() {
 
 void RecordingService::Capture::notified(const AudioNotification& notification, BootTime at) {
     const auto& details = notification.details;
-    const auto text = std::visit(
-        [&](const auto& event) -> std::string {
+    const auto write = [&](Pieces text) { log_->log(LogAPI::Level::I, "notifications", text); };
+    std::visit(
+        [&](const auto& event) {
             using Event = std::decay_t<decltype(event)>;
             if constexpr (std::is_same_v<Event, AudioNotification::InterruptionBegan>) {
-                return "[AVAudioSession.interruptionNotification] " + orElse(details, "began");
+                write({"[AVAudioSession.interruptionNotification] ", orElse(details, "began")});
             } else if constexpr (std::is_same_v<Event, AudioNotification::InterruptionEnded>) {
-                return "[AVAudioSession.interruptionNotification] " + orElse(details, "ended");
+                write({"[AVAudioSession.interruptionNotification] ", orElse(details, "ended")});
             } else if constexpr (std::is_same_v<Event, AudioNotification::EngineConfigurationChanged>) {
-                return "[AVAudioEngineConfigurationChange] " + details;
+                write({"[AVAudioEngineConfigurationChange] ", details});
             } else if constexpr (std::is_same_v<Event, AudioNotification::RouteChanged>) {
-                std::string line = "[AVAudioSession.routeChangeNotification] " + event.reason;
-                for (const auto& port : event.previousOutputs) line += ", previous output " + port;
-                return line;
+                std::string ports;
+                for (const auto& port : event.previousOutputs)
+                    ports.append(", previous output ").append(port);
+                write({"[AVAudioSession.routeChangeNotification] ", event.reason, ports});
             } else {
-                return "[AVAudioSession.mediaServicesWereResetNotification] " + details;
+                write({"[AVAudioSession.mediaServicesWereResetNotification] ", details});
             }
         },
         notification.event);
-    log_->log(LogAPI::Level::I, "notifications", text);
     if (!cutter_) return;
     flush();
     std::visit([&](const auto& event) { notified(event, at); }, notification.event);

@@ -59,7 +59,7 @@ void RecordingService::Capture::process(const PcmBuffer& buffer) {
     if (!cutter_) return;
     const auto frames = resampler_.process(buffer.frames);
     if (!frames) {
-        if (droppedBuffers_++ == 0) logError("conversion ERROR: a buffer without finite values dropped");
+        if (droppedBuffers_++ == 0) logError({"conversion ERROR: a buffer without finite values dropped"});
         return;
     }
     if (const auto error = cutter_->append(*frames, buffer.captured))
@@ -68,7 +68,7 @@ void RecordingService::Capture::process(const PcmBuffer& buffer) {
 
 void RecordingService::Capture::reportLost() {
     const auto lost = queue_ ? queue_->takeLost() : 0;
-    if (lost > 0) logError("capture queue OVERRUN: " + std::to_string(lost) + " frames lost");
+    if (lost > 0) logError({"capture queue OVERRUN: ", std::to_string(lost), " frames lost"});
 }
 
 }  // namespace Velmor

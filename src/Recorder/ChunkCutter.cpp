@@ -67,8 +67,7 @@ void ChunkCutter::drop(const char* what, const std::exception_ptr& error) {
 }
 
 void ChunkCutter::logError(const char* what, const std::exception_ptr& error) noexcept {
-    contain([&] { log_->log(LogAPI::Level::E, "recording", what + errorText(error)); },
-            [](const std::string&) {});
+    contain([&] { log_->log(LogAPI::Level::E, "recording", {what, errorText(error)}); });
 }
 
 ChunkFile& ChunkCutter::current() {

@@ -2,6 +2,7 @@
 
 #include "Recorder/AudioConstants.hpp"
 #include "Recorder/WaveHeader.hpp"
+#include "Runtime/Text.hpp"
 #include "Runtime/ThreadSafety.hpp"
 
 #include <algorithm>
@@ -29,7 +30,8 @@ struct ChunkFile::Claim {
     Claim(const std::string& directory, const std::string& name) : path(directory + name) {
         const Lock lock(mutex);
         for (int i = 2; !claimed().insert(path).second; ++i)
-            path = directory + name.substr(0, name.rfind('.')) + "-" + std::to_string(i) + ".pcm";
+            path = joined({directory, std::string_view(name).substr(0, name.rfind('.')), "-",
+                           std::to_string(i), ".pcm"});
     }
     Claim(const Claim&) = delete;
     Claim& operator=(const Claim&) = delete;

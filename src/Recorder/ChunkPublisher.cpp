@@ -88,13 +88,11 @@ void ChunkPublisher::deliverNext() {
 }
 
 void ChunkPublisher::failed(const char* what) noexcept {
-    contain(
-        [&] {
-            const auto text = what + errorText(std::current_exception());
-            log_->debugPrint(text);
-            log_->log(LogAPI::Level::E, "recording", text);
-        },
-        [](const std::string&) {});
+    contain([&] {
+        const auto text = joined({what, errorText(std::current_exception())});
+        log_->debugPrint(text);
+        log_->log(LogAPI::Level::E, "recording", text);
+    });
 }
 
 }  // namespace Velmor

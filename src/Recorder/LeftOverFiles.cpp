@@ -31,7 +31,7 @@ void removeLeftOverFiles(const std::shared_ptr<FileSystem>& files) {
     try {
         const std::string directory = files->temporaryDirectory();
         for (const auto& name : files->list(directory))
-            if (isOurs(name)) contain([&] { files->remove(directory + name); }, [](const std::string&) {});
+            if (isOurs(name)) contain([&] { files->remove(directory + name); });
     } catch (...) {  // what stays is small, and the next process tries again
     }
 }

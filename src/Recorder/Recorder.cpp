@@ -28,7 +28,7 @@ Async<bool> Recorder::hasPermission() {
         core.hasPermission([promise, log = core.log()](bool granted) {
             contain([&] { promise.set(granted); },
                     [&](const std::string& reason) {
-                        log->log(LogAPI::Level::E, "recording", "A waiting task failed: " + reason);
+                        log->log(LogAPI::Level::E, "recording", {"A waiting task failed: ", reason});
                     });
         });
     });

@@ -39,7 +39,7 @@ void RecorderCore::tell(Call call) {
     if (!delegate) return;
     contain([&] { call(*delegate); },
             [&](const std::string& reason) {
-                log_->log(LogAPI::Level::E, "recording", "the recording delegate threw: " + reason);
+                log_->log(LogAPI::Level::E, "recording", {"the recording delegate threw: ", reason});
             });
 }
 

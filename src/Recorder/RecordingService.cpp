@@ -4,16 +4,18 @@
 #include "Preprocessor/Preprocessor.hpp"
 #include "Recorder/Capture.hpp"
 #include "Recorder/FileChunkStore.hpp"
+#include "Runtime/Text.hpp"
 
 #include <utility>
 
 namespace Velmor {
 std::string RecordingService::State::description() const {
     if (const auto* state = std::get_if<started>(&value))
-        return "started(" + Iso8601::format(state->date) + ")";
+        return joined({"started(", Iso8601::format(state->date), ")"});
     if (const auto* state = std::get_if<stopped>(&value))
-        return state->error ? "stopped(" + state->error->description() + ")" : "stopped";
-    if (const auto* state = std::get_if<error>(&value)) return "error(" + state->error.description() + ")";
+        return state->error ? joined({"stopped(", state->error->description(), ")"}) : "stopped";
+    if (const auto* state = std::get_if<error>(&value))
+        return joined({"error(", state->error.description(), ")"});
     if (is<notDetermined>()) return "notDetermined";
     if (is<ready>()) return "ready";
     return is<interrupted>() ? "interrupted" : "resumed";

@@ -3,6 +3,7 @@
 #include "APIService/Requests.hpp"
 #include "Log/LogAPI.hpp"
 #include "Runtime/Contain.hpp"
+#include "Runtime/Text.hpp"
 #include "SessionService/SessionsService.hpp"
 
 #include <utility>
@@ -19,10 +20,9 @@ Async<T> refusedInDeveloperMode() {
 
 Endpoint sessionListEndpoint(const std::string& fromDate, const std::string& toDate, Model::OrderBy orderBy,
                              std::int64_t offset, std::int64_t limit) {
-    std::string text = "data/v1/sessions?date_gte=" + fromDate + "&date_lte=" + toDate;
-    text.append("&order_by=").append(Model::rawValue(orderBy));
-    text += "&offset=" + std::to_string(offset) + "&limit=" + std::to_string(limit);
-    return Endpoint("").query(text);
+    return Endpoint("").query(joined({"data/v1/sessions?date_gte=", fromDate, "&date_lte=", toDate,
+                                      "&order_by=", Model::rawValue(orderBy),
+                                      "&offset=", std::to_string(offset), "&limit=", std::to_string(limit)}));
 }
 
 }  // namespace
@@ -49,16 +49,16 @@ std::optional<Config> ReportQueries::config() {
 
 std::string ReportQueries::sessionsEntry(const std::string& fromDate, const std::string& toDate,
                                          std::int64_t offset, std::int64_t limit) {
-    return "[CALL] reports callback " + fromDate + " - " + toDate + ", offset : " + std::to_string(offset) +
-           ", limit : " + std::to_string(limit);
+    return joined({"[CALL] reports callback ", fromDate, " - ", toDate, ", offset : ", std::to_string(offset),
+                   ", limit : ", std::to_string(limit)});
 }
 
 std::string ReportQueries::averageEntry(const char* form, const std::string& fromDate,
                                         const std::string& toDate) {
-    return std::string("[CALL] getAverageReport ") + form + " " + fromDate + " - " + toDate;
+    return joined({"[CALL] getAverageReport ", form, " ", fromDate, " - ", toDate});
 }
 
-void ReportQueries::logEntry(const std::string& line) {
+void ReportQueries::logEntry(Pieces line) noexcept {
     log_->log(LogAPI::Level::I, "reports", line);
 }
 
@@ -70,7 +70,7 @@ std::function<void(Executor::Task)> ReportQueries::callbacks() const {
     return [tasks = platform_->tasks, log = log_](Executor::Task callback) {
         tasks->post([log, callback = std::move(callback)] {
             contain(callback, [&](const std::string& reason) {
-                log->log(LogAPI::Level::E, "reports", "Completion block failed: " + reason);
+                log->log(LogAPI::Level::E, "reports", {"Completion block failed: ", reason});
             });
         });
     };
@@ -91,7 +91,7 @@ void ReportQueries::ask(std::string_view method, const Endpoint& endpoint,
                 const bool empty = !answer.error && !answer.record;
                 contain([&] { tell(empty ? nothing() : answer); },
                         [&](const std::string& reason) {
-                            log->log(LogAPI::Level::E, "reports", "A waiting task failed: " + reason);
+                            log->log(LogAPI::Level::E, "reports", {"A waiting task failed: ", reason});
                         });
             });
     } catch (...) {
@@ -114,8 +114,8 @@ Async<T> ReportQueries::send(std::string_view method, const Endpoint& endpoint,
 }
 
 Async<Model::Report> ReportQueries::report(const std::string& sessionId) {
-    logEntry("[CALL] report callback " + sessionId);
-    log_->debugPrint("Reports: get report, sessionId = " + sessionId);
+    logEntry({"[CALL] report callback ", sessionId});
+    log_->debugPrint({"Reports: get report, sessionId = ", sessionId});
     return send<Model::Report, Model::Report>("GET", Endpoint("data/v3/sessions/").id(sessionId), config(),
                                               [](const Model::Report& report) { return report; });
 }
@@ -123,8 +123,8 @@ Async<Model::Report> ReportQueries::report(const std::string& sessionId) {
 Async<Reports::Sessions> ReportQueries::reports(const std::string& fromDate, const std::string& toDate,
                                                 Model::OrderBy orderBy, std::int64_t offset,
                                                 std::int64_t limit) {
-    logEntry(sessionsEntry(fromDate, toDate, offset, limit));
-    log_->debugPrint("Reports: get sessions, from: " + fromDate + " to: " + toDate);
+    logEntry({sessionsEntry(fromDate, toDate, offset, limit)});
+    log_->debugPrint({"Reports: get sessions, from: ", fromDate, " to: ", toDate});
     if (DeveloperMode::isOn()) return refusedInDeveloperMode<Reports::Sessions>();
     return send<Model::ReportList, Reports::Sessions>(
         "GET", sessionListEndpoint(fromDate, toDate, orderBy, offset, limit), config(),
@@ -132,8 +132,8 @@ Async<Reports::Sessions> ReportQueries::reports(const std::string& fromDate, con
 }
 
 Async<void> ReportQueries::deleteReport(const std::string& sessionId) {
-    logEntry("[CALL] deleteReport callback " + sessionId);
-    log_->debugPrint("Reports: delete report, sessionId = " + sessionId);
+    logEntry({"[CALL] deleteReport callback ", sessionId});
+    log_->debugPrint({"Reports: delete report, sessionId = ", sessionId});
     if (DeveloperMode::isOn()) return refusedInDeveloperMode<void>();
     return send<Model::DeleteReport, void>("DELETE", Endpoint("ai/v1/sessions/").id(sessionId), config(),
                                            [](const Model::DeleteReport&) { return std::monostate{}; });
@@ -143,15 +143,15 @@ Async<Model::AverageReport> ReportQueries::getAverageReport(const std::string& f
                                                             const std::string& toDate) {
     const auto current = config();
     const std::string userId = current ? current->userId() : "";
-    logEntry(averageEntry("async", fromDate, toDate));
-    log_->debugPrint("Reports: get average report, userId = " + userId + " from: " + fromDate +
-                     " to: " + toDate);
+    logEntry({averageEntry("async", fromDate, toDate)});
+    log_->debugPrint(
+        {"Reports: get average report, userId = ", userId, " from: ", fromDate, " to: ", toDate});
     if (DeveloperMode::isOn()) return refusedInDeveloperMode<Model::AverageReport>();
     return send<Model::AverageReport, Model::AverageReport>(
         "GET",
         Endpoint("data/v1/users/")
             .id(userId)
-            .query("/average-stats?start_date=" + fromDate + "&end_date=" + toDate),
+            .query(joined({"/average-stats?start_date=", fromDate, "&end_date=", toDate})),
         current, [](const Model::AverageReport& report) { return report; });
 }
 

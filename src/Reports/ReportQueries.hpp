@@ -2,6 +2,7 @@
 #pragma once
 
 #include "APIService/APIService.hpp"
+#include "Runtime/Text.hpp"
 #include "Runtime/ThreadSafety.hpp"
 
 #include <cstdint>
@@ -41,7 +42,7 @@ class ReportQueries : public std::enable_shared_from_this<ReportQueries> {
     static std::string sessionsEntry(const std::string& fromDate, const std::string& toDate,
                                      std::int64_t offset, std::int64_t limit);
     static std::string averageEntry(const char* form, const std::string& fromDate, const std::string& toDate);
-    void logEntry(const std::string& line);
+    void logEntry(Pieces line) noexcept;
     /// Runs `start` as a task of its own.
     void detach(std::function<void(ReportQueries&)> start);
     /// Posts the application's code to the platform's tasks, its exceptions contained. Outlives this object.

@@ -40,7 +40,7 @@ Async<Model::Report> Reports::report(const std::string& sessionId) {
 }
 
 void Reports::report(const std::string& sessionId, CompletionBlock<Model::Report> completionBlock) {
-    queries_->logEntry("[CALL] report callback " + sessionId);
+    queries_->logEntry({"[CALL] report callback ", sessionId});
     detach<Model::Report>(
         *queries_, [sessionId](ReportQueries& queries) { return queries.report(sessionId); },
         passTo<Model::Report>(std::move(completionBlock)));
@@ -53,7 +53,7 @@ Async<Reports::Sessions> Reports::reports(const std::string& fromDate, const std
 
 void Reports::reports(const std::string& fromDate, const std::string& toDate, Model::OrderBy orderBy,
                       std::int64_t offset, std::int64_t limit, CompletionBlock<Sessions> completionBlock) {
-    queries_->logEntry(ReportQueries::sessionsEntry(fromDate, toDate, offset, limit));
+    queries_->logEntry({ReportQueries::sessionsEntry(fromDate, toDate, offset, limit)});
     detach<Sessions>(
         *queries_,
         [=](ReportQueries& queries) { return queries.reports(fromDate, toDate, orderBy, offset, limit); },
@@ -66,7 +66,7 @@ Async<void> Reports::deleteReport(const std::string& sessionId) {
 
 void Reports::deleteReport(const std::string& sessionId,
                            std::function<void(std::optional<VelmorError>)> completionBlock) {
-    queries_->logEntry("[CALL] deleteReport callback " + sessionId);
+    queries_->logEntry({"[CALL] deleteReport callback ", sessionId});
     detach<void>(
         *queries_, [sessionId](ReportQueries& queries) { return queries.deleteReport(sessionId); },
         [completionBlock = std::move(completionBlock)](const Async<void>::Outcome& outcome) {
@@ -82,7 +82,7 @@ Async<Model::AverageReport> Reports::getAverageReport(const std::string& fromDat
 
 void Reports::getAverageReport(const std::string& fromDate, const std::string& toDate,
                                CompletionBlock<Model::AverageReport> completionBlock) {
-    queries_->logEntry(ReportQueries::averageEntry("callback", fromDate, toDate));
+    queries_->logEntry({ReportQueries::averageEntry("callback", fromDate, toDate)});
     detach<Model::AverageReport>(
         *queries_, [=](ReportQueries& queries) { return queries.getAverageReport(fromDate, toDate); },
         passTo<Model::AverageReport>(std::move(completionBlock)));

@@ -47,44 +47,43 @@ class Bag {
     std::vector<Subscription> subscriptions_;
 };
 
-template <class T>
-class Channel {
+/// The observers of a channel, whatever its type: each is told by a function that knows what it points to.
+class Observers {
   public:
-    using Observer = std::function<void(const T&)>;
+    using Tell = std::function<void(const void* value)>;
 
-    [[nodiscard]] Subscription subscribe(Observer observer) {
-        auto active = std::make_shared<std::atomic<bool>>(true);
-        std::shared_ptr<const List> former;  // outlives the lock, as ended observers may own anything
-        const Lock lock(mutex_);
-        auto next = std::make_shared<List>();
-        for (const auto& entry : *list_)
-            if (entry.active->load(std::memory_order_acquire)) next->push_back(entry);
-        next->push_back({active, std::make_shared<Observer>(std::move(observer))});
-        former = std::exchange(list_, std::move(next));
-        return Subscription(std::move(active));
-    }
-
-    /// Tells the observers on the calling thread, in the order of their subscription.
-    void send(const T& value) const {
-        const auto list = snapshot();  // observers may replace the current one
-        for (const auto& entry : *list)
-            if (entry.active->load(std::memory_order_acquire)) (*entry.observer)(value);
-    }
+    [[nodiscard]] Subscription add(Tell tell);
+    void tellAll(const void* value) const;
 
   private:
     struct Entry {
         std::shared_ptr<std::atomic<bool>> active;
-        std::shared_ptr<Observer> observer;
+        std::shared_ptr<Tell> tell;
     };
     using List = std::vector<Entry>;
 
-    std::shared_ptr<const List> snapshot() const {
-        const Lock lock(mutex_);
-        return list_;
-    }
+    std::shared_ptr<const List> snapshot() const;
 
     mutable Mutex mutex_;  // of which list is current; a list does not change
     std::shared_ptr<const List> list_ VELMOR_GUARDED_BY(mutex_) = std::make_shared<List>();
+};
+
+template <class T>
+class Channel {
+  public:
+    /// `observer` takes a `const T&`.
+    template <class Observer>
+    [[nodiscard]] Subscription subscribe(Observer observer) {
+        return observers_.add([observer = std::move(observer)](const void* value) mutable {
+            observer(*static_cast<const T*>(value));
+        });
+    }
+
+    /// Tells the observers on the calling thread, in the order of their subscription.
+    void send(const T& value) const { observers_.tellAll(&value); }
+
+  private:
+    Observers observers_;
 };
 
 /// A channel that remembers its last value.
@@ -107,7 +106,8 @@ class CurrentValue {
     }
 
     /// Later values only.
-    [[nodiscard]] Subscription subscribe(typename Channel<T>::Observer observer) {
+    template <class Observer>
+    [[nodiscard]] Subscription subscribe(Observer observer) {
         return channel_.subscribe(std::move(observer));
     }
 

@@ -1,24 +1,34 @@
 // Runs code that is not ours (a delegate, a callback) so that its exceptions end here.
 #pragma once
 
-#include <exception>
 #include <string>
 #include <utility>
 
 namespace Velmor {
 
+namespace detail {
+/// Calls `report` with a text that describes the exception under way; for handlers.
+void tellReason(void (*report)(void* reporter, const std::string& reason), void* reporter) noexcept;
+}  // namespace detail
+
+/// Calls `code` and ignores its exception.
+template <class Code>
+void contain(Code&& code) noexcept {
+    try {
+        std::forward<Code>(code)();
+    } catch (...) {
+    }
+}
+
 /// Calls `code`; when it throws, calls `report` with a text that describes the exception.
 template <class Code, class Report>
-void contain(Code&& code, Report&& report) noexcept {
+void contain(Code&& code, Report report) noexcept {
     try {
-        try {
-            std::forward<Code>(code)();
-        } catch (const std::exception& error) {
-            report(std::string(error.what()));
-        } catch (...) {
-            report(std::string("an exception that is not a std::exception"));
-        }
-    } catch (...) {  // the report failed too; nobody is left to tell
+        std::forward<Code>(code)();
+    } catch (...) {
+        detail::tellReason(
+            [](void* reporter, const std::string& reason) { (*static_cast<Report*>(reporter))(reason); },
+            &report);
     }
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Runtime/Contain.hpp"
+#include "Runtime/Text.hpp"
 
 #include <chrono>
 #include <functional>
@@ -30,7 +31,7 @@ class GuardedExecutor : public Executor {
   private:
     Task guarded(Task task) const {
         return [console = console_, task = std::move(task)] {
-            contain(task, [&](const std::string& reason) { (*console)("Task failed: " + reason); });
+            contain(task, [&](const std::string& reason) { (*console)(joined({"Task failed: ", reason})); });
         };
     }
 

@@ -3,6 +3,7 @@
 #include "APIService/Iso8601.hpp"
 #include "APIService/MultipartFormDataRequest.hpp"
 #include "APIService/Requests.hpp"
+#include "Runtime/Text.hpp"
 
 #include <stdexcept>
 #include <type_traits>
@@ -37,11 +38,11 @@ State::error failedNetwork(const std::exception_ptr& error) {
 }
 
 std::string line(const Request::userJoin& request) {
-    return "API: user join, id: " + request.userId.value_or("nil");
+    return joined({"API: user join, id: ", request.userId.value_or("nil")});
 }
 
 std::string line(const Request::userDelete& request) {
-    return "API: user delete, id: " + request.config.userId();
+    return joined({"API: user delete, id: ", request.config.userId()});
 }
 
 std::string line(const Request::create&) {
@@ -49,16 +50,16 @@ std::string line(const Request::create&) {
 }
 
 std::string line(const Request::mel& request) {
-    return "API: session id is " + request.sessionId + " - upload, sequence is " +
-           std::to_string(request.sequence);
+    return joined({"API: session id is ", request.sessionId, " - upload, sequence is ",
+                   std::to_string(request.sequence)});
 }
 
 std::string line(const Request::close& request) {
-    return "API: session id is " + request.sessionId + " - close";
+    return joined({"API: session id is ", request.sessionId, " - close"});
 }
 
 std::string line(const Request::analysis& request) {
-    return "API: sessions analysis - id: " + request.sessionId;
+    return joined({"API: sessions analysis - id: ", request.sessionId});
 }
 
 HttpRequest httpRequest(const Request::userJoin& request, const Device& device) {
@@ -89,9 +90,9 @@ HttpRequest httpRequest(const Request::create& request, const Device& device) {
 }
 
 HttpRequest httpRequest(Request::mel& request, const Device& device) {
-    auto prepared =
-        jsonRequest("POST", session(request.sessionId).text("/mel-data/" + std::to_string(request.sequence)),
-                    request.config, device);
+    auto prepared = jsonRequest(
+        "POST", session(request.sessionId).text(joined({"/mel-data/", std::to_string(request.sequence)})),
+        request.config, device);
     MultipartFormDataRequest form(prepared.url, device);
     form.addFile("melspectrogram", "melspectrogram.npy", std::exchange(request.data, {}), "");
     return form.makeRequest(std::move(prepared));

@@ -176,10 +176,12 @@ void SessionsService::finishHead() {
 /// Whoever asked must hear an answer, even if there is no memory for it.
 void SessionsService::publish(const Request& request, const APIOutcome& outcome) {
     std::optional<State> state;
-    contain([&] { state.emplace(SessionCalls::stateOf(request, outcome)); }, [](const std::string&) {});
+    contain([&] { state.emplace(SessionCalls::stateOf(request, outcome)); });
     if (!state) state.emplace(State{State::error{withoutMemory(request), {}}});
     contain([&] { stateSender.send(*state); },
-            [this](const std::string& reason) { log_->debugPrint("API: an observer failed: " + reason); });
+            [this](const std::string& reason) {
+                log_->debugPrint({"API: an observer failed: ", reason});
+            });
 }
 
 }  // namespace Velmor

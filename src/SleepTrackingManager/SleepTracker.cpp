@@ -17,7 +17,7 @@ constexpr const char* kTag = "tracking";
 /// For what may fail for want of memory where something that matters more comes behind it.
 template <class Step>
 void unlessItFails(Step step) noexcept {
-    contain(step, [](const std::string&) {});
+    contain(step);
 }
 
 }  // namespace
@@ -86,7 +86,7 @@ TrackingStatus SleepTracker::getTrackingStatus() {
         const Lock lock(statusMutex_);
         status = status_;
     }
-    log_->debugPrint("Tracking: sessionId = " + status.sessionId.value_or("null"));
+    log_->debugPrint({"Tracking: sessionId = ", status.sessionId.value_or("null")});
     return status;
 }
 
@@ -127,7 +127,7 @@ void SleepTracker::checkStart(std::uint64_t generation) {
     const auto state = recorder_->recordingService()->stateSender.value();
     if (!state.is<RecordingService::State::started>()) {
         log_->debugPrint("Tracking: request failed");
-        write("request failed " + state.description(), LogAPI::Level::E);
+        write({"request failed ", state.description()}, LogAPI::Level::E);
         return;
     }
     if (creating_) {
@@ -226,8 +226,8 @@ void SleepTracker::handle(const Answer& answer) {
 void SleepTracker::created(const std::string& sessionId) {
     creating_ = closing_ = false;
     unlessItFails([&] {
-        log_->debugPrint("Session created: sessionId = " + sessionId);
-        write("[RESP] sessionId " + sessionId);
+        log_->debugPrint({"Session created: sessionId = ", sessionId});
+        write({"[RESP] sessionId ", sessionId});
     });
     bitmap_.finish();  // what was confirmed after the stop belongs to the session before
     setState({State::open{sessionId}});
@@ -241,8 +241,8 @@ void SleepTracker::created(const std::string& sessionId) {
 
 void SleepTracker::uploaded(const std::string& sessionId, std::int64_t sequence) {
     unlessItFails([&] {
-        log_->debugPrint("Session uploaded: sessionId = " + sessionId +
-                         ", sequence = " + std::to_string(sequence));
+        log_->debugPrint(
+            {"Session uploaded: sessionId = ", sessionId, ", sequence = ", std::to_string(sequence)});
         bitmap_.mark(sequence);
     });
     tell([&](auto& delegate) { delegate.didUpload(sequence); });
@@ -251,8 +251,8 @@ void SleepTracker::uploaded(const std::string& sessionId, std::int64_t sequence)
 void SleepTracker::closed(const std::string& sessionId) {
     closing_ = false;
     unlessItFails([&] {
-        log_->debugPrint("Session closed: sessionId = " + sessionId);
-        write("[RESP] closed " + sessionId);
+        log_->debugPrint({"Session closed: sessionId = ", sessionId});
+        write({"[RESP] closed ", sessionId});
     });
     bitmap_.finish();  // uploads confirmed since the stop, so that the shipped log has them
     setState({State::close{sessionId}});
@@ -288,7 +288,7 @@ void SleepTracker::recordedData(std::string data, std::int64_t sequence) {
         write("[ST] already stopped", LogAPI::Level::W);
         return;
     }
-    log_->debugPrint("Tracking: request upload data, sequence = " + std::to_string(sequence));
+    log_->debugPrint({"Tracking: request upload data, sequence = ", std::to_string(sequence)});
     sessionService_->requestAction.send(
         {Request::mel{*config_, *id, platform_->clock->wallNow(), std::move(data), sequence}});
 }
@@ -338,10 +338,16 @@ void SleepTracker::tell(Call call) {
     const auto delegate = delegate_.lock();
     if (!delegate) return;
     contain([&] { call(*delegate); },
-            [&](const std::string& reason) { write("delegate: " + reason, LogAPI::Level::E); });
+            [&](const std::string& reason) {
+                write({"delegate: ", reason}, LogAPI::Level::E);
+            });
 }
 
-void SleepTracker::write(std::string_view message, LogAPI::Level level) {
+void SleepTracker::write(std::string_view message, LogAPI::Level level) noexcept {
+    log_->log(level, kTag, message);
+}
+
+void SleepTracker::write(Pieces message, LogAPI::Level level) noexcept {
     log_->log(level, kTag, message);
 }
 

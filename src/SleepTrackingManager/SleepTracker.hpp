@@ -4,6 +4,7 @@
 #include "Log/LogAPI.hpp"
 #include "Recorder/RecorderCore.hpp"
 #include "Runtime/Channel.hpp"
+#include "Runtime/Text.hpp"
 #include "Runtime/ThreadSafety.hpp"
 #include "SessionService/SessionsService.hpp"
 #include "SleepTrackingManager/UploadBitmap.hpp"
@@ -86,7 +87,8 @@ class SleepTracker : public VelmorRecordingDelegate, public std::enable_shared_f
     const std::string* openSession() const;
     template <class Call>
     void tell(Call call);
-    void write(std::string_view message, LogAPI::Level level = LogAPI::Level::I);
+    void write(std::string_view message, LogAPI::Level level = LogAPI::Level::I) noexcept;
+    void write(Pieces message, LogAPI::Level level = LogAPI::Level::I) noexcept;
 
     const std::shared_ptr<const Platform> platform_;
     const std::shared_ptr<LogAPI> log_;

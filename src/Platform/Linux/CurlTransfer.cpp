@@ -1,6 +1,7 @@
 #include "Platform/Linux/CurlTransfer.hpp"
 
 #include "Platform/Linux/HttpCheck.hpp"
+#include "Runtime/Text.hpp"
 
 #include <algorithm>
 #include <netinet/in.h>
@@ -344,10 +345,10 @@ PlatformError CurlTransfer::failure(CURLcode code) const {
 PlatformError CurlTransfer::timedOut(Instant now) const {
     const bool total = now >= sentAt_ + request_.totalLimit;
     const auto limit = total ? request_.totalLimit : request_.idleLimit;
-    return {
-        PlatformError::Kind::timedOut,
-        (total ? "no complete answer within " : "no byte moved for ") + std::to_string(limit.count()) + " ms",
-        static_cast<int>(CURLE_OPERATION_TIMEDOUT)};
+    return {PlatformError::Kind::timedOut,
+            joined({total ? "no complete answer within " : "no byte moved for ",
+                    std::to_string(limit.count()), " ms"}),
+            static_cast<int>(CURLE_OPERATION_TIMEDOUT)};
 }
 
 }  // namespace Velmor

@@ -1,5 +1,7 @@
 #include "Platform/Linux/HttpCheck.hpp"
 
+#include "Runtime/Text.hpp"
+
 #include <algorithm>
 #include <array>
 #include <string>
@@ -53,9 +55,9 @@ std::optional<PlatformError> refusal(const HttpRequest& request, const HttpOptio
         // The value may be a secret, the name may hold anything: neither goes into the message.
         if (!isToken(name)) return bad("a header name holds a character that is not allowed there");
         if (std::any_of(value.begin(), value.end(), isControl))
-            return bad("the value of header " + name + " holds a control character");
+            return bad(joined({"the value of header ", name, " holds a control character"}));
         for (const auto own : kOwnHeaders)
-            if (sameName(name, own)) return bad("header " + name + " is the transport's to send");
+            if (sameName(name, own)) return bad(joined({"header ", name, " is the transport's to send"}));
     }
     if (request.url.scheme() == "http" && !options.allowClearText && !request.url.isLoopback())
         return PlatformError(PlatformError::Kind::insecure,

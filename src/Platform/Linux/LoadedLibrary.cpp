@@ -1,5 +1,7 @@
 #include "Platform/Linux/LoadedLibrary.hpp"
 
+#include "Runtime/Text.hpp"
+
 #include <dlfcn.h>
 
 namespace Velmor {
@@ -16,7 +18,7 @@ void* LoadedLibrary::address(const char* name) const {
 void LoadedLibrary::fail() const {
     const char* reason = dlerror();
     throw PlatformError(
-        kind_, std::string(what_) + " cannot be loaded: " + (reason != nullptr ? reason : "no reason given"));
+        kind_, joined({what_, " cannot be loaded: ", reason != nullptr ? reason : "no reason given"}));
 }
 
 }  // namespace Velmor

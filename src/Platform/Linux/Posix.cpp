@@ -1,5 +1,7 @@
 #include "Platform/Linux/Posix.hpp"
 
+#include "Runtime/Text.hpp"
+
 #include <array>
 #include <cstdint>
 #include <cstdio>
@@ -32,7 +34,7 @@ PlatformError::Kind kindOf(int code) {
 }  // namespace
 
 PlatformError error(const std::string& path, int code) {
-    return {kindOf(code), path + ": " + std::generic_category().message(code), code};
+    return {kindOf(code), joined({path, ": ", std::generic_category().message(code)}), code};
 }
 
 Descriptor::~Descriptor() {

@@ -1,5 +1,7 @@
 #include "Platform/Linux/PulseConnection.hpp"
 
+#include "Runtime/Text.hpp"
+
 #include <algorithm>
 #include <utility>
 
@@ -148,7 +150,7 @@ bool PulseConnection::isAlive() const {
 
 PlatformError PulseConnection::failure(const std::string& what) const {
     const int code = context_ != nullptr ? pulse_->context_errno(context_) : int{PA_ERR_INTERNAL};
-    return {PlatformError::Kind::audioUnavailable, what + ": " + pulse_->strerror(code), code};
+    return {PlatformError::Kind::audioUnavailable, joined({what, ": ", pulse_->strerror(code)}), code};
 }
 
 PlatformError PulseConnection::lastFailure() const {

@@ -1,5 +1,7 @@
 #include "Platform/Linux/PulseEngine.hpp"
 
+#include "Runtime/Text.hpp"
+
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -154,7 +156,7 @@ void PulseEngine::stateChanged() {
 void PulseEngine::becameReady() {
     const std::string device = deviceName();
     if (isAnother(device)) {
-        failed({PlatformError::Kind::audioUnavailable, "there is no input \"" + source_ + "\""});
+        failed({PlatformError::Kind::audioUnavailable, joined({"there is no input \"", source_, "\""})});
         return;
     }
     standing_ = true;
@@ -257,8 +259,8 @@ std::string PulseEngine::deviceName() const {
 }
 
 std::string PulseEngine::inputName() const {
-    if (!device_.empty()) return "input \"" + device_ + "\"";
-    return source_.empty() ? "the default input" : "input \"" + source_ + "\"";
+    if (!device_.empty()) return joined({"input \"", device_, "\""});
+    return source_.empty() ? "the default input" : joined({"input \"", source_, "\""});
 }
 
 }  // namespace Velmor

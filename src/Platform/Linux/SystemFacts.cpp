@@ -1,5 +1,7 @@
 #include "Platform/Linux/SystemFacts.hpp"
 
+#include "Runtime/Text.hpp"
+
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
@@ -91,7 +93,7 @@ std::string zoneOfVariable(std::string_view value) {
 std::string zoneOfOffset(long seconds) {
     const long hours = seconds / 3600;
     if (hours == 0 || seconds % 3600 != 0 || hours < -12 || hours > 14) return "UTC";
-    return "Etc/GMT" + std::string(hours > 0 ? "-" : "+") + std::to_string(std::labs(hours));
+    return joined({hours > 0 ? "Etc/GMT-" : "Etc/GMT+", std::to_string(std::labs(hours))});
 }
 
 }  // namespace Velmor

@@ -1,5 +1,7 @@
 #include "Platform/Linux/TemporaryDirectory.hpp"
 
+#include "Runtime/Text.hpp"
+
 #include <ctime>
 #include <dirent.h>
 #include <fcntl.h>
@@ -74,7 +76,7 @@ Descriptor openBase(const std::string& path) {
 }  // namespace
 
 TemporaryDirectory::TemporaryDirectory(std::string root)
-    : base_(std::move(root) + "/velmor-" + std::to_string(geteuid())) {}
+    : base_(joined({root, "/velmor-", std::to_string(geteuid())})) {}
 
 TemporaryDirectory::~TemporaryDirectory() {
     release();

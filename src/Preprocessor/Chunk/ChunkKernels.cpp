@@ -2,13 +2,32 @@
 
 #include "Preprocessor/Chunk/KernelTargets.hpp"
 
+#if defined(VELMOR_X86_KERNELS) && __has_include(<sys/platform/x86.h>)
+#include <sys/platform/x86.h>  // the loader has asked the processor already: 4 KB less than what the compiler brings
+#endif
+
 namespace velmor {
+
+namespace {
+
+#if defined(VELMOR_X86_KERNELS)
+/// That the system saves the registers counts, too.
+bool hasAvx2() {
+#if defined(CPU_FEATURE_ACTIVE)
+    return CPU_FEATURE_ACTIVE(AVX2);
+#else
+    return __builtin_cpu_supports("avx2");
+#endif
+}
+#endif
+
+}  // namespace
 
 std::size_t allChunkKernels(const ChunkKernels* (&out)[2]) {
     std::size_t count = 0;
     out[count++] = &kBaselineKernels;
 #if defined(VELMOR_X86_KERNELS)
-    if (__builtin_cpu_supports("avx2")) out[count++] = &kAvx2Kernels;
+    if (hasAvx2()) out[count++] = &kAvx2Kernels;
 #endif
     return count;
 }
