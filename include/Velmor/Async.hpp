@@ -23,54 +23,28 @@ namespace detail {
 template <class T>
 using AsyncValue = std::conditional_t<std::is_void_v<T>, std::monostate, T>;
 
-/// One outcome, set once; those who wait are told on the thread that sets it.
-template <class Value>
-class AsyncState {
+/// Whether an outcome is there, and who waits for it.
+class AsyncGate {
   public:
-    using Outcome = std::variant<Value, VelmorError>;
+    using Task = std::function<void()>;
 
-    void set(Outcome outcome) {
-        std::vector<std::function<void(const Outcome&)>> waiting;
-        {
-            const std::lock_guard lock(mutex_);
-            if (outcome_) return;
-            outcome_.emplace(std::move(outcome));
-            waiting.swap(waiting_);
-        }
-        ready_.notify_all();
-        tellAll(waiting);
-    }
-
-    const Outcome& wait() {
+    /// Whoever comes first calls `open` when the outcome stands; the others have come too late.
+    std::unique_lock<std::mutex> lockUnlessOpen() {
         std::unique_lock lock(mutex_);
-        ready_.wait(lock, [this] { return outcome_.has_value(); });
-        return *outcome_;
+        if (open_) lock.unlock();
+        return lock;
     }
 
-    bool isReady() {
-        const std::lock_guard lock(mutex_);
-        return outcome_.has_value();
-    }
-
-    void whenReady(std::function<void(const Outcome&)> tell) {
-        {
-            const std::lock_guard lock(mutex_);
-            if (!outcome_) {
-                waiting_.push_back(std::move(tell));
-                return;
-            }
-        }
-        tell(*outcome_);
-    }
-
-  private:
-    /// Everybody is told, also when one of them throws; the first exception goes on to whoever set the
-    /// outcome.
-    void tellAll(const std::vector<std::function<void(const Outcome&)>>& waiting) {
+    /// Everybody is told, also when one of them throws; the first exception goes on to whoever opens.
+    void open(std::unique_lock<std::mutex> lock) {
+        open_ = true;
+        const auto waiting = std::exchange(waiting_, {});
+        lock.unlock();
+        opened_.notify_all();
         std::exception_ptr failure;
         for (const auto& tell : waiting) {
             try {
-                tell(*outcome_);
+                tell();
             } catch (...) {
                 if (!failure) failure = std::current_exception();
             }
@@ -78,10 +52,61 @@ class AsyncState {
         if (failure) std::rethrow_exception(failure);
     }
 
-    std::mutex mutex_;  // guards all below until the outcome is set; the outcome does not change afterwards
-    std::condition_variable ready_;
-    std::optional<Outcome> outcome_;
-    std::vector<std::function<void(const Outcome&)>> waiting_;
+    void wait() {
+        std::unique_lock lock(mutex_);
+        opened_.wait(lock, [this] { return open_; });
+    }
+
+    bool isOpen() {
+        const std::lock_guard lock(mutex_);
+        return open_;
+    }
+
+    void whenOpen(Task tell) {
+        {
+            const std::lock_guard lock(mutex_);
+            if (!open_) {
+                waiting_.push_back(std::move(tell));
+                return;
+            }
+        }
+        tell();
+    }
+
+  private:
+    std::mutex mutex_;
+    std::condition_variable opened_;
+    bool open_ = false;
+    std::vector<Task> waiting_;
+};
+
+/// One outcome, set once; those who wait are told on the thread that sets it.
+template <class Value>
+class AsyncState {
+  public:
+    using Outcome = std::variant<Value, VelmorError>;
+
+    void set(Outcome outcome) {
+        auto lock = gate_.lockUnlessOpen();
+        if (!lock) return;
+        outcome_.emplace(std::move(outcome));
+        gate_.open(std::move(lock));
+    }
+
+    const Outcome& wait() {
+        gate_.wait();
+        return *outcome_;
+    }
+
+    bool isReady() { return gate_.isOpen(); }
+
+    void whenReady(std::function<void(const Outcome&)> tell) {
+        gate_.whenOpen([this, tell = std::move(tell)] { tell(*outcome_); });
+    }
+
+  private:
+    AsyncGate gate_;
+    std::optional<Outcome> outcome_;  // written once with the gate locked; does not change when it is open
 };
 
 /// Made with the first promise, so that its end takes no memory.

@@ -111,11 +111,14 @@ void failUnknown(const std::string& text, const JsonPath& path) {
     path.fail(joined({"has an unknown value: ", quoted(text)}));
 }
 
-Member::Member(const Json& object, const JsonPath& parent, const char* name)
-    : key(snakeCase(name)), path(parent, key), json(object.find(key)) {}
-
-void Member::require() const {
-    if (!json) path.fail("is missing");
+void decodeField(const Json& object, const JsonPath& path, const char* name, bool isOptional, void* out,
+                 DecodeInto decodeInto) {
+    const auto key = snakeCase(name);
+    const JsonPath place(path, key);
+    if (const auto* json = object.find(key))
+        decodeInto(*json, place, out);
+    else if (!isOptional)
+        place.fail("is missing");
 }
 
 }  // namespace detail
@@ -125,9 +128,9 @@ Envelope decodeEnvelope(std::string_view body, RecordDecoder decodeResult) {
     const JsonPath path;
     detail::requireObject(json, path);
     Envelope envelope;
-    const detail::Member result(json, path, "result");
-    if (result.json && !result.json->isNull()) envelope.result = decodeResult(*result.json, result.path);
-    detail::decodeMember(detail::Member(json, path, "detail"), envelope.detail);
+    const auto* result = json.find("result");
+    if (result && !result->isNull()) envelope.result = decodeResult(*result, JsonPath(path, "result"));
+    detail::decodeField(json, path, "detail", envelope.detail);
     return envelope;
 }
 

@@ -76,25 +76,23 @@ void requireObject(const Json& json, const JsonPath& path);
 const std::string& textOf(const Json& json, const JsonPath& path);
 [[noreturn]] void failUnknown(const std::string& text, const JsonPath& path);
 
-/// The member of an object for a record's field.
-struct Member {
-    Member(const Json& object, const JsonPath& parent, const char* name);
-    void require() const;
+using DecodeInto = void (*)(const Json& json, const JsonPath& path, void* out);
 
-    const std::string key;
-    const JsonPath path;
-    const Json* const json;  ///< null when there is none
-};
+/// Decodes the member of an object for a record's field. One that is optional may be missing.
+void decodeField(const Json& object, const JsonPath& path, const char* name, bool isOptional, void* out,
+                 DecodeInto decodeInto);
 
 template <class T>
-void decodeMember(const Member& member, T& out) {
-    member.require();
-    decode(*member.json, member.path, out);
-}
+constexpr bool kIsOptional = false;
+template <class T>
+constexpr bool kIsOptional<std::optional<T>> = true;
 
 template <class T>
-void decodeMember(const Member& member, std::optional<T>& out) {
-    if (member.json) decode(*member.json, member.path, out);
+void decodeField(const Json& object, const JsonPath& path, const char* name, T& out) {
+    decodeField(object, path, name, kIsOptional<T>, &out,
+                [](const Json& json, const JsonPath& at, void* field) {
+                    decode(json, at, *static_cast<T*>(field));
+                });
 }
 
 }  // namespace detail
@@ -126,7 +124,7 @@ void decode(const Json& json, const JsonPath& path, T& out) {
     if constexpr (fieldCount<T>() > 0) {
         detail::requireObject(json, path);
         T::eachField([&](const char* name, auto member) {
-            detail::decodeMember(detail::Member(json, path, name), out.*member);
+            detail::decodeField(json, path, name, out.*member);
         });
     }
 }

@@ -35,9 +35,9 @@ std::vector<std::byte> payloadOf(std::span<const float> elements, NpyByteOrder o
 
 std::string shapeText(const std::vector<std::int64_t>& shape) {
     std::string text = "(";
-    for (std::size_t i = 0; i < shape.size(); ++i) text += (i ? ", " : "") + std::to_string(shape[i]);
-    if (shape.size() == 1) text += ",";
-    return text + ")";
+    for (std::size_t i = 0; i < shape.size(); ++i)
+        text.append(i > 0 ? ", " : "").append(std::to_string(shape[i]));
+    return text += shape.size() == 1 ? ",)" : ")";
 }
 
 std::string littleEndian(std::uint32_t value, std::size_t bytes) {
@@ -63,25 +63,24 @@ Npy::Npy(std::vector<std::int64_t> shape, std::span<const float> elements, NpyBy
          bool fortranOrder)
     : shape_(std::move(shape)), byteOrder_(byteOrder), fortranOrder_(fortranOrder) {
     VELMOR_ASSERT(product(shape_) == static_cast<std::int64_t>(elements.size()));
-    descr_ = std::string("'") + code(byteOrder_) + code(dataType()) + "'";
+    descr_.append("'").append(code(byteOrder_)).append(code(dataType())).append("'");
     payload_ = payloadOf(elements, byteOrder_);
 }
 
 std::string Npy::header() const {
-    return "{ 'descr': " + descr_ + ", 'fortran_order': " + (fortranOrder_ ? "True" : "False") +
-           ", 'shape': " + shapeText(shape_) + ", }";
+    std::string text("{ 'descr': ");
+    text.append(descr_).append(", 'fortran_order': ").append(fortranOrder_ ? "True" : "False");
+    return text.append(", 'shape': ").append(shapeText(shape_)).append(", }");
 }
 
 std::vector<std::byte> Npy::format() const {
-    using namespace std::string_literals;
     const std::string text = header();
     VELMOR_ASSERT(text.size() <= std::numeric_limits<std::uint32_t>::max());
     const auto length = static_cast<std::uint32_t>(text.size());
+    const bool isShort = length <= std::numeric_limits<std::uint16_t>::max();
     std::string head(kMagic);
-    if (length <= std::numeric_limits<std::uint16_t>::max())
-        head += "\1\0"s + littleEndian(length, 2) + text;
-    else
-        head += "\2\0"s + littleEndian(length, 4) + text;
+    head.append(isShort ? "\1" : "\2").push_back('\0');
+    head.append(littleEndian(length, isShort ? 2 : 4)).append(text);
     std::vector<std::byte> image(head.size() + payload_.size());
     std::memcpy(image.data(), head.data(), head.size());
     std::copy(payload_.begin(), payload_.end(), image.begin() + static_cast<std::ptrdiff_t>(head.size()));

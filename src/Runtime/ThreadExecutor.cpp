@@ -129,14 +129,13 @@ class ThreadExecutor : public Executor {
     // Where the system has no thread left the tasks wait, and the next one tries again.
     void start() {
         try {
-            std::call_once(started_, [this] {
-                while (running_.size() < static_cast<std::size_t>(threads_)) addThread();
-            });
+            const Lock lock(mutex_);
+            while (running_.size() < static_cast<std::size_t>(threads_)) addThread();
         } catch (const std::system_error&) {
         }
     }
 
-    void addThread() {
+    void addThread() VELMOR_REQUIRES(mutex_) {
         running_.emplace_back([queue = queue_, name = name_, low = low_] {
             isOwnThread = true;
             pthread_setname_np(pthread_self(), name.c_str());
@@ -149,8 +148,8 @@ class ThreadExecutor : public Executor {
     const int threads_;
     const std::string name_;
     const bool low_;
-    std::once_flag started_;
-    std::vector<std::thread> running_;
+    Mutex mutex_;
+    std::vector<std::thread> running_ VELMOR_GUARDED_BY(mutex_);
 };
 
 }  // namespace

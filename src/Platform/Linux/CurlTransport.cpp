@@ -3,6 +3,7 @@
 #include "Platform/Linux/CurlWorker.hpp"
 #include "Platform/Linux/SignalsBlocked.hpp"
 #include "Runtime/OwnThread.hpp"
+#include "Runtime/ThreadSafety.hpp"
 
 #include <pthread.h>
 #include <system_error>
@@ -50,23 +51,23 @@ class CurlTransport : public HttpTransport {
 
   private:
     void startOnce() {
-        std::call_once(started_, [this] {
-            const SignalsBlocked blocked;
-            try {
-                thread_ = std::thread([worker = worker_] {
-                    isOwnThread = true;
-                    pthread_setname_np(pthread_self(), "velmor-http");
-                    worker->run();
-                });
-            } catch (const std::system_error& error) {
-                throw PlatformError(PlatformError::Kind::cannotConnect, error.what(), error.code().value());
-            }
-        });
+        const Lock lock(mutex_);
+        if (thread_.joinable()) return;
+        const SignalsBlocked blocked;
+        try {
+            thread_ = std::thread([worker = worker_] {
+                isOwnThread = true;
+                pthread_setname_np(pthread_self(), "velmor-http");
+                worker->run();
+            });
+        } catch (const std::system_error& error) {
+            throw PlatformError(PlatformError::Kind::cannotConnect, error.what(), error.code().value());
+        }
     }
 
     const std::shared_ptr<CurlWorker> worker_;
-    std::once_flag started_;
-    std::thread thread_;
+    Mutex mutex_;
+    std::thread thread_ VELMOR_GUARDED_BY(mutex_);
 };
 
 }  // namespace

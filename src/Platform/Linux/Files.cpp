@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -196,12 +197,11 @@ class PosixFiles : public FileSystem {
         if (documents_.empty())
             throw PlatformError(PlatformError::Kind::notFound, "this user has no home directory");
         Posix::makeDirectories(documents_.substr(0, documents_.size() - 1));
-        std::call_once(swept_, [this] {
-            try {
-                sweepUnfinished();
-            } catch (const PlatformError&) {  // the next process will try again
-            }
-        });
+        if (swept_.exchange(true)) return documents_;
+        try {
+            sweepUnfinished();
+        } catch (const PlatformError&) {  // the next process will try again
+        }
         return documents_;
     }
 
@@ -219,7 +219,7 @@ class PosixFiles : public FileSystem {
 
     TemporaryDirectory temporary_;
     const std::string documents_;
-    std::once_flag swept_;
+    std::atomic<bool> swept_{false};
 };
 
 }  // namespace
