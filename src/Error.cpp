@@ -57,8 +57,8 @@ std::string describe(const VelmorError::Case& value) {
 
 }  // namespace
 
-PlatformError::PlatformError(Kind kind, std::string message, int code)
-    : kind_(kind), code_(code), message_(std::make_shared<const std::string>(std::move(message))) {}
+PlatformError::PlatformError(Kind kind, std::string_view message, int code)
+    : kind_(kind), code_(code), message_(std::make_shared<const std::string>(message)) {}
 
 PlatformError::~PlatformError() = default;
 
@@ -66,9 +66,10 @@ const char* PlatformError::what() const noexcept {
     return message_->c_str();
 }
 
-DecodingError::DecodingError(const std::string& path, const std::string& reason)
+DecodingError::DecodingError(std::string_view path, std::string_view reason)
     : text_(std::make_shared<const Text>(
-          Text{path, joined({path.empty() ? "cannot decode" : "cannot decode ", path, ": ", reason})})) {}
+          Text{std::string(path),
+               joined({path.empty() ? "cannot decode" : "cannot decode ", path, ": ", reason})})) {}
 
 DecodingError::~DecodingError() = default;
 

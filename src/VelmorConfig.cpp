@@ -9,11 +9,10 @@
 
 namespace Velmor {
 
-std::shared_ptr<VelmorConfig> VelmorConfig::make(std::shared_ptr<SessionsService> service,
-                                                 std::shared_ptr<VelmorConfigDelegate> delegate,
-                                                 std::shared_ptr<LogAPI> log) {
-    std::shared_ptr<VelmorConfig> made(
-        new VelmorConfig(std::move(service), std::move(delegate), std::move(log)));
+std::shared_ptr<VelmorConfig> VelmorConfig::make(const std::shared_ptr<SessionsService>& service,
+                                                 const std::shared_ptr<VelmorConfigDelegate>& delegate,
+                                                 const std::shared_ptr<LogAPI>& log) {
+    std::shared_ptr<VelmorConfig> made(new VelmorConfig(service, delegate, log));
     made->bag_.add(made->sessionService_->stateSender.subscribe(
         [weak = std::weak_ptr(made)](const SessionsService::State& state) {
             if (const auto self = weak.lock()) self->handle(state);
@@ -21,9 +20,10 @@ std::shared_ptr<VelmorConfig> VelmorConfig::make(std::shared_ptr<SessionsService
     return made;
 }
 
-VelmorConfig::VelmorConfig(std::shared_ptr<SessionsService> service,
-                           std::shared_ptr<VelmorConfigDelegate> delegate, std::shared_ptr<LogAPI> log)
-    : delegate_(std::move(delegate)), sessionService_(std::move(service)), log_(std::move(log)) {}
+VelmorConfig::VelmorConfig(const std::shared_ptr<SessionsService>& service,
+                           const std::shared_ptr<VelmorConfigDelegate>& delegate,
+                           const std::shared_ptr<LogAPI>& log)
+    : delegate_(delegate), sessionService_(service), log_(log) {}
 
 void VelmorConfig::handle(const SessionsService::State& state) {
     using State = SessionsService::State;

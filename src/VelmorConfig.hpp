@@ -15,15 +15,15 @@ class LogAPI;
 /// Releasing it ends its subscription: an answer that comes later is told to nobody.
 class VelmorConfig : public std::enable_shared_from_this<VelmorConfig> {
   public:
-    static std::shared_ptr<VelmorConfig> make(std::shared_ptr<SessionsService> service,
-                                              std::shared_ptr<VelmorConfigDelegate> delegate,
-                                              std::shared_ptr<LogAPI> log);
+    static std::shared_ptr<VelmorConfig> make(const std::shared_ptr<SessionsService>& service,
+                                              const std::shared_ptr<VelmorConfigDelegate>& delegate,
+                                              const std::shared_ptr<LogAPI>& log);
 
     void send(const SessionsService::Request& request) { sessionService_->requestAction.send(request); }
 
   private:
-    VelmorConfig(std::shared_ptr<SessionsService> service, std::shared_ptr<VelmorConfigDelegate> delegate,
-                 std::shared_ptr<LogAPI> log);
+    VelmorConfig(const std::shared_ptr<SessionsService>& service,
+                 const std::shared_ptr<VelmorConfigDelegate>& delegate, const std::shared_ptr<LogAPI>& log);
 
     void handle(const SessionsService::State& state);
     void joined(const Config& config);

@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 #include <variant>
@@ -35,7 +36,7 @@ class VELMOR_API PlatformError : public std::exception {
     };
 
     /// `code` is the system's own number (errno, or the transport's), 0 where there is none.
-    PlatformError(Kind kind, std::string message, int code = 0);
+    PlatformError(Kind kind, std::string_view message, int code = 0);
     ~PlatformError() override;
 
     Kind kind() const noexcept { return kind_; }
@@ -52,7 +53,7 @@ class VELMOR_API PlatformError : public std::exception {
 /// for instance "result.stat.sleep_time"; it is empty where the text is no JSON at all.
 class VELMOR_API DecodingError : public std::exception {
   public:
-    DecodingError(const std::string& path, const std::string& reason);
+    DecodingError(std::string_view path, std::string_view reason);
     ~DecodingError() override;
 
     const std::string& path() const noexcept { return text_->path; }

@@ -43,7 +43,7 @@ APIOutcome outcomeOf(const HttpResult& result, RecordDecoder decoder) {
 
 }  // namespace
 
-APIService::APIService(std::shared_ptr<HttpTransport> http) : http_(std::move(http)) {}
+APIService::APIService(const std::shared_ptr<HttpTransport>& http) : http_(http) {}
 
 void APIService::request(HttpRequest&& request, const std::shared_ptr<Executor>& on, RecordDecoder decoder,
                          std::function<void(const APIOutcome&)> completion) {

@@ -38,7 +38,7 @@ struct APIOutcome {
 /// Any thread. Releasing it gives up what is under way; the completions are then destroyed uncalled.
 class APIService : public std::enable_shared_from_this<APIService> {
   public:
-    explicit APIService(std::shared_ptr<HttpTransport> http);
+    explicit APIService(const std::shared_ptr<HttpTransport>& http);
 
     /// The answer is decoded and `completion` called on `on`. Null for 204 without looking at the body.
     /// Statuses outside 200 to 399 are a VelmorError, case `httpStatus`; bodies that are no envelope are a

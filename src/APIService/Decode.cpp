@@ -27,7 +27,7 @@ std::string JsonPath::text() const {
     return out.append(key_);
 }
 
-void JsonPath::fail(const std::string& reason) const {
+void JsonPath::fail(std::string_view reason) const {
     throw DecodingError(text(), reason);
 }
 
@@ -107,7 +107,7 @@ const std::string& textOf(const Json& json, const JsonPath& path) {
     return *text;
 }
 
-void failUnknown(const std::string& text, const JsonPath& path) {
+void failUnknown(std::string_view text, const JsonPath& path) {
     path.fail(joined({"has an unknown value: ", quoted(text)}));
 }
 

@@ -29,7 +29,7 @@ class JsonPath {
 
     /// For instance "result.sleep_session_list[3].state"; empty for the whole text.
     std::string text() const;
-    [[noreturn]] void fail(const std::string& reason) const;
+    [[noreturn]] void fail(std::string_view reason) const;
     [[noreturn]] void failExpected(const char* what, const Json& found) const;
 
   private:
@@ -74,7 +74,7 @@ namespace detail {
 const Json::Array& arrayOf(const Json& json, const JsonPath& path);
 void requireObject(const Json& json, const JsonPath& path);
 const std::string& textOf(const Json& json, const JsonPath& path);
-[[noreturn]] void failUnknown(const std::string& text, const JsonPath& path);
+[[noreturn]] void failUnknown(std::string_view text, const JsonPath& path);
 
 using DecodeInto = void (*)(const Json& json, const JsonPath& path, void* out);
 
@@ -89,10 +89,9 @@ constexpr bool kIsOptional<std::optional<T>> = true;
 
 template <class T>
 void decodeField(const Json& object, const JsonPath& path, const char* name, T& out) {
-    decodeField(object, path, name, kIsOptional<T>, &out,
-                [](const Json& json, const JsonPath& at, void* field) {
-                    decode(json, at, *static_cast<T*>(field));
-                });
+    decodeField(
+        object, path, name, kIsOptional<T>, &out,
+        [](const Json& json, const JsonPath& at, void* field) { decode(json, at, *static_cast<T*>(field)); });
 }
 
 }  // namespace detail
@@ -123,9 +122,8 @@ template <Record T>
 void decode(const Json& json, const JsonPath& path, T& out) {
     if constexpr (fieldCount<T>() > 0) {
         detail::requireObject(json, path);
-        T::eachField([&](const char* name, auto member) {
-            detail::decodeField(json, path, name, out.*member);
-        });
+        T::eachField(
+            [&](const char* name, auto member) { detail::decodeField(json, path, name, out.*member); });
     }
 }
 

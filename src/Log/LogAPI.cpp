@@ -55,7 +55,7 @@ std::shared_ptr<VelmorDebugLoggerDelegate> debugLoggerDelegate() {
     return delegateSlot();
 }
 
-LogAPI::LogAPI(std::shared_ptr<const Platform> platform) : platform_(std::move(platform)) {}
+LogAPI::LogAPI(const std::shared_ptr<const Platform>& platform) : platform_(platform) {}
 
 std::optional<LogAPI::Level> LogAPI::level(std::string_view text) {
     for (const auto& [level, name] : kLevels)

@@ -37,7 +37,7 @@ class LogAPI {
     static constexpr const char* kLogFileName = "VelmorSDK.log";
     static constexpr const char* kLogSendFileName = "VelmorSDK_send.log";
 
-    explicit LogAPI(std::shared_ptr<const Platform> platform);
+    explicit LogAPI(const std::shared_ptr<const Platform>& platform);
 
     /// None when the text names no level.
     static std::optional<Level> level(std::string_view text);

@@ -72,7 +72,7 @@ std::vector<std::byte> melFileImage(const velmor::ConverterWrapper& converter,
         .format();
 }
 
-Preprocessor::Preprocessor(std::shared_ptr<ChunkStore> store) : store_(std::move(store)) {}
+Preprocessor::Preprocessor(const std::shared_ptr<ChunkStore>& store) : store_(store) {}
 
 std::string Preprocessor::convert(const std::string& from) {
     return withErrorsMapped([&] {

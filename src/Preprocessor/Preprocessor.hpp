@@ -24,7 +24,7 @@ std::vector<std::byte> melFileImage(const velmor::ConverterWrapper& converter,
 /// PreprocessorError, and a conversion that throws has written nothing.
 class Preprocessor {
   public:
-    explicit Preprocessor(std::shared_ptr<ChunkStore> store);
+    explicit Preprocessor(const std::shared_ptr<ChunkStore>& store);
 
     /// Converts the chunk file at `from` and returns the location of the mel file: "result-", the time and
     /// ".mel" in the temporary directory. Two chunks within a second share a name, and the later overwrites

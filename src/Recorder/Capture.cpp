@@ -36,11 +36,11 @@ std::string decimal(double value) {
 
 }  // namespace
 
-RecordingService::Capture::Capture(RecordingService& owner, std::shared_ptr<const Platform> platform,
-                                   std::shared_ptr<LogAPI> log, CaptureParts parts)
+RecordingService::Capture::Capture(RecordingService& owner, const std::shared_ptr<const Platform>& platform,
+                                   const std::shared_ptr<LogAPI>& log, CaptureParts parts)
     : owner_(owner),
-      platform_(std::move(platform)),
-      log_(std::move(log)),
+      platform_(platform),
+      log_(log),
       publisher_(std::make_shared<ChunkPublisher>(platform_, log_, std::move(parts.convert),
                                                   [weak = owner.weak_from_this()](const ChunkData& data) {
                                                       if (const auto self = weak.lock())

@@ -22,8 +22,8 @@ namespace Velmor {
 /// A part of its owner, which the tasks, observers and taps made here hold weakly.
 class RecordingService::Capture {
   public:
-    Capture(RecordingService& owner, std::shared_ptr<const Platform> platform, std::shared_ptr<LogAPI> log,
-            CaptureParts parts);
+    Capture(RecordingService& owner, const std::shared_ptr<const Platform>& platform,
+            const std::shared_ptr<LogAPI>& log, CaptureParts parts);
     ~Capture();
     Capture(const Capture&) = delete;
     Capture& operator=(const Capture&) = delete;

@@ -6,7 +6,7 @@
 
 namespace Velmor {
 
-CaptureEngine::CaptureEngine(std::shared_ptr<const Platform> platform) : platform_(std::move(platform)) {}
+CaptureEngine::CaptureEngine(const std::shared_ptr<const Platform>& platform) : platform_(platform) {}
 
 void CaptureEngine::configureSession() {
     platform_->audio->session().configure({.preferredSampleRate = kInputRate});

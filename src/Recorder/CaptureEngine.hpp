@@ -11,7 +11,7 @@ namespace Velmor {
 /// microphone.
 class CaptureEngine {
   public:
-    explicit CaptureEngine(std::shared_ptr<const Platform> platform);
+    explicit CaptureEngine(const std::shared_ptr<const Platform>& platform);
 
     void configureSession();
     void activateSession();

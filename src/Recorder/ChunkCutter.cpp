@@ -14,10 +14,10 @@ std::int64_t chunkSequence(BootTime first, BootTime end) {
     return (end - first - kChunkPeriod / 2) / kChunkPeriod;
 }
 
-ChunkCutter::ChunkCutter(std::shared_ptr<const Platform> platform, std::shared_ptr<LogAPI> log,
+ChunkCutter::ChunkCutter(const std::shared_ptr<const Platform>& platform, const std::shared_ptr<LogAPI>& log,
                          BootTime first, Finished finished)
-    : platform_(std::move(platform)),
-      log_(std::move(log)),
+    : platform_(platform),
+      log_(log),
       first_(first),
       finished_(std::move(finished)),
       chunkFiles_{makeFile(chunkName("_0")), makeFile(chunkName("_1"))} {}

@@ -29,8 +29,8 @@ class ChunkCutter {
     using Finished = std::function<void(const std::string& path, std::int64_t sequence)>;
 
     /// Makes the first two chunk files.
-    ChunkCutter(std::shared_ptr<const Platform> platform, std::shared_ptr<LogAPI> log, BootTime first,
-                Finished finished);
+    ChunkCutter(const std::shared_ptr<const Platform>& platform, const std::shared_ptr<LogAPI>& log,
+                BootTime first, Finished finished);
 
     /// Frames at 16 kHz, the last captured at `captured`. Returns the write error that lost them, but only
     /// the first of a chunk.

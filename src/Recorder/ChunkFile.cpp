@@ -43,8 +43,8 @@ struct ChunkFile::Claim {
     std::string path;
 };
 
-ChunkFile::ChunkFile(std::shared_ptr<FileSystem> files, std::string name)
-    : files_(std::move(files)), name_(std::move(name)) {
+ChunkFile::ChunkFile(const std::shared_ptr<FileSystem>& files, std::string name)
+    : files_(files), name_(std::move(name)) {
     try {
         open();
     } catch (const PlatformError&) {  // the first write will try again, and its failure is reported

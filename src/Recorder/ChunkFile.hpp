@@ -17,7 +17,7 @@ class ChunkFile {
   public:
     /// `name` is the file's name in the temporary directory; a number is put behind it while another
     /// recording of the process uses it. Any other file of that name is put out of the way.
-    ChunkFile(std::shared_ptr<FileSystem> files, std::string name);
+    ChunkFile(const std::shared_ptr<FileSystem>& files, std::string name);
     /// Removes the file unless that was done.
     ~ChunkFile();
     ChunkFile(const ChunkFile&) = delete;

@@ -23,12 +23,10 @@ std::string readWhole(File& file) {
 
 }  // namespace
 
-ChunkPublisher::ChunkPublisher(std::shared_ptr<const Platform> platform, std::shared_ptr<LogAPI> log,
-                               CaptureParts::Convert convert, Deliver deliver)
-    : platform_(std::move(platform)),
-      log_(std::move(log)),
-      convert_(std::move(convert)),
-      deliver_(std::move(deliver)) {}
+ChunkPublisher::ChunkPublisher(const std::shared_ptr<const Platform>& platform,
+                               const std::shared_ptr<LogAPI>& log, CaptureParts::Convert convert,
+                               Deliver deliver)
+    : platform_(platform), log_(log), convert_(std::move(convert)), deliver_(std::move(deliver)) {}
 
 ChunkPublisher::~ChunkPublisher() {
     for (const auto& mel : waiting_) {

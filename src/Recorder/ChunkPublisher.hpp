@@ -20,7 +20,7 @@ class ChunkPublisher : public std::enable_shared_from_this<ChunkPublisher> {
     using Deliver = std::function<void(const ChunkData& data)>;
 
     /// `deliver` is called on the main loop; it must do nothing once its owner is gone.
-    ChunkPublisher(std::shared_ptr<const Platform> platform, std::shared_ptr<LogAPI> log,
+    ChunkPublisher(const std::shared_ptr<const Platform>& platform, const std::shared_ptr<LogAPI>& log,
                    CaptureParts::Convert convert, Deliver deliver);
     /// Removes the mel files of what was not delivered.
     ~ChunkPublisher();

@@ -41,7 +41,7 @@ class WaveReader : public ChunkReader {
 
 }  // namespace
 
-FileChunkStore::FileChunkStore(std::shared_ptr<const Platform> platform) : platform_(std::move(platform)) {}
+FileChunkStore::FileChunkStore(const std::shared_ptr<const Platform>& platform) : platform_(platform) {}
 
 std::unique_ptr<ChunkReader> FileChunkStore::openChunk(const std::string& location) {
     return std::make_unique<WaveReader>(platform_->files->open(location, FileMode::read));

@@ -13,7 +13,7 @@ namespace Velmor {
 
 class FileChunkStore : public ChunkStore {
   public:
-    explicit FileChunkStore(std::shared_ptr<const Platform> platform);
+    explicit FileChunkStore(const std::shared_ptr<const Platform>& platform);
 
     std::unique_ptr<ChunkReader> openChunk(const std::string& location) override;
     /// The file is replaced by another; whoever has the former open keeps its bytes.

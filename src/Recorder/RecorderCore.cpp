@@ -7,31 +7,28 @@
 
 namespace Velmor {
 
-std::shared_ptr<RecorderCore> RecorderCore::make(std::shared_ptr<const Platform> platform,
-                                                 std::shared_ptr<LogAPI> log,
-                                                 std::weak_ptr<VelmorRecordingDelegate> delegate,
+std::shared_ptr<RecorderCore> RecorderCore::make(const std::shared_ptr<const Platform>& platform,
+                                                 const std::shared_ptr<LogAPI>& log,
+                                                 const std::weak_ptr<VelmorRecordingDelegate>& delegate,
                                                  CaptureParts parts) {
     auto service = RecordingService::make(platform, log, std::move(parts));
-    return make(std::move(platform), std::move(log), std::move(delegate), std::move(service));
+    return make(platform, log, delegate, service);
 }
 
-std::shared_ptr<RecorderCore> RecorderCore::make(std::shared_ptr<const Platform> platform,
-                                                 std::shared_ptr<LogAPI> log,
-                                                 std::weak_ptr<VelmorRecordingDelegate> delegate,
-                                                 std::shared_ptr<RecordingService> service) {
-    std::shared_ptr<RecorderCore> core(
-        new RecorderCore(std::move(platform), std::move(log), std::move(delegate), std::move(service)));
+std::shared_ptr<RecorderCore> RecorderCore::make(const std::shared_ptr<const Platform>& platform,
+                                                 const std::shared_ptr<LogAPI>& log,
+                                                 const std::weak_ptr<VelmorRecordingDelegate>& delegate,
+                                                 const std::shared_ptr<RecordingService>& service) {
+    std::shared_ptr<RecorderCore> core(new RecorderCore(platform, log, delegate, service));
     core->bridge();
     return core;
 }
 
-RecorderCore::RecorderCore(std::shared_ptr<const Platform> platform, std::shared_ptr<LogAPI> log,
-                           std::weak_ptr<VelmorRecordingDelegate> delegate,
-                           std::shared_ptr<RecordingService> service)
-    : platform_(std::move(platform)),
-      log_(std::move(log)),
-      delegate_(std::move(delegate)),
-      service_(std::move(service)) {}
+RecorderCore::RecorderCore(const std::shared_ptr<const Platform>& platform,
+                           const std::shared_ptr<LogAPI>& log,
+                           const std::weak_ptr<VelmorRecordingDelegate>& delegate,
+                           const std::shared_ptr<RecordingService>& service)
+    : platform_(platform), log_(log), delegate_(delegate), service_(service) {}
 
 template <class Call>
 void RecorderCore::tell(Call call) {

@@ -14,15 +14,15 @@ namespace Velmor {
 /// Operations are called on the main loop, and so is the delegate. The last reference may drop anywhere.
 class RecorderCore : public std::enable_shared_from_this<RecorderCore> {
   public:
-    static std::shared_ptr<RecorderCore> make(std::shared_ptr<const Platform> platform,
-                                              std::shared_ptr<LogAPI> log,
-                                              std::weak_ptr<VelmorRecordingDelegate> delegate,
+    static std::shared_ptr<RecorderCore> make(const std::shared_ptr<const Platform>& platform,
+                                              const std::shared_ptr<LogAPI>& log,
+                                              const std::weak_ptr<VelmorRecordingDelegate>& delegate,
                                               CaptureParts parts = {});
     /// With a recording service of the caller's making.
-    static std::shared_ptr<RecorderCore> make(std::shared_ptr<const Platform> platform,
-                                              std::shared_ptr<LogAPI> log,
-                                              std::weak_ptr<VelmorRecordingDelegate> delegate,
-                                              std::shared_ptr<RecordingService> service);
+    static std::shared_ptr<RecorderCore> make(const std::shared_ptr<const Platform>& platform,
+                                              const std::shared_ptr<LogAPI>& log,
+                                              const std::weak_ptr<VelmorRecordingDelegate>& delegate,
+                                              const std::shared_ptr<RecordingService>& service);
 
     /// `answer` is called once, at once or later, on the main loop; never when this object goes away first.
     void hasPermission(const std::function<void(bool)>& answer);
@@ -43,8 +43,9 @@ class RecorderCore : public std::enable_shared_from_this<RecorderCore> {
     const std::shared_ptr<LogAPI>& log() const { return log_; }
 
   private:
-    RecorderCore(std::shared_ptr<const Platform> platform, std::shared_ptr<LogAPI> log,
-                 std::weak_ptr<VelmorRecordingDelegate> delegate, std::shared_ptr<RecordingService> service);
+    RecorderCore(const std::shared_ptr<const Platform>& platform, const std::shared_ptr<LogAPI>& log,
+                 const std::weak_ptr<VelmorRecordingDelegate>& delegate,
+                 const std::shared_ptr<RecordingService>& service);
     void bridge();
     template <class Call>
     void tell(Call call);

@@ -21,14 +21,14 @@ std::string RecordingService::State::description() const {
     return is<interrupted>() ? "interrupted" : "resumed";
 }
 
-std::shared_ptr<RecordingService> RecordingService::make(std::shared_ptr<const Platform> platform,
-                                                         std::shared_ptr<LogAPI> log, CaptureParts parts) {
+std::shared_ptr<RecordingService> RecordingService::make(const std::shared_ptr<const Platform>& platform,
+                                                         const std::shared_ptr<LogAPI>& log,
+                                                         CaptureParts parts) {
     if (!parts.convert)
         parts.convert = [preprocessor = std::make_shared<Preprocessor>(std::make_shared<FileChunkStore>(
                              platform))](const std::string& path) { return preprocessor->convert(path); };
     std::shared_ptr<RecordingService> service(new RecordingService);
-    service->capture_ =
-        std::make_unique<Capture>(*service, std::move(platform), std::move(log), std::move(parts));
+    service->capture_ = std::make_unique<Capture>(*service, platform, log, std::move(parts));
     service->handler_ =
         service->stateSender.subscribe([weak = service->weak_from_this()](const State& state) {
             if (const auto self = weak.lock()) self->capture_->handle(state);

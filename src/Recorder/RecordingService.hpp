@@ -61,8 +61,9 @@ class RecordingService : public std::enable_shared_from_this<RecordingService> {
         std::string description() const;
     };
 
-    static std::shared_ptr<RecordingService> make(std::shared_ptr<const Platform> platform,
-                                                  std::shared_ptr<LogAPI> log, CaptureParts parts = {});
+    static std::shared_ptr<RecordingService> make(const std::shared_ptr<const Platform>& platform,
+                                                  const std::shared_ptr<LogAPI>& log,
+                                                  CaptureParts parts = {});
     ~RecordingService();
 
     /// Each refuses in the wrong state with a debug line and changes none; a stop that is refused after an

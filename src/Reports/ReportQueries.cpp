@@ -27,15 +27,14 @@ Endpoint sessionListEndpoint(const std::string& fromDate, const std::string& toD
 
 }  // namespace
 
-std::shared_ptr<ReportQueries> ReportQueries::make(std::shared_ptr<const Platform> platform,
-                                                   std::shared_ptr<LogAPI> log) {
-    return std::shared_ptr<ReportQueries>(new ReportQueries(std::move(platform), std::move(log)));
+std::shared_ptr<ReportQueries> ReportQueries::make(const std::shared_ptr<const Platform>& platform,
+                                                   const std::shared_ptr<LogAPI>& log) {
+    return std::shared_ptr<ReportQueries>(new ReportQueries(platform, log));
 }
 
-ReportQueries::ReportQueries(std::shared_ptr<const Platform> platform, std::shared_ptr<LogAPI> log)
-    : platform_(std::move(platform)),
-      log_(std::move(log)),
-      sessionService_(SessionsService::make(platform_, log_)) {}
+ReportQueries::ReportQueries(const std::shared_ptr<const Platform>& platform,
+                             const std::shared_ptr<LogAPI>& log)
+    : platform_(platform), log_(log), sessionService_(SessionsService::make(platform_, log_)) {}
 
 void ReportQueries::setConfig(Config config) {
     const Lock lock(mutex_);

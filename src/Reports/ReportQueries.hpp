@@ -27,8 +27,8 @@ class SessionsService;
 /// under way as cancelled.
 class ReportQueries : public std::enable_shared_from_this<ReportQueries> {
   public:
-    static std::shared_ptr<ReportQueries> make(std::shared_ptr<const Platform> platform,
-                                               std::shared_ptr<LogAPI> log);
+    static std::shared_ptr<ReportQueries> make(const std::shared_ptr<const Platform>& platform,
+                                               const std::shared_ptr<LogAPI>& log);
 
     /// For queries made from then on.
     void setConfig(Config config);
@@ -49,7 +49,7 @@ class ReportQueries : public std::enable_shared_from_this<ReportQueries> {
     std::function<void(Executor::Task)> callbacks() const;
 
   private:
-    ReportQueries(std::shared_ptr<const Platform> platform, std::shared_ptr<LogAPI> log);
+    ReportQueries(const std::shared_ptr<const Platform>& platform, const std::shared_ptr<LogAPI>& log);
 
     std::optional<Config> config();
     template <class Record, class T, class Convert>

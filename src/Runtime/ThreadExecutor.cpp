@@ -25,7 +25,7 @@ constexpr std::chrono::seconds kLongestWait{1};
 // Lives as long as the last thread, which may outlast the executor that started it.
 class Queue {
   public:
-    explicit Queue(std::shared_ptr<Clock> clock) : clock_(std::move(clock)) {}
+    explicit Queue(const std::shared_ptr<Clock>& clock) : clock_(clock) {}
 
     void post(Executor::Task task) {
         {
@@ -104,11 +104,8 @@ class Queue {
 
 class ThreadExecutor : public Executor {
   public:
-    ThreadExecutor(std::shared_ptr<Clock> clock, int threads, const char* name, bool lowPriority)
-        : queue_(std::make_shared<Queue>(std::move(clock))),
-          threads_(threads),
-          name_(name),
-          low_(lowPriority) {}
+    ThreadExecutor(const std::shared_ptr<Clock>& clock, int threads, const char* name, bool lowPriority)
+        : queue_(std::make_shared<Queue>(clock)), threads_(threads), name_(name), low_(lowPriority) {}
 
     ~ThreadExecutor() override {
         queue_->stop();
@@ -154,9 +151,9 @@ class ThreadExecutor : public Executor {
 
 }  // namespace
 
-std::shared_ptr<Executor> makeThreadExecutor(std::shared_ptr<Clock> clock, int threads, const char* name,
-                                             bool lowPriority) {
-    return std::make_shared<ThreadExecutor>(std::move(clock), threads, name, lowPriority);
+std::shared_ptr<Executor> makeThreadExecutor(const std::shared_ptr<Clock>& clock, int threads,
+                                             const char* name, bool lowPriority) {
+    return std::make_shared<ThreadExecutor>(clock, threads, name, lowPriority);
 }
 
 }  // namespace Velmor

@@ -71,9 +71,9 @@ std::string_view rawValue(SessionsService::DataType dataType) {
     return dataType == SessionsService::DataType::mel ? "MELSPECTROGRAM" : "AUDIO";
 }
 
-std::shared_ptr<SessionsService> SessionsService::make(std::shared_ptr<const Platform> platform,
-                                                       std::shared_ptr<LogAPI> log) {
-    std::shared_ptr<SessionsService> service(new SessionsService(std::move(platform), std::move(log)));
+std::shared_ptr<SessionsService> SessionsService::make(const std::shared_ptr<const Platform>& platform,
+                                                       const std::shared_ptr<LogAPI>& log) {
+    std::shared_ptr<SessionsService> service(new SessionsService(platform, log));
     service->bag_.add(service->requestAction.subscribe([weak = std::weak_ptr(service),
                                                         mainLoop = service->platform_->mainLoop,
                                                         log = service->log_](const Request& request) {
@@ -87,10 +87,9 @@ std::shared_ptr<SessionsService> SessionsService::make(std::shared_ptr<const Pla
     return service;
 }
 
-SessionsService::SessionsService(std::shared_ptr<const Platform> platform, std::shared_ptr<LogAPI> log)
-    : platform_(std::move(platform)),
-      log_(std::move(log)),
-      apiService_(std::make_shared<APIService>(platform_->http)) {
+SessionsService::SessionsService(const std::shared_ptr<const Platform>& platform,
+                                 const std::shared_ptr<LogAPI>& log)
+    : platform_(platform), log_(log), apiService_(std::make_shared<APIService>(platform_->http)) {
     withoutMemory({Request::log{}});
 }
 

@@ -99,8 +99,8 @@ class SessionsService : public std::enable_shared_from_this<SessionsService> {
         std::variant<userJoin, userDelete, create, upload, close, analysis, sessions, error> value;
     };
 
-    static std::shared_ptr<SessionsService> make(std::shared_ptr<const Platform> platform,
-                                                 std::shared_ptr<LogAPI> log);
+    static std::shared_ptr<SessionsService> make(const std::shared_ptr<const Platform>& platform,
+                                                 const std::shared_ptr<LogAPI>& log);
     ~SessionsService();
 
     Channel<Request> requestAction;
@@ -113,7 +113,7 @@ class SessionsService : public std::enable_shared_from_this<SessionsService> {
     APIService& apiService() { return *apiService_; }
 
   private:
-    SessionsService(std::shared_ptr<const Platform> platform, std::shared_ptr<LogAPI> log);
+    SessionsService(const std::shared_ptr<const Platform>& platform, const std::shared_ptr<LogAPI>& log);
 
     void take(Request request);
     void startHead();

@@ -22,24 +22,26 @@ void unlessItFails(Step step) noexcept {
 
 }  // namespace
 
-std::shared_ptr<SleepTracker> SleepTracker::make(std::shared_ptr<const Platform> platform,
-                                                 std::shared_ptr<LogAPI> log, CaptureParts parts) {
-    std::shared_ptr<SleepTracker> made(new SleepTracker(std::move(platform), std::move(log)));
+std::shared_ptr<SleepTracker> SleepTracker::make(const std::shared_ptr<const Platform>& platform,
+                                                 const std::shared_ptr<LogAPI>& log, CaptureParts parts) {
+    std::shared_ptr<SleepTracker> made(new SleepTracker(platform, log));
     made->recorder_ = RecorderCore::make(made->platform_, made->log_, made, std::move(parts));
     made->connectSessions();
     return made;
 }
 
-SleepTracker::SleepTracker(std::shared_ptr<const Platform> platform, std::shared_ptr<LogAPI> log)
-    : platform_(std::move(platform)),
-      log_(std::move(log)),
+SleepTracker::SleepTracker(const std::shared_ptr<const Platform>& platform,
+                           const std::shared_ptr<LogAPI>& log)
+    : platform_(platform),
+      log_(log),
       bitmap_([log = log_](const std::string& line) { log->log(LogAPI::Level::I, "Upload", line); }) {}
 
 SleepTracker::~SleepTracker() = default;
 
-void SleepTracker::configure(Config config, std::weak_ptr<VelmorSleepTrackingManagerDelegate> delegate) {
+void SleepTracker::configure(Config config,
+                             const std::weak_ptr<VelmorSleepTrackingManagerDelegate>& delegate) {
     config_ = std::move(config);
-    delegate_ = std::move(delegate);
+    delegate_ = delegate;
 }
 
 template <class Step>

@@ -35,12 +35,12 @@ class SleepTracker : public VelmorRecordingDelegate, public std::enable_shared_f
         std::variant<open, close, none> value = none{};
     };
 
-    static std::shared_ptr<SleepTracker> make(std::shared_ptr<const Platform> platform,
-                                              std::shared_ptr<LogAPI> log, CaptureParts parts = {});
+    static std::shared_ptr<SleepTracker> make(const std::shared_ptr<const Platform>& platform,
+                                              const std::shared_ptr<LogAPI>& log, CaptureParts parts = {});
     ~SleepTracker() override;
 
     /// Before the first operation.
-    void configure(Config config, std::weak_ptr<VelmorSleepTrackingManagerDelegate> delegate);
+    void configure(Config config, const std::weak_ptr<VelmorSleepTrackingManagerDelegate>& delegate);
 
     void startTracking();
     void resumeTracking();
@@ -60,7 +60,7 @@ class SleepTracker : public VelmorRecordingDelegate, public std::enable_shared_f
     using Request = SessionsService::Request;
     using Answer = SessionsService::State;
 
-    SleepTracker(std::shared_ptr<const Platform> platform, std::shared_ptr<LogAPI> log);
+    SleepTracker(const std::shared_ptr<const Platform>& platform, const std::shared_ptr<LogAPI>& log);
 
     template <class Step>
     void onMainLoop(Step step);

@@ -34,8 +34,8 @@ bool isControl(char c) {
     return byte < 0x20 || byte == 0x7f;
 }
 
-PlatformError bad(std::string message) {
-    return {PlatformError::Kind::badRequest, std::move(message)};
+PlatformError bad(std::string_view message) {
+    return {PlatformError::Kind::badRequest, message};
 }
 
 }  // namespace

@@ -9,7 +9,7 @@ namespace {
 
 class PulseSession : public AudioSession {
   public:
-    explicit PulseSession(std::shared_ptr<PulseConnection> connection) : connection_(std::move(connection)) {}
+    explicit PulseSession(const std::shared_ptr<PulseConnection>& connection) : connection_(connection) {}
 
     // Which input is the default and how it is mixed and routed is the sound server's business.
     void configure(const AudioSessionSettings&) override {}
@@ -26,8 +26,8 @@ class PulseSession : public AudioSession {
 
 class PulseAudio : public AudioSystem {
   public:
-    PulseAudio(std::shared_ptr<const Clock> clock, AudioOptions options, const std::string& library)
-        : clock_(std::move(clock)),
+    PulseAudio(const std::shared_ptr<const Clock>& clock, AudioOptions options, const std::string& library)
+        : clock_(clock),
           options_(std::move(options)),
           connection_(std::make_shared<PulseConnection>(clock_, library)),
           session_(connection_) {}
@@ -46,13 +46,13 @@ class PulseAudio : public AudioSystem {
 
 }  // namespace
 
-std::shared_ptr<AudioSystem> makePulseAudioSystem(std::shared_ptr<const Clock> clock, AudioOptions options,
-                                                  const std::string& library) {
-    return std::make_shared<PulseAudio>(std::move(clock), std::move(options), library);
+std::shared_ptr<AudioSystem> makePulseAudioSystem(const std::shared_ptr<const Clock>& clock,
+                                                  AudioOptions options, const std::string& library) {
+    return std::make_shared<PulseAudio>(clock, std::move(options), library);
 }
 
 std::shared_ptr<AudioSystem> makeAudioSystem(std::shared_ptr<Clock> clock, AudioOptions options) {
-    return makePulseAudioSystem(std::move(clock), std::move(options), PulseApi::kLibrary);
+    return makePulseAudioSystem(clock, std::move(options), PulseApi::kLibrary);
 }
 
 }  // namespace Velmor

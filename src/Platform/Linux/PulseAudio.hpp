@@ -8,7 +8,7 @@
 namespace Velmor {
 
 /// The audio system with libpulse from the file `library`, which is loaded when a microphone is first wanted.
-std::shared_ptr<AudioSystem> makePulseAudioSystem(std::shared_ptr<const Clock> clock, AudioOptions options,
-                                                  const std::string& library);
+std::shared_ptr<AudioSystem> makePulseAudioSystem(const std::shared_ptr<const Clock>& clock,
+                                                  AudioOptions options, const std::string& library);
 
 }  // namespace Velmor

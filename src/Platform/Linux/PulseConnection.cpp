@@ -18,8 +18,8 @@ constexpr auto kLinger = 5s;
 
 }  // namespace
 
-PulseConnection::PulseConnection(std::shared_ptr<const Clock> clock, std::string library)
-    : clock_(std::move(clock)), library_(std::move(library)), loop_(std::make_shared<PulseLoop>(clock_)) {}
+PulseConnection::PulseConnection(const std::shared_ptr<const Clock>& clock, std::string library)
+    : clock_(clock), library_(std::move(library)), loop_(std::make_shared<PulseLoop>(clock_)) {}
 
 PulseConnection::~PulseConnection() {
     {

@@ -28,7 +28,7 @@ class PulseConnection {
     };
 
     /// `library` is the file name of libpulse.
-    PulseConnection(std::shared_ptr<const Clock> clock, std::string library);
+    PulseConnection(const std::shared_ptr<const Clock>& clock, std::string library);
     PulseConnection(const PulseConnection&) = delete;
     PulseConnection& operator=(const PulseConnection&) = delete;
     ~PulseConnection();

@@ -24,9 +24,9 @@ constexpr std::chrono::nanoseconds duration(std::size_t frames) {
 
 }  // namespace
 
-PulseEngine::PulseEngine(std::shared_ptr<PulseConnection> connection, std::shared_ptr<const Clock> clock,
-                         std::string source)
-    : connection_(std::move(connection)), clock_(std::move(clock)), source_(std::move(source)) {
+PulseEngine::PulseEngine(const std::shared_ptr<PulseConnection>& connection,
+                         const std::shared_ptr<const Clock>& clock, std::string source)
+    : connection_(connection), clock_(clock), source_(std::move(source)) {
     const Lock locked(connection_->loop().mutex());
     connection_->add(*this);
 }

@@ -19,7 +19,7 @@ namespace Velmor {
 class PulseEngine : public AudioEngine, private PulseConnection::Client {
   public:
     /// `source` is the server's name of the input; its default when empty.
-    PulseEngine(std::shared_ptr<PulseConnection> connection, std::shared_ptr<const Clock> clock,
+    PulseEngine(const std::shared_ptr<PulseConnection>& connection, const std::shared_ptr<const Clock>& clock,
                 std::string source);
     PulseEngine(const PulseEngine&) = delete;
     PulseEngine& operator=(const PulseEngine&) = delete;

@@ -16,7 +16,7 @@ constexpr std::chrono::seconds kLongestWait{60};
 
 }  // namespace
 
-PulseLoop::PulseLoop(std::shared_ptr<const Clock> clock) : clock_(std::move(clock)) {}
+PulseLoop::PulseLoop(const std::shared_ptr<const Clock>& clock) : clock_(clock) {}
 
 PulseLoop::~PulseLoop() {
     if (mainloop_ != nullptr) pulse_->mainloop_free(mainloop_);

@@ -22,7 +22,7 @@ class PulseLoop : public std::enable_shared_from_this<PulseLoop> {
   public:
     using Task = std::function<void()>;
 
-    explicit PulseLoop(std::shared_ptr<const Clock> clock);
+    explicit PulseLoop(const std::shared_ptr<const Clock>& clock);
     PulseLoop(const PulseLoop&) = delete;
     PulseLoop& operator=(const PulseLoop&) = delete;
     ~PulseLoop();
