@@ -28,6 +28,14 @@ class AsyncGate {
   public:
     using Task = std::function<void()>;
 
+    AsyncGate() = default;
+    AsyncGate(const AsyncGate&) = delete;
+    AsyncGate& operator=(const AsyncGate&) = delete;
+    virtual ~AsyncGate() = default;
+
+    /// No outcome will come.
+    virtual void giveUp() = 0;
+
     /// Whoever comes first calls `open` when the outcome stands; the others have come too late.
     std::unique_lock<std::mutex> lockUnlessOpen() {
         std::unique_lock lock(mutex_);
@@ -52,7 +60,7 @@ class AsyncGate {
         if (failure) std::rethrow_exception(failure);
     }
 
-    void wait() {
+    void waitUntilOpen() {
         std::unique_lock lock(mutex_);
         opened_.wait(lock, [this] { return open_; });
     }
@@ -82,30 +90,29 @@ class AsyncGate {
 
 /// One outcome, set once; those who wait are told on the thread that sets it.
 template <class Value>
-class AsyncState {
+class AsyncState : public AsyncGate {
   public:
     using Outcome = std::variant<Value, VelmorError>;
 
     void set(Outcome outcome) {
-        auto lock = gate_.lockUnlessOpen();
+        auto lock = lockUnlessOpen();
         if (!lock) return;
         outcome_.emplace(std::move(outcome));
-        gate_.open(std::move(lock));
+        open(std::move(lock));
     }
 
+    void giveUp() override;
+
     const Outcome& wait() {
-        gate_.wait();
+        waitUntilOpen();
         return *outcome_;
     }
 
-    bool isReady() { return gate_.isOpen(); }
-
     void whenReady(std::function<void(const Outcome&)> tell) {
-        gate_.whenOpen([this, tell = std::move(tell)] { tell(*outcome_); });
+        whenOpen([this, tell = std::move(tell)] { tell(*outcome_); });
     }
 
   private:
-    AsyncGate gate_;
     std::optional<Outcome> outcome_;  // written once with the gate locked; does not change when it is open
 };
 
@@ -115,6 +122,28 @@ inline const VelmorError& givenUp() {
         std::make_exception_ptr(PlatformError(PlatformError::Kind::cancelled, "the query was given up"))});
     return *error;
 }
+
+template <class Value>
+void AsyncState<Value>::giveUp() {
+    set(givenUp());
+}
+
+/// Whoever waits must hear something, also when the query's owner went away before its answer came.
+class AsyncGuard {
+  public:
+    explicit AsyncGuard(std::shared_ptr<AsyncGate> gate) : gate_(std::move(gate)) { givenUp(); }
+    AsyncGuard(const AsyncGuard&) = delete;
+    AsyncGuard& operator=(const AsyncGuard&) = delete;
+    ~AsyncGuard() {
+        try {
+            gate_->giveUp();
+        } catch (...) {  // thrown by one who was told; a destructor has nobody to pass it on to
+        }
+    }
+
+  private:
+    const std::shared_ptr<AsyncGate> gate_;
+};
 
 }  // namespace detail
 
@@ -128,7 +157,7 @@ class Async {
 
     explicit Async(std::shared_ptr<detail::AsyncState<Value>> state) : state_(std::move(state)) {}
 
-    bool isReady() const { return state_->isReady(); }
+    bool isReady() const { return state_->isOpen(); }
 
     /// Blocks until the outcome is there; throws the VelmorError. Not to be called on the library's own
     /// threads (from a delegate, say): the outcome would have to arrive on the very thread that waits.
@@ -160,24 +189,12 @@ class AsyncPromise {
     using Value = detail::AsyncValue<T>;
     using Outcome = std::variant<Value, VelmorError>;
 
-    Async<T> async() const { return Async<T>(guard_->state); }
-    void set(Outcome outcome) const { guard_->state->set(std::move(outcome)); }
+    Async<T> async() const { return Async<T>(state_); }
+    void set(Outcome outcome) const { state_->set(std::move(outcome)); }
 
   private:
-    /// Whoever waits must hear something, also when the query's owner went away before its answer came.
-    struct Guard {
-        std::shared_ptr<detail::AsyncState<Value>> state = std::make_shared<detail::AsyncState<Value>>();
-        Guard() { detail::givenUp(); }
-        Guard(const Guard&) = delete;
-        Guard& operator=(const Guard&) = delete;
-        ~Guard() {
-            try {
-                state->set(detail::givenUp());
-            } catch (...) {  // thrown by one who was told; a destructor has nobody to pass it on to
-            }
-        }
-    };
-    std::shared_ptr<Guard> guard_ = std::make_shared<Guard>();
+    std::shared_ptr<detail::AsyncState<Value>> state_ = std::make_shared<detail::AsyncState<Value>>();
+    std::shared_ptr<detail::AsyncGuard> guard_ = std::make_shared<detail::AsyncGuard>(state_);
 };
 
 }  // namespace Velmor

@@ -71,7 +71,7 @@ class Json {
     static void add(Object&) {}
     template <class Member, class... Others>
     static void add(Object& to, const char* name, Member&& value, Others&&... others) {
-        to.emplace_back(name, std::forward<Member>(value));
+        to.emplace_back(name, Json(std::forward<Member>(value)));
         add(to, std::forward<Others>(others)...);
     }
 

@@ -5,8 +5,8 @@
 #include "Recorder/RecordingService.hpp"
 
 #include <cstdint>
-#include <deque>
 #include <functional>
+#include <list>
 #include <memory>
 #include <string>
 
@@ -46,7 +46,7 @@ class ChunkPublisher : public std::enable_shared_from_this<ChunkPublisher> {
     const std::shared_ptr<LogAPI> log_;
     const CaptureParts::Convert convert_;
     const Deliver deliver_;
-    std::deque<Mel> waiting_;
+    std::list<Mel> waiting_;
 };
 
 }  // namespace Velmor

@@ -4,7 +4,7 @@
 #include "Runtime/ThreadSafety.hpp"
 
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <map>
 #include <mutex>
 #include <pthread.h>
@@ -46,7 +46,7 @@ class Queue {
     }
 
     void stop() {
-        std::deque<Executor::Task> ready;  // destroyed outside the lock: a task may own anything
+        std::list<Executor::Task> ready;  // destroyed outside the lock: a task may own anything
         std::multimap<BootTime, Executor::Task> timers;
         {
             const Lock lock(mutex_);
@@ -97,7 +97,7 @@ class Queue {
     const std::shared_ptr<Clock> clock_;
     Mutex mutex_;
     Condition wake_;
-    std::deque<Executor::Task> ready_ VELMOR_GUARDED_BY(mutex_);
+    std::list<Executor::Task> ready_ VELMOR_GUARDED_BY(mutex_);
     std::multimap<BootTime, Executor::Task> timers_ VELMOR_GUARDED_BY(mutex_);
     bool stopped_ VELMOR_GUARDED_BY(mutex_) = false;
 };

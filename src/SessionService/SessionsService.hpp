@@ -4,7 +4,7 @@
 #include "Runtime/Channel.hpp"
 
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <memory>
 #include <optional>
 #include <string>
@@ -127,7 +127,7 @@ class SessionsService : public std::enable_shared_from_this<SessionsService> {
     const std::shared_ptr<const Platform> platform_;
     const std::shared_ptr<LogAPI> log_;
     const std::shared_ptr<APIService> apiService_;
-    std::deque<Request> queue_;  // main loop only; the head is the one in progress
+    std::list<Request> queue_;   // main loop only; the head is the one in progress
     bool headAnswered_ = false;  // and its outcome is being published
     Bag bag_;
 };

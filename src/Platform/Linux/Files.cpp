@@ -10,6 +10,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <pwd.h>
+#include <set>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -180,15 +181,14 @@ class PosixFiles : public FileSystem {
 
     std::vector<std::string> list(const std::string& directory) override {
         const auto stream = openStream(directory);
-        std::vector<std::string> names;
+        std::set<std::string> names;
         while (const dirent* entry = next(*stream, directory)) {
             struct stat info {};
             if (fstatat(dirfd(stream.get()), entry->d_name, &info, AT_SYMLINK_NOFOLLOW) == 0 &&
                 S_ISREG(info.st_mode))
-                names.emplace_back(entry->d_name);
+                names.insert(entry->d_name);
         }
-        std::sort(names.begin(), names.end());
-        return names;
+        return {names.begin(), names.end()};
     }
 
     std::string temporaryDirectory() override { return temporary_.path(); }

@@ -47,7 +47,7 @@ void PulseLoop::start(const std::shared_ptr<const PulseApi>& pulse) {
 }
 
 void PulseLoop::end() {
-    std::deque<Task> toTell;  // destroyed outside the lock: they may own anything
+    std::list<Task> toTell;  // destroyed outside the lock: they may own anything
     std::multimap<BootTime, Task> timers;
     std::thread thread;
     {

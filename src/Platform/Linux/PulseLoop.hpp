@@ -6,8 +6,8 @@
 #include "Runtime/ThreadSafety.hpp"
 
 #include <chrono>
-#include <deque>
 #include <functional>
+#include <list>
 #include <map>
 #include <memory>
 #include <poll.h>
@@ -61,7 +61,7 @@ class PulseLoop : public std::enable_shared_from_this<PulseLoop> {
     Condition changed_;
     std::shared_ptr<const PulseApi> pulse_ VELMOR_GUARDED_BY(mutex_);
     pa_mainloop* mainloop_ VELMOR_GUARDED_BY(mutex_) = nullptr;
-    std::deque<Task> toTell_ VELMOR_GUARDED_BY(mutex_);
+    std::list<Task> toTell_ VELMOR_GUARDED_BY(mutex_);
     std::multimap<BootTime, Task> timers_ VELMOR_GUARDED_BY(mutex_);
     bool ended_ VELMOR_GUARDED_BY(mutex_) = false;
     std::thread thread_ VELMOR_GUARDED_BY(mutex_);
