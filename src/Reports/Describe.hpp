@@ -35,8 +35,9 @@ void describeValue(std::string& text, float value, const DescriptionStyle& style
 void describeValue(std::string& text, WallTime value, const DescriptionStyle& style);
 void describeValue(std::string& text, std::chrono::sys_days value, const DescriptionStyle& style);
 
-/// What stands before a field's value.
-void describeName(std::string& text, const char* name, const DescriptionStyle& style);
+/// Name and value of a field; `describe` knows of what type it is.
+void describeField(std::string& text, const char* name, const DescriptionStyle& style, const void* field,
+                   void (*describe)(std::string& to, const void* field, const DescriptionStyle& style));
 
 template <class T>
 requires std::is_enum_v<T>
@@ -73,13 +74,18 @@ void describeValue(std::string& text, const std::optional<T>& value, const Descr
         text += "nil";
 }
 
+template <class T>
+void describeField(std::string& text, const char* name, const DescriptionStyle& style, const T& field) {
+    describeField(text, name, style, &field,
+                  [](std::string& to, const void* value, const DescriptionStyle& as) {
+                      describeValue(to, *static_cast<const T*>(value), as);
+                  });
+}
+
 template <Record T>
 std::string describe(const T& record, const DescriptionStyle& style) {
     std::string text;
-    T::eachField([&](const char* name, auto member) {
-        describeName(text, name, style);
-        describeValue(text, record.*member, style);
-    });
+    T::eachField([&](const char* name, auto member) { describeField(text, name, style, record.*member); });
     return text;
 }
 

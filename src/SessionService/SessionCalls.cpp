@@ -27,16 +27,6 @@ Endpoint report(const std::string& sessionId) {
     return Endpoint("data/v3/sessions/").id(sessionId);
 }
 
-/// Failures of opening and closing a session reach the application under a name of their own.
-template <class NetworkFail>
-State::error failedNetwork(const std::exception_ptr& error) {
-    const auto cause = VelmorError::from(error);
-    if (const auto* http = cause.as<VelmorError::httpStatus>())
-        return {NetworkFail{http->code, http->message}, {}};
-    if (cause.is<VelmorError::unknown>()) return {NetworkFail{kNoErrorCode, ""}, {}};
-    return {cause, {}};
-}
-
 std::string line(const Request::userJoin& request) {
     return joined({"API: user join, id: ", request.userId.value_or("nil")});
 }
@@ -62,16 +52,23 @@ std::string line(const Request::analysis& request) {
     return joined({"API: sessions analysis - id: ", request.sessionId});
 }
 
-HttpRequest httpRequest(const Request::userJoin& request, const Device& device) {
-    if (request.userId) return jsonRequest("GET", user(*request.userId), request.config, device);
-    return jsonPost(Endpoint(kUsers).url(request.config.baseUrl()), Json::Object{}, request.config, device);
+/// A request as the service's interface has it.
+struct Call {
+    const char* method;
+    Endpoint endpoint;
+    std::optional<Json> body;
+};
+
+Call callOf(const Request::userJoin& request) {
+    if (request.userId) return {"GET", user(*request.userId), {}};
+    return {"POST", Endpoint(kUsers), Json::Object{}};
 }
 
-HttpRequest httpRequest(const Request::userDelete& request, const Device& device) {
-    return jsonRequest("DELETE", user(request.config.userId()), request.config, device);
+Call callOf(const Request::userDelete& request) {
+    return {"DELETE", user(request.config.userId()), {}};
 }
 
-HttpRequest httpRequest(const Request::create& request, const Device& device) {
+Call callOf(const Request::create& request) {
     const auto& config = request.config;
     Json callbackUrl;
     Json callbackVersion;
@@ -79,34 +76,29 @@ HttpRequest httpRequest(const Request::create& request, const Device& device) {
         callbackUrl = config.callbackUrl()->absoluteString();
         callbackVersion = "V2";
     }
-    return jsonPost(Endpoint(kSessions).url(config.baseUrl()),
-                    Json::object("service", config.service(),                                  //
-                                 "upload_data_type", std::string(rawValue(request.dataType)),  //
-                                 "session_start_time", Iso8601::format(request.date),          //
-                                 "force_create", true,                                         //
-                                 "callback_url", std::move(callbackUrl),                       //
-                                 "callback_version", std::move(callbackVersion)),
-                    config, device);
+    return {"POST", Endpoint(kSessions),
+            Json::object("service", config.service(),                                  //
+                         "upload_data_type", std::string(rawValue(request.dataType)),  //
+                         "session_start_time", Iso8601::format(request.date),          //
+                         "force_create", true,                                         //
+                         "callback_url", std::move(callbackUrl),                       //
+                         "callback_version", std::move(callbackVersion))};
 }
 
-HttpRequest httpRequest(Request::mel& request, const Device& device) {
-    auto prepared = jsonRequest(
-        "POST", session(request.sessionId).text(joined({"/mel-data/", std::to_string(request.sequence)})),
-        request.config, device);
-    MultipartFormDataRequest form(prepared.url, device);
-    form.addFile("melspectrogram", "melspectrogram.npy", std::exchange(request.data, {}), "");
-    return form.makeRequest(std::move(prepared));
+Call callOf(const Request::mel& request) {
+    return {"POST",
+            session(request.sessionId).text(joined({"/mel-data/", std::to_string(request.sequence)})),
+            {}};
 }
 
-HttpRequest httpRequest(const Request::close& request, const Device& device) {
-    return jsonPost(
-        session(request.sessionId).text("/close").url(request.config.baseUrl()),
-        Json::object("session_end_time", Iso8601::format(request.date), "unexpected", request.unexpected),
-        request.config, device);
+Call callOf(const Request::close& request) {
+    return {
+        "POST", session(request.sessionId).text("/close"),
+        Json::object("session_end_time", Iso8601::format(request.date), "unexpected", request.unexpected)};
 }
 
-HttpRequest httpRequest(const Request::analysis& request, const Device& device) {
-    return jsonRequest("GET", report(request.sessionId), request.config, device);
+Call callOf(const Request::analysis& request) {
+    return {"GET", report(request.sessionId), {}};
 }
 
 State succeeded(const Request::userJoin& request, const Model::User* result) {
@@ -136,34 +128,8 @@ State succeeded(const Request::analysis& request, const Model::Report* result) {
     return {State::analysis{*result}};
 }
 
-State::error failed(const Request::userJoin&, const std::exception_ptr& error) {
-    return {VelmorError::from(error), {}};
-}
-
-State::error failed(const Request::userDelete&, const std::exception_ptr& error) {
-    return {VelmorError::from(error), {}};
-}
-
-State::error failed(const Request::create&, const std::exception_ptr& error) {
-    return failedNetwork<VelmorError::startTrackingNetworkFail>(error);
-}
-
-// 403 and 404 say that the service takes nothing more for this session.
-State::error failed(const Request::mel& request, const std::exception_ptr& error) {
-    State::error out{VelmorError::from(error), {}};
-    const auto* http = out.error.as<VelmorError::httpStatus>();
-    if (http && (http->code == 403 || http->code == 404)) out.closedSessionId = request.sessionId;
-    return out;
-}
-
-State::error failed(const Request::close&, const std::exception_ptr& error) {
-    return failedNetwork<VelmorError::stopTrackingNetworkFail>(error);
-}
-
-// Never as it came: a report that is asked for too early answers 404, which must not look like the end of a
-// night that is being tracked.
-State::error failed(const Request::analysis&, const std::exception_ptr& error) {
-    return {VelmorError::unknown{error}, {}};
+[[noreturn]] void throwNoCall() {
+    throw std::logic_error("the log is no call");
 }
 
 /// Calls visit(kind), whatever the request is.
@@ -172,7 +138,7 @@ Result visited(AnyRequest& request, const Visit& visit) {
     return std::visit(
         [&visit](auto& kind) -> Result {
             if constexpr (std::is_same_v<std::remove_cvref_t<decltype(kind)>, Request::log>)
-                throw std::logic_error("the log is no call");
+                throwNoCall();
             else
                 return visit(kind);
         },
@@ -209,8 +175,30 @@ struct Answer<Request::analysis> {
 template <class R>
 using RecordFor = typename Answer<std::remove_cvref_t<R>>::Record;
 
+/// Failures of opening and closing a session reach the application under a name of their own.
+template <class NetworkFail>
+VelmorError networkFail(const VelmorError& cause) {
+    if (const auto* http = cause.as<VelmorError::httpStatus>()) return NetworkFail{http->code, http->message};
+    if (cause.is<VelmorError::unknown>()) return NetworkFail{kNoErrorCode, ""};
+    return cause;
+}
+
 State stateOfFailure(const Request& request, const std::exception_ptr& error) {
-    return {visited<State::error>(request, [&](const auto& kind) { return failed(kind, error); })};
+    // Never as it came: a report that is asked for too early answers 404, which must not look like the end of
+    // a night that is being tracked.
+    if (std::holds_alternative<Request::analysis>(request.value))
+        return {State::error{VelmorError::unknown{error}, {}}};
+    const auto cause = VelmorError::from(error);
+    if (std::holds_alternative<Request::create>(request.value))
+        return {State::error{networkFail<VelmorError::startTrackingNetworkFail>(cause), {}}};
+    if (std::holds_alternative<Request::close>(request.value))
+        return {State::error{networkFail<VelmorError::stopTrackingNetworkFail>(cause), {}}};
+    // 403 and 404 say that the service takes nothing more for this session.
+    const auto* upload = std::get_if<Request::mel>(&request.value);
+    const auto* http = cause.as<VelmorError::httpStatus>();
+    if (upload && http && (http->code == 403 || http->code == 404))
+        return {State::error{cause, upload->sessionId}};
+    return {State::error{cause, {}}};
 }
 
 }  // namespace
@@ -220,7 +208,15 @@ std::string line(const Request& request) {
 }
 
 HttpRequest httpRequest(Request& request, const Device& device) {
-    return visited<HttpRequest>(request, [&](auto& kind) { return httpRequest(kind, device); });
+    const auto call = visited<Call>(request, [](const auto& kind) { return callOf(kind); });
+    const auto& config = *visited<const Config*>(request, [](const auto& kind) { return &kind.config; });
+    if (call.body) return jsonPost(call.endpoint.url(config.baseUrl()), *call.body, config, device);
+    auto http = jsonRequest(call.method, call.endpoint, config, device);
+    auto* upload = std::get_if<Request::mel>(&request.value);
+    if (!upload) return http;
+    MultipartFormDataRequest form(http.url, device);
+    form.addFile("melspectrogram", "melspectrogram.npy", std::exchange(upload->data, {}), "");
+    return form.makeRequest(std::move(http));
 }
 
 RecordDecoder decoder(const Request& request) {

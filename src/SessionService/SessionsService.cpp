@@ -50,7 +50,7 @@ Json logBody(LogUpload::Request record) {
 }
 
 /// Posts one text and calls `finished` whatever comes of it.
-void uploadLog(APIService& api, const Platform& platform, Request::log request,
+void uploadLog(APIService& api, const Platform& platform, Request::log& request,
                const std::function<void()>& finished) {
     if (!request.config) return finished();
     const auto& config = *request.config;
@@ -77,11 +77,11 @@ std::shared_ptr<SessionsService> SessionsService::make(const std::shared_ptr<con
     service->bag_.add(service->requestAction.subscribe([weak = std::weak_ptr(service),
                                                         mainLoop = service->platform_->mainLoop,
                                                         log = service->log_](const Request& request) {
-        mainLoop->post([weak, log, taken = request]() mutable {
+        mainLoop->post([weak, log, taken = std::make_shared<Request>(request)] {
             if (const auto self = weak.lock())
-                self->take(std::move(taken));
+                self->take(taken);
             else
-                account(taken, *log);
+                account(*taken, *log);
         });
     }));
     return service;
@@ -96,46 +96,45 @@ SessionsService::SessionsService(const std::shared_ptr<const Platform>& platform
 // Chunks that were taken in and not answered end here; each is accounted for.
 SessionsService::~SessionsService() {
     if (headAnswered_) queue_.pop_front();  // the observer that was told of its end released the service
-    for (const auto& request : queue_) account(request, *log_);
+    for (const auto& request : queue_) account(*request, *log_);
 }
 
 void SessionsService::wake() {
     apiService_->deliverLate();
 }
 
-void SessionsService::take(Request request) {
+void SessionsService::take(const std::shared_ptr<Request>& request) {
     wake();
-    if (isLifecycle(request)) {
+    if (isLifecycle(*request)) {
         try {
-            queue_.push_back(std::move(request));
+            queue_.push_back(request);
         } catch (...) {
-            return publish(request, {std::current_exception(), {}});
+            return publish(*request, {std::current_exception(), {}});
         }
         if (queue_.size() == 1) startHead();
-        return;
+    } else if (std::holds_alternative<Request::log>(request->value)) {
+        startLog(request);
+    } else {
+        start(request, false);
     }
-    if (auto* log = std::get_if<Request::log>(&request.value))
-        startLog(std::move(*log));
-    else
-        start(std::move(request), false);
 }
 
-// The head stays in the queue, emptied, as the sign that a request is under way.
+// The head stays in the queue as the sign that a request is under way.
 void SessionsService::startHead() {
-    start(std::move(queue_.front()), true);
+    const auto head = queue_.front();
+    start(head, true);
 }
 
-void SessionsService::start(Request given, bool queued) {
+void SessionsService::start(const std::shared_ptr<Request>& request, bool queued) {
     try {
         std::exception_ptr refusal;
         std::optional<HttpRequest> http;
         try {
-            log_->debugPrint(SessionCalls::line(given));
-            http = SessionCalls::httpRequest(given, *platform_->device);
+            log_->debugPrint(SessionCalls::line(*request));
+            http = SessionCalls::httpRequest(*request, *platform_->device);
         } catch (...) {
             refusal = std::current_exception();
         }
-        const auto request = std::make_shared<const Request>(std::move(given));
         const auto end = [service = weak_from_this(), request, queued](const APIOutcome& outcome) {
             finish(service, *request, queued, outcome);
         };
@@ -144,7 +143,7 @@ void SessionsService::start(Request given, bool queued) {
         else
             platform_->mainLoop->post([end, refusal] { end({refusal, {}}); });
     } catch (...) {  // no memory for the request, nor for a task that says so, but the queue must go on
-        finish(weak_from_this(), given, queued, {std::current_exception(), {}});
+        finish(weak_from_this(), *request, queued, {std::current_exception(), {}});
     }
 }
 
@@ -158,12 +157,13 @@ void SessionsService::finish(const std::weak_ptr<SessionsService>& service, cons
     if (const auto self = service.lock(); self && queued) self->finishHead();
 }
 
-void SessionsService::startLog(Request::log request) {
-    platform_->background->post([weak = std::weak_ptr(apiService_), platform = platform_, log = log_,
-                                 request = std::move(request)]() mutable {
-        if (const auto api = weak.lock())
-            uploadLog(*api, *platform, std::move(request), [log] { log->removeSendFile(); });
-    });
+void SessionsService::startLog(const std::shared_ptr<Request>& request) {
+    platform_->background->post(
+        [weak = std::weak_ptr(apiService_), platform = platform_, log = log_, request] {
+            if (const auto api = weak.lock())
+                uploadLog(*api, *platform, std::get<Request::log>(request->value),
+                          [log] { log->removeSendFile(); });
+        });
 }
 
 void SessionsService::finishHead() {

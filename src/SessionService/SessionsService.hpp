@@ -115,10 +115,10 @@ class SessionsService : public std::enable_shared_from_this<SessionsService> {
   private:
     SessionsService(const std::shared_ptr<const Platform>& platform, const std::shared_ptr<LogAPI>& log);
 
-    void take(Request request);
+    void take(const std::shared_ptr<Request>& request);
     void startHead();
-    void start(Request request, bool queued);
-    void startLog(Request::log request);
+    void start(const std::shared_ptr<Request>& request, bool queued);
+    void startLog(const std::shared_ptr<Request>& request);
     void finishHead();
     static void finish(const std::weak_ptr<SessionsService>& service, const Request& request, bool queued,
                        const APIOutcome& outcome);
@@ -127,8 +127,8 @@ class SessionsService : public std::enable_shared_from_this<SessionsService> {
     const std::shared_ptr<const Platform> platform_;
     const std::shared_ptr<LogAPI> log_;
     const std::shared_ptr<APIService> apiService_;
-    std::list<Request> queue_;   // main loop only; the head is the one in progress
-    bool headAnswered_ = false;  // and its outcome is being published
+    std::list<std::shared_ptr<Request>> queue_;  // main loop only; the head is the one in progress
+    bool headAnswered_ = false;                  // and its outcome is being published
     Bag bag_;
 };
 
