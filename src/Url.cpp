@@ -49,13 +49,12 @@ bool splitAuthority(std::string_view authority, Split& out) {
         if (end == std::string_view::npos) return false;
         out.host = authority.substr(1, end - 1);
         rest = authority.substr(end + 1);
-        if (out.host.empty() || !std::all_of(out.host.begin(), out.host.end(), isAddressCharacter))
-            return false;
+        if (out.host.empty() || !std::ranges::all_of(out.host, isAddressCharacter)) return false;
     } else {
         const auto colon = std::min(authority.find(':'), authority.size());
         out.host = authority.substr(0, colon);
         rest = authority.substr(colon);
-        if (out.host.empty() || !std::all_of(out.host.begin(), out.host.end(), isHostCharacter)) return false;
+        if (out.host.empty() || !std::ranges::all_of(out.host, isHostCharacter)) return false;
     }
     if (rest.empty()) return true;
     out.port = rest.substr(1);
@@ -65,7 +64,7 @@ bool splitAuthority(std::string_view authority, Split& out) {
 Split split(std::string_view text) {
     Split out;
     const auto mark = text.find("://");
-    if (mark == std::string_view::npos || std::any_of(text.begin(), text.end(), isUnsafe)) return out;
+    if (mark == std::string_view::npos || std::ranges::any_of(text, isUnsafe)) return out;
     out.scheme = text.substr(0, mark);
     if (!sameLetters(out.scheme, "http") && !sameLetters(out.scheme, "https")) return out;
     out.authorityEnd = std::min(text.find_first_of("/?#", mark + 3), text.size());

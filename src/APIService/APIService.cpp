@@ -101,9 +101,8 @@ void APIService::deliverLate() {
         std::uint64_t number = 0;
         {
             const Lock lock(mutex_);
-            const auto late = std::find_if(pending_.begin(), pending_.end(), [](const auto& entry) {
-                return entry.second.answer->late.exchange(false);
-            });
+            const auto late = std::ranges::find_if(
+                pending_, [](const auto& entry) { return entry.second.answer->late.exchange(false); });
             if (late == pending_.end()) return;
             number = late->first;
             answer = late->second.answer;

@@ -44,8 +44,7 @@ Endpoint& Endpoint::text(std::string_view text) & {
 }
 
 Endpoint& Endpoint::id(std::string_view id) & {
-    refused_ =
-        refused_ || id.empty() || id == "." || id == ".." || std::any_of(id.begin(), id.end(), isControl);
+    refused_ = refused_ || id.empty() || id == "." || id == ".." || std::ranges::any_of(id, isControl);
     readable_.append(id);
     appendEncoded(encoded_, id, kUnreservedMarks);
     return *this;

@@ -236,7 +236,8 @@ class JsonWriter {
         std::array<char, 32> text{};
         const auto end = std::to_chars(text.begin(), text.end(), number).ptr;
         out.append(text.begin(), end);
-        if (std::all_of(text.begin(), end, [](char c) { return c == '-' || isDigit(c); })) out += ".0";
+        if (std::ranges::all_of(text.begin(), end, [](char c) { return c == '-' || isDigit(c); }))
+            out += ".0";
     }
 
     void write(const std::string& text) {
@@ -306,9 +307,9 @@ const char* Json::kind() const {
 const Json* Json::find(std::string_view key) const {
     const auto* object = as<Object>();
     if (!object) return nullptr;
-    const auto found = std::find_if(object->rbegin(), object->rend(),
-                                    [&](const auto& member) { return member.first == key; });
-    return found == object->rend() ? nullptr : &found->second;
+    for (auto member = object->rbegin(); member != object->rend(); ++member)
+        if (member->first == key) return &member->second;
+    return nullptr;
 }
 
 }  // namespace Velmor

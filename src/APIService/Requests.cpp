@@ -39,13 +39,13 @@ HttpHeaders standardHeaders(const Config& config, const Device& device) {
 
 void setHeader(HttpHeaders& headers, std::string_view name, std::string value) {
     const auto named = [&](const auto& header) { return sameName(header.first, name); };
-    const auto first = std::find_if(headers.begin(), headers.end(), named);
+    const auto first = std::ranges::find_if(headers, named);
     if (first == headers.end()) {
         headers.emplace_back(name, std::move(value));
         return;
     }
     *first = {std::string(name), std::move(value)};
-    headers.erase(std::remove_if(first + 1, headers.end(), named), headers.end());
+    headers.erase(std::ranges::remove_if(first + 1, headers.end(), named).begin(), headers.end());
 }
 
 HttpRequest jsonRequest(std::string_view method, const Endpoint& endpoint, const Config& config,

@@ -3,21 +3,21 @@
 namespace Velmor {
 
 Subscription Observers::add(Tell tell) {
-    auto active = std::make_shared<std::atomic<bool>>(true);
+    const auto observer = std::make_shared<Observer>(std::move(tell));
     std::shared_ptr<const List> former;  // outlives the lock, as ended observers may own anything
     const Lock lock(mutex_);
     auto next = std::make_shared<List>();
-    for (const auto& entry : *list_)
-        if (entry.active->load(std::memory_order_acquire)) next->push_back(entry);
-    next->push_back({active, std::make_shared<Tell>(std::move(tell))});
+    for (const auto& earlier : *list_)
+        if (earlier->active.load(std::memory_order_acquire)) next->push_back(earlier);
+    next->push_back(observer);
     former = std::exchange(list_, std::move(next));
-    return Subscription(std::move(active));
+    return Subscription({observer, &observer->active});
 }
 
 void Observers::tellAll(const void* value) const {
     const auto list = snapshot();  // observers may replace the current one
-    for (const auto& entry : *list)
-        if (entry.active->load(std::memory_order_acquire)) (*entry.tell)(value);
+    for (const auto& observer : *list)
+        if (observer->active.load(std::memory_order_acquire)) observer->tell(value);
 }
 
 std::shared_ptr<const Observers::List> Observers::snapshot() const {

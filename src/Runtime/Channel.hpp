@@ -56,11 +56,12 @@ class Observers {
     void tellAll(const void* value) const;
 
   private:
-    struct Entry {
-        std::shared_ptr<std::atomic<bool>> active;
-        std::shared_ptr<Tell> tell;
+    struct Observer {
+        explicit Observer(Tell given) : tell(std::move(given)) {}
+        std::atomic<bool> active{true};
+        const Tell tell;
     };
-    using List = std::vector<Entry>;
+    using List = std::vector<std::shared_ptr<Observer>>;
 
     std::shared_ptr<const List> snapshot() const;
 

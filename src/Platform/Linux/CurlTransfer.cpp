@@ -154,8 +154,8 @@ void CurlTransfer::setUpHeaders() {
 }
 
 bool CurlTransfer::hasHeader(std::string_view name) const {
-    return std::any_of(request_.headers.begin(), request_.headers.end(),
-                       [name](const auto& header) { return sameName(header.first, name); });
+    return std::ranges::any_of(request_.headers,
+                               [name](const auto& header) { return sameName(header.first, name); });
 }
 
 void CurlTransfer::addHeaderLine(const std::string& line) {

@@ -168,9 +168,8 @@ void CurlWorker::endFinished() {
 }
 
 void CurlWorker::end(CURL* easy, CURLcode code) {
-    const auto found = std::find_if(flights_.begin(), flights_.end(), [easy](const Flight& flight) {
-        return flight.transfer->handle() == easy;
-    });
+    const auto found = std::ranges::find_if(
+        flights_, [easy](const Flight& flight) { return flight.transfer->handle() == easy; });
     if (found == flights_.end()) return;
     const auto flight = std::move(*found);
     flights_.erase(found);

@@ -26,7 +26,7 @@ bool isTokenCharacter(char c) {
 }
 
 bool isToken(std::string_view text) {
-    return !text.empty() && std::all_of(text.begin(), text.end(), isTokenCharacter);
+    return !text.empty() && std::ranges::all_of(text, isTokenCharacter);
 }
 
 bool isControl(char c) {
@@ -54,7 +54,7 @@ std::optional<PlatformError> refusal(const HttpRequest& request, const HttpOptio
     for (const auto& [name, value] : request.headers) {
         // The value may be a secret, the name may hold anything: neither goes into the message.
         if (!isToken(name)) return bad("a header name holds a character that is not allowed there");
-        if (std::any_of(value.begin(), value.end(), isControl))
+        if (std::ranges::any_of(value, isControl))
             return bad(joined({"the value of header ", name, " holds a control character"}));
         for (const auto own : kOwnHeaders)
             if (sameName(name, own)) return bad(joined({"header ", name, " is the transport's to send"}));

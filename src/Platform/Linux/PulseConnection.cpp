@@ -187,8 +187,7 @@ void PulseConnection::retry() {
 }
 
 bool PulseConnection::anyLost() const {
-    return std::any_of(clients_.begin(), clients_.end(),
-                       [](const Client* client) { return client->isLost(); });
+    return std::ranges::any_of(clients_, [](const Client* client) { return client->isLost(); });
 }
 
 void PulseConnection::reopenLost() {

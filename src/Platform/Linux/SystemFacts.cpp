@@ -68,8 +68,7 @@ DeviceFacts readOsRelease(std::initializer_list<const char*> paths) {
 
 bool isZone(const std::string& name) {
     if (name == "UTC") return true;
-    if (name.empty() || name.front() == '/' || !std::all_of(name.begin(), name.end(), isZoneCharacter))
-        return false;
+    if (name.empty() || name.front() == '/' || !std::ranges::all_of(name, isZoneCharacter)) return false;
     struct stat info {};
     return stat((std::string(kZoneFolder) + name).c_str(), &info) == 0 && S_ISREG(info.st_mode);
 }
