@@ -1,6 +1,7 @@
 #include "Recorder/RecorderCore.hpp"
 #include "Runtime/Contain.hpp"
 
+#include <functional>
 #include <utility>
 
 #include <Velmor/Recorder.hpp>
@@ -9,8 +10,7 @@ namespace Velmor {
 namespace {
 
 /// Runs `call` on the main loop, unless the recorder is gone by then.
-template <class Call>
-void onMainLoop(const std::shared_ptr<RecorderCore>& core, Call call) {
+void onMainLoop(const std::shared_ptr<RecorderCore>& core, std::function<void(RecorderCore&)> call) {
     core->platform()->mainLoop->post([weak = std::weak_ptr(core), call = std::move(call)] {
         if (const auto self = weak.lock()) call(*self);
     });

@@ -44,10 +44,10 @@ void SleepTracker::configure(Config config,
     delegate_ = delegate;
 }
 
-template <class Step>
-void SleepTracker::onMainLoop(Step step) {
-    platform_->mainLoop->post([weak = weak_from_this(), step = std::move(step)] {
-        if (const auto self = weak.lock()) step(*self);
+template <class... Arguments>
+void SleepTracker::onMainLoop(void (SleepTracker::*step)(Arguments...), Arguments... arguments) {
+    platform_->mainLoop->post([weak = weak_from_this(), step, arguments...] {
+        if (const auto self = weak.lock()) (*self.*step)(arguments...);
     });
 }
 
@@ -64,22 +64,22 @@ void SleepTracker::connectSessions() {
 
 void SleepTracker::startTracking() {
     write("[CALL] startTracking");
-    onMainLoop([](SleepTracker& self) { self.start(); });
+    onMainLoop(&SleepTracker::start);
 }
 
 void SleepTracker::resumeTracking() {
     write("[CALL] resumeTracking");
-    onMainLoop([](SleepTracker& self) { self.recorder_->resume(); });
+    onMainLoop(&SleepTracker::resume);
 }
 
 void SleepTracker::stopTracking() {
     write("[CALL] stopTracking");
-    onMainLoop([](SleepTracker& self) { self.stop(); });
+    onMainLoop(&SleepTracker::stop);
 }
 
 void SleepTracker::requestAnalysis() {
     write("[CALL] requestAnalysis");
-    onMainLoop([](SleepTracker& self) { self.analyse(); });
+    onMainLoop(&SleepTracker::analyse);
 }
 
 TrackingStatus SleepTracker::getTrackingStatus() {
@@ -93,7 +93,11 @@ TrackingStatus SleepTracker::getTrackingStatus() {
 }
 
 void SleepTracker::reset() {
-    onMainLoop([](SleepTracker& self) { self.abandon(); });
+    onMainLoop(&SleepTracker::abandon);
+}
+
+void SleepTracker::resume() {
+    recorder_->resume();
 }
 
 // --- start ---
@@ -117,8 +121,7 @@ void SleepTracker::started(bool permitted) {
     }
     log_->debugPrint("Tracking: request start");
     platform_->background->postAfter(kStartCheckDelay, [weak = weak_from_this(), generation = ++starts_] {
-        if (const auto self = weak.lock())
-            self->onMainLoop([generation](SleepTracker& tracker) { tracker.checkStart(generation); });
+        if (const auto self = weak.lock()) self->onMainLoop(&SleepTracker::checkStart, generation);
     });
 }
 
@@ -163,7 +166,7 @@ void SleepTracker::stop() {
     }
     log_->debugPrint("Tracking: request stop");
     // Behind the chunks that were finished but not handed over yet: close is the last request of a session.
-    onMainLoop([invalid](SleepTracker& self) { self.closeSession(invalid); });
+    onMainLoop(&SleepTracker::closeSession, invalid);
     closing_ = true;
 }
 

@@ -62,11 +62,12 @@ class SleepTracker : public VelmorRecordingDelegate, public std::enable_shared_f
 
     SleepTracker(const std::shared_ptr<const Platform>& platform, const std::shared_ptr<LogAPI>& log);
 
-    template <class Step>
-    void onMainLoop(Step step);
+    template <class... Arguments>
+    void onMainLoop(void (SleepTracker::*step)(Arguments...), Arguments... arguments);
     void connectSessions();
 
     void start();
+    void resume();
     void started(bool permitted);
     void checkStart(std::uint64_t generation);
     void createSession();
