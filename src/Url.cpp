@@ -1,3 +1,5 @@
+#include "Runtime/Text.hpp"
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -122,14 +124,14 @@ bool Url::isLoopback() const {
 
 Url Url::replacingPath(std::string_view path) const {
     const auto parts = split(text_);
-    return Url(text_.substr(0, parts.authorityEnd) + std::string(path) +
-               text_.substr(parts.authorityEnd + parts.path.size()));
+    const std::string_view whole = text_;
+    return Url(joined(
+        {whole.substr(0, parts.authorityEnd), path, whole.substr(parts.authorityEnd + parts.path.size())}));
 }
 
 Url Url::appending(std::string_view pathAndQuery) const {
-    auto base = origin() + path();
-    if (!base.ends_with('/')) base += '/';
-    return Url(base + std::string(pathAndQuery));
+    const auto base = joined({origin(), path()});
+    return Url(joined({base, base.ends_with('/') ? "" : "/", pathAndQuery}));
 }
 
 }  // namespace Velmor

@@ -117,7 +117,7 @@ std::optional<sys_days> parseDay(std::string_view text) {
 std::string format(WallTime time) {
     auto text = formatPlain(time);
     text[text.find(' ')] = 'T';
-    return text + "Z";
+    return text += 'Z';
 }
 
 std::string formatPlain(WallTime time) {

@@ -50,7 +50,9 @@ class JsonParser {
     }
 
   private:
-    [[noreturn]] void fail() const { throw DecodingError("", "not JSON at byte " + std::to_string(at_ + 1)); }
+    [[noreturn]] void fail() const {
+        throw DecodingError("", joined({"not JSON at byte ", std::to_string(at_ + 1)}));
+    }
 
     /// A zero byte, which is allowed nowhere, behind the end.
     char peek() const { return at_ < text_.size() ? text_[at_] : '\0'; }
@@ -94,7 +96,7 @@ class JsonParser {
     /// Whether a first element follows; otherwise the container is over.
     bool enter(char end) {
         if (depth_++ == Json::kMaxDepth)
-            throw DecodingError("", "nested deeper than " + std::to_string(Json::kMaxDepth));
+            throw DecodingError("", joined({"nested deeper than ", std::to_string(Json::kMaxDepth)}));
         ++at_;
         skipBlanks();
         if (peek() != end) return true;

@@ -166,7 +166,7 @@ void LogAPI::removeFile(const char* name) const {
 }
 
 std::string LogAPI::document(const char* name) const {
-    return platform_->files->documentsDirectory() + name;
+    return joined({platform_->files->documentsDirectory(), name});
 }
 
 std::string LogAPI::logTimestamp(WallTime time) const {

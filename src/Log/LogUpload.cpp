@@ -1,11 +1,11 @@
 #include "Log/LogUpload.hpp"
 
 #include "BuildSettings.hpp"
+#include "Runtime/Text.hpp"
 
 #include <cstdio>
 #include <cstdlib>
 #include <utility>
-#include <vector>
 
 namespace Velmor::LogUpload {
 namespace {
@@ -24,19 +24,10 @@ const Url& productionUrl() {
 
 std::string tags(const Config& config, const std::optional<std::string>& sessionId, const DeviceFacts& facts,
                  const std::string& timeZone) {
-    std::vector<std::pair<const char*, std::string>> entries{{"version", BuildSettings::kVersion},
-                                                             {"device", facts.model},
-                                                             {"os", facts.systemName + facts.systemVersion},
-                                                             {"timezone", timeZone}};
-    if (sessionId) entries.emplace_back("sessionId", *sessionId);
-    entries.emplace_back("userId", config.userId());
-    entries.emplace_back("apikey", config.apiKey());
-    std::string text;
-    for (const auto& [key, value] : entries) {
-        if (!text.empty()) text += ", ";
-        text.append(key).append(":").append(value);
-    }
-    return text;
+    const std::string session = sessionId ? joined({", sessionId:", *sessionId}) : "";
+    return joined({"version:", BuildSettings::kVersion, ", device:", facts.model, ", os:", facts.systemName,
+                   facts.systemVersion, ", timezone:", timeZone, session, ", userId:", config.userId(),
+                   ", apikey:", config.apiKey()});
 }
 
 }  // namespace

@@ -28,8 +28,8 @@ std::string decimal(double value) {
 
 [[noreturn]] void throwFormat(const std::string& what, const std::string& expected,
                               const std::string& found) {
-    throw PreprocessorError(
-        PreprocessorError::pcmFormat{"request " + what + " is " + expected + ", but input is " + found});
+    auto text = std::string("request ").append(what).append(" is ").append(expected);
+    throw PreprocessorError(PreprocessorError::pcmFormat{text.append(", but input is ").append(found)});
 }
 
 void checkFormat(const ChunkReader& chunk) {
@@ -100,7 +100,7 @@ std::string Preprocessor::outputLocation() {
     const std::string directory = store_->temporaryDirectory();
     const std::string time = store_->mediumTime();
     if (directory.empty() || time.empty()) throw PreprocessorError(PreprocessorError::melFile{});
-    return directory + "result-" + time + ".mel";
+    return std::string(directory).append("result-").append(time).append(".mel");
 }
 
 }  // namespace Velmor

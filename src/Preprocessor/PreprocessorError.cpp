@@ -24,9 +24,9 @@ std::string describe(const PreprocessorError::Case& value) {
     static_assert(names.size() == std::variant_size_v<PreprocessorError::Case>);
     std::string name = names.at(value.index());
     if (const auto* format = std::get_if<PreprocessorError::pcmFormat>(&value))
-        return name + ": " + format->description;
+        return name.append(": ").append(format->description);
     if (const auto* system = std::get_if<PreprocessorError::system>(&value))
-        return name + ": " + textOf(system->error);
+        return name.append(": ").append(textOf(system->error));
     return name;
 }
 

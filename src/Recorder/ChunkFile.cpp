@@ -27,7 +27,7 @@ std::set<std::string>& claimed() VELMOR_REQUIRES(mutex) {
 }  // namespace
 
 struct ChunkFile::Claim {
-    Claim(const std::string& directory, const std::string& name) : path(directory + name) {
+    Claim(const std::string& directory, const std::string& name) : path(joined({directory, name})) {
         const Lock lock(mutex);
         for (int i = 2; !claimed().insert(path).second; ++i)
             path = joined({directory, std::string_view(name).substr(0, name.rfind('.')), "-",

@@ -1,6 +1,7 @@
 #include "Recorder/LeftOverFiles.hpp"
 
 #include "Runtime/Contain.hpp"
+#include "Runtime/Text.hpp"
 #include "Runtime/ThreadSafety.hpp"
 
 #include <string>
@@ -31,7 +32,7 @@ void removeLeftOverFiles(const std::shared_ptr<FileSystem>& files) {
     try {
         const std::string directory = files->temporaryDirectory();
         for (const auto& name : files->list(directory))
-            if (isOurs(name)) contain([&] { files->remove(directory + name); });
+            if (isOurs(name)) contain([&] { files->remove(joined({directory, name})); });
     } catch (...) {  // what stays is small, and the next process tries again
     }
 }

@@ -1,6 +1,7 @@
 // Descriptions of session lists and averages.
 #include "APIService/Iso8601.hpp"
 #include "Reports/Describe.hpp"
+#include "Runtime/Text.hpp"
 
 namespace Velmor::Model {
 namespace {
@@ -43,7 +44,7 @@ std::string SleptSession::description() const {
 }
 
 std::string AverageReport::description() const {
-    std::string text = "Period: [" + period.description() + "]\nPeculiarities: [";
+    std::string text = joined({"Period: [", period.description(), "]\nPeculiarities: ["});
     describeElements(text, peculiarities, kStyle);
     text += "]\nAverageStats: [";
     describeValue(text, averageStats, kStyle);

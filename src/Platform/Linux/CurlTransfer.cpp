@@ -149,7 +149,7 @@ void CurlTransfer::setUpHeaders() {
     // A name without a value takes away what libcurl would add by itself.
     addHeaderLine("Expect:");
     for (const char* name : {"Accept", "Content-Type"})
-        if (!hasHeader(name)) addHeaderLine(std::string(name) + ':');
+        if (!hasHeader(name)) addHeaderLine(joined({name, ":"}));
     set(CURLOPT_HTTPHEADER, headers_.get());
 }
 
@@ -262,8 +262,9 @@ bool CurlTransfer::takeHeaderLine(std::string_view line) {
 // The name of the host was judged before; whatever it resolves to, clear text does not leave the machine.
 curl_socket_t CurlTransfer::openSocket(const curl_sockaddr& address) {
     if (loopbackOnly_ && !isLoopbackAddress(&address.addr)) {
-        refused_ = PlatformError(PlatformError::Kind::insecure,
-                                 "clear text to another machine is not allowed: " + request_.url.origin());
+        refused_ =
+            PlatformError(PlatformError::Kind::insecure,
+                          joined({"clear text to another machine is not allowed: ", request_.url.origin()}));
         return CURL_SOCKET_BAD;
     }
     const int opened = socket(address.family, address.socktype | SOCK_CLOEXEC, address.protocol);

@@ -1,5 +1,6 @@
 #include "Platform/Linux/Posix.hpp"
 #include "Platform/Linux/TemporaryDirectory.hpp"
+#include "Runtime/Text.hpp"
 
 #include <algorithm>
 #include <array>
@@ -82,7 +83,7 @@ PosixFile openRegular(const std::string& path, int flags) {
     struct stat info {};
     if (fstat(descriptor.get(), &info) != 0) throw Posix::error(path, errno);
     if (!S_ISREG(info.st_mode))
-        throw PlatformError(PlatformError::Kind::accessDenied, path + ": not a regular file");
+        throw PlatformError(PlatformError::Kind::accessDenied, joined({path, ": not a regular file"}));
     if (truncate && Posix::retried([&] { return ftruncate(descriptor.get(), 0); }) != 0)
         throw Posix::error(path, errno);
     return {std::move(descriptor), path};
@@ -118,9 +119,9 @@ std::string withSlash(std::string directory) {
 // Empty when this user has no place for data at all.
 std::string systemDocuments() {
     if (const char* data = std::getenv("XDG_DATA_HOME"); data != nullptr && *data == '/')
-        return withSlash(data) + "velmor/";
+        return joined({withSlash(data), "velmor/"});
     const auto home = homeDirectory();
-    return home.empty() ? home : withSlash(home) + ".local/share/velmor/";
+    return home.empty() ? home : joined({withSlash(home), ".local/share/velmor/"});
 }
 
 std::string systemTemporary() {
@@ -167,7 +168,7 @@ class PosixFiles : public FileSystem {
     }
 
     void replace(const std::string& path, std::span<const std::byte> bytes) override {
-        const auto unfinished = path + '.' + Posix::randomName() + std::string(kUnfinished);
+        const auto unfinished = joined({path, ".", Posix::randomName(), kUnfinished});
         try {
             auto file = openRegular(unfinished, O_WRONLY | O_CREAT | O_EXCL);
             file.write(bytes);
@@ -210,7 +211,7 @@ class PosixFiles : public FileSystem {
     void sweepUnfinished() {
         for (const auto& name : list(documents_)) {
             struct stat info {};
-            const auto path = documents_ + name;
+            const auto path = joined({documents_, name});
             if (name.ends_with(kUnfinished) && lstat(path.c_str(), &info) == 0 && info.st_uid == geteuid() &&
                 std::time(nullptr) - info.st_mtime > kForgottenAfter)
                 unlink(path.c_str());

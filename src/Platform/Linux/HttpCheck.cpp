@@ -60,8 +60,9 @@ std::optional<PlatformError> refusal(const HttpRequest& request, const HttpOptio
             if (sameName(name, own)) return bad(joined({"header ", name, " is the transport's to send"}));
     }
     if (request.url.scheme() == "http" && !options.allowClearText && !request.url.isLoopback())
-        return PlatformError(PlatformError::Kind::insecure,
-                             "clear text to another machine is not allowed: " + request.url.origin());
+        return PlatformError(
+            PlatformError::Kind::insecure,
+            joined({"clear text to another machine is not allowed: ", request.url.origin()}));
     return {};
 }
 

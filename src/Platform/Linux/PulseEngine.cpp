@@ -187,14 +187,14 @@ void PulseEngine::failed(const PlatformError& error) {
 
 void PulseEngine::moved() {
     const std::string before = std::exchange(device_, deviceName());
-    connection_->notify({AudioNotification::RouteChanged{"moved to " + device_, {before}}, {}});
+    connection_->notify({AudioNotification::RouteChanged{joined({"moved to ", device_}), {before}}, {}});
     lookAtSuspension();
 }
 
 void PulseEngine::lookAtSuspension() {
     const bool suspended = pulse().stream_is_suspended(stream_) == 1;
     if (suspended && !interrupted_)
-        beginInterruption(inputName() + " is suspended");
+        beginInterruption(joined({inputName(), " is suspended"}));
     else if (!suspended && interrupted_)
         endInterruption();
 }
@@ -209,9 +209,9 @@ void PulseEngine::endInterruption() {
     interrupted_ = false;
     if (std::exchange(serverLost_, false))
         connection_->notify(
-            {AudioNotification::MediaServicesReset{}, "the sound server is back, " + inputName()});
+            {AudioNotification::MediaServicesReset{}, joined({"the sound server is back, ", inputName()})});
     else
-        connection_->notify({AudioNotification::InterruptionEnded{}, inputName() + " is back"});
+        connection_->notify({AudioNotification::InterruptionEnded{}, joined({inputName(), " is back"})});
 }
 
 void PulseEngine::read() {

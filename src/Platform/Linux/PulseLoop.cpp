@@ -2,6 +2,7 @@
 
 #include "Platform/Linux/SignalsBlocked.hpp"
 #include "Runtime/OwnThread.hpp"
+#include "Runtime/Text.hpp"
 
 #include <algorithm>
 #include <system_error>
@@ -42,7 +43,7 @@ void PulseLoop::start(const std::shared_ptr<const PulseApi>& pulse) {
         pthread_setname_np(thread_.native_handle(), "velmor-audio");
     } catch (const std::system_error& error) {
         throw PlatformError(PlatformError::Kind::audioUnavailable,
-                            std::string("no thread for the sound server: ") + error.what());
+                            joined({"no thread for the sound server: ", error.what()}));
     }
 }
 

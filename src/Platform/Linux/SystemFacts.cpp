@@ -70,7 +70,7 @@ bool isZone(const std::string& name) {
     if (name == "UTC") return true;
     if (name.empty() || name.front() == '/' || !std::ranges::all_of(name, isZoneCharacter)) return false;
     struct stat info {};
-    return stat((std::string(kZoneFolder) + name).c_str(), &info) == 0 && S_ISREG(info.st_mode);
+    return stat(joined({kZoneFolder, name}).c_str(), &info) == 0 && S_ISREG(info.st_mode);
 }
 
 std::string zoneOfPath(std::string_view path) {

@@ -68,7 +68,8 @@ Descriptor openBase(const std::string& path) {
     struct stat info {};
     if (!base || fstat(base.get(), &info) != 0) throw Posix::error(path, errno);
     if (info.st_uid != geteuid())
-        throw PlatformError(PlatformError::Kind::accessDenied, path + ": belongs to another user", EPERM);
+        throw PlatformError(PlatformError::Kind::accessDenied, joined({path, ": belongs to another user"}),
+                            EPERM);
     if ((info.st_mode & 077U) != 0 && fchmod(base.get(), 0700) != 0) throw Posix::error(path, errno);
     return base;
 }
@@ -88,7 +89,7 @@ std::string TemporaryDirectory::path() {
         release();
         make();
     }
-    return base_ + '/' + name_ + '/';
+    return joined({base_, "/", name_, "/"});
 }
 
 // A directory whose status cannot be told is kept: to give it up would leave its files to the next process.
@@ -96,7 +97,7 @@ bool TemporaryDirectory::isOurs() const {
     if (!directory_ || process_ != getpid()) return false;
     struct stat here {
     }, held{};
-    if (lstat((base_ + '/' + name_).c_str(), &here) != 0) return errno != ENOENT && errno != ENOTDIR;
+    if (lstat(joined({base_, "/", name_}).c_str(), &here) != 0) return errno != ENOENT && errno != ENOTDIR;
     if (fstat(directory_.get(), &held) != 0) return true;
     return here.st_dev == held.st_dev && here.st_ino == held.st_ino;
 }
@@ -107,8 +108,8 @@ void TemporaryDirectory::make() {
         const auto base = openBase(base_);
         sweep(base.get());
         const auto random = Posix::randomName();
-        const auto early = kNewPrefix + random;
-        const auto name = kPrefix + random;
+        const auto early = joined({kNewPrefix, random});
+        const auto name = joined({kPrefix, random});
         if (mkdirat(base.get(), early.c_str(), 0700) == 0) {
             auto directory = Posix::openDirectory(base.get(), early);
             // Where directories cannot be locked nothing is ever swept, which is the safe side.
