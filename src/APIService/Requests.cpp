@@ -28,23 +28,28 @@ HttpRequest request(std::string_view method, Url url, const Config& config, cons
 HttpHeaders standardHeaders(const Config& config, const Device& device) {
     constexpr std::string_view version = BuildSettings::kVersion;
     const auto facts = device.facts();
-    HttpHeaders headers{{"x-api-key", config.apiKey()},
-                        {"timezone", device.timeZone()},
-                        {"x-sdk-version", joined({facts.systemName, " ", version})},
-                        {"user-agent", joined({"VelmorSDK/", version, " (", facts.systemName, " ",
-                                               facts.systemVersion, "; ", facts.model, ")"})}};
-    if (!config.userId().empty()) headers.emplace_back("x-user-id", config.userId());
+    HttpHeaders headers;
+    const auto add = [&](std::string_view name, std::string_view value) {
+        headers.emplace_back(name, value);
+    };
+    add("x-api-key", config.apiKey());
+    add("timezone", device.timeZone());
+    add("x-sdk-version", joined({facts.systemName, " ", version}));
+    add("user-agent", joined({"VelmorSDK/", version, " (", facts.systemName, " ", facts.systemVersion, "; ",
+                              facts.model, ")"}));
+    if (!config.userId().empty()) add("x-user-id", config.userId());
     return headers;
 }
 
-void setHeader(HttpHeaders& headers, std::string_view name, std::string value) {
+void setHeader(HttpHeaders& headers, std::string_view name, std::string_view value) {
     const auto named = [&](const auto& header) { return sameName(header.first, name); };
     const auto first = std::ranges::find_if(headers, named);
     if (first == headers.end()) {
-        headers.emplace_back(name, std::move(value));
+        headers.emplace_back(name, value);
         return;
     }
-    *first = {std::string(name), std::move(value)};
+    first->first = name;
+    first->second = value;
     headers.erase(std::ranges::remove_if(first + 1, headers.end(), named).begin(), headers.end());
 }
 
