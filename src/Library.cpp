@@ -50,8 +50,8 @@ void Library::replace(Platform platform, CaptureParts parts) {
 }
 
 // Shipments have a service of their own, so that they wait for nobody's chunks.
-Library::Library(std::shared_ptr<const Platform> platform, CaptureParts parts)
-    : platform_(std::move(platform)),
+Library::Library(const std::shared_ptr<const Platform>& platform, CaptureParts parts)
+    : platform_(platform),
       parts_(std::move(parts)),
       log_(std::make_shared<LogAPI>(platform_)),
       logService_(SessionsService::make(platform_, log_)) {
@@ -67,9 +67,9 @@ Library::~Library() = default;
 void Library::initVelmorConfig(const std::string& apiKey, const std::optional<std::string>& userId,
                                const std::optional<Url>& baseUrl, const std::optional<Url>& callbackUrl,
                                const std::optional<std::string>& service,
-                               std::shared_ptr<VelmorConfigDelegate> delegate) {
+                               const std::shared_ptr<VelmorConfigDelegate>& delegate) {
     sharedTracker()->reset();
-    auto made = VelmorConfig::make(SessionsService::make(platform_, log_), std::move(delegate), log_);
+    auto made = VelmorConfig::make(SessionsService::make(platform_, log_), delegate, log_);
     auto former = made;
     {
         const Lock lock(mutex_);
@@ -105,9 +105,9 @@ std::shared_ptr<SleepTracker> Library::sharedTracker() {
 }
 
 std::shared_ptr<SleepTrackingManager> Library::createSleepTrackingManager(
-    const Config& config, std::weak_ptr<VelmorSleepTrackingManagerDelegate> delegate) {
+    const Config& config, const std::weak_ptr<VelmorSleepTrackingManagerDelegate>& delegate) {
     auto tracker = SleepTracker::make(platform_, log_, parts_);
-    tracker->configure(config, std::move(delegate));
+    tracker->configure(config, delegate);
     auto manager = std::make_shared<SleepTrackingManager>(tracker);
     auto result = manager;
     {
@@ -129,8 +129,8 @@ std::shared_ptr<Reports> Library::createReports(const Config& config) {
     return slots_.reports;
 }
 
-std::shared_ptr<Recorder> Library::createRecorder(std::weak_ptr<VelmorRecordingDelegate> delegate) {
-    auto core = RecorderCore::make(platform_, log_, std::move(delegate), parts_);
+std::shared_ptr<Recorder> Library::createRecorder(const std::weak_ptr<VelmorRecordingDelegate>& delegate) {
+    auto core = RecorderCore::make(platform_, log_, delegate, parts_);
     auto recorder = std::make_shared<Recorder>(core);
     auto result = recorder;
     std::shared_ptr<RecorderCore> former = std::move(core);

@@ -26,7 +26,7 @@ class Library {
     /// `parts` go to every recording from now on.
     static void replace(Platform platform, CaptureParts parts = {});
 
-    explicit Library(std::shared_ptr<const Platform> platform, CaptureParts parts = {});
+    explicit Library(const std::shared_ptr<const Platform>& platform, CaptureParts parts = {});
     ~Library();
     Library(const Library&) = delete;
     Library& operator=(const Library&) = delete;
@@ -34,12 +34,12 @@ class Library {
     void initVelmorConfig(const std::string& apiKey, const std::optional<std::string>& userId,
                           const std::optional<Url>& baseUrl, const std::optional<Url>& callbackUrl,
                           const std::optional<std::string>& service,
-                          std::shared_ptr<VelmorConfigDelegate> delegate);
+                          const std::shared_ptr<VelmorConfigDelegate>& delegate);
     void deleteUser(const Config& config);
     std::shared_ptr<SleepTrackingManager> createSleepTrackingManager(
-        const Config& config, std::weak_ptr<VelmorSleepTrackingManagerDelegate> delegate);
+        const Config& config, const std::weak_ptr<VelmorSleepTrackingManagerDelegate>& delegate);
     std::shared_ptr<Reports> createReports(const Config& config);
-    std::shared_ptr<Recorder> createRecorder(std::weak_ptr<VelmorRecordingDelegate> delegate);
+    std::shared_ptr<Recorder> createRecorder(const std::weak_ptr<VelmorRecordingDelegate>& delegate);
 
   private:
     struct Slots {

@@ -10,8 +10,8 @@ namespace Velmor {
 void initVelmorConfig(const std::string& apiKey, const std::optional<std::string>& userId,
                       const std::optional<Url>& baseUrl, const std::optional<Url>& callbackUrl,
                       const std::optional<std::string>& service,
-                      std::shared_ptr<VelmorConfigDelegate> delegate) {
-    Library::shared()->initVelmorConfig(apiKey, userId, baseUrl, callbackUrl, service, std::move(delegate));
+                      const std::shared_ptr<VelmorConfigDelegate>& delegate) {
+    Library::shared()->initVelmorConfig(apiKey, userId, baseUrl, callbackUrl, service, delegate);
 }
 
 void deleteUser(const Config& config) {
@@ -19,16 +19,16 @@ void deleteUser(const Config& config) {
 }
 
 std::shared_ptr<SleepTrackingManager> createSleepTrackingManager(
-    const Config& config, std::weak_ptr<VelmorSleepTrackingManagerDelegate> delegate) {
-    return Library::shared()->createSleepTrackingManager(config, std::move(delegate));
+    const Config& config, const std::weak_ptr<VelmorSleepTrackingManagerDelegate>& delegate) {
+    return Library::shared()->createSleepTrackingManager(config, delegate);
 }
 
 std::shared_ptr<Reports> createReports(const Config& config) {
     return Library::shared()->createReports(config);
 }
 
-std::shared_ptr<Recorder> createRecorder(std::weak_ptr<VelmorRecordingDelegate> delegate) {
-    return Library::shared()->createRecorder(std::move(delegate));
+std::shared_ptr<Recorder> createRecorder(const std::weak_ptr<VelmorRecordingDelegate>& delegate) {
+    return Library::shared()->createRecorder(delegate);
 }
 
 void setPlatform(Platform platform) {

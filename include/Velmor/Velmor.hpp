@@ -42,7 +42,7 @@ class VELMOR_API VelmorConfigDelegate {
 VELMOR_API void initVelmorConfig(const std::string& apiKey, const std::optional<std::string>& userId,
                                  const std::optional<Url>& baseUrl, const std::optional<Url>& callbackUrl,
                                  const std::optional<std::string>& service,
-                                 std::shared_ptr<VelmorConfigDelegate> delegate);
+                                 const std::shared_ptr<VelmorConfigDelegate>& delegate);
 
 /// Deletes the user on the server; the outcome reaches the current configuration's delegate. Any thread.
 VELMOR_API void deleteUser(const Config& config);
@@ -50,7 +50,7 @@ VELMOR_API void deleteUser(const Config& config);
 /// A new manager, which replaces the former; the library keeps a reference until the next call. `delegate` is
 /// held weakly: the application keeps it alive. Any thread.
 VELMOR_API std::shared_ptr<SleepTrackingManager> createSleepTrackingManager(
-    const Config& config, std::weak_ptr<VelmorSleepTrackingManagerDelegate> delegate);
+    const Config& config, const std::weak_ptr<VelmorSleepTrackingManagerDelegate>& delegate);
 
 /// The shared reports object, with its configuration set to `config`. Any thread.
 VELMOR_API std::shared_ptr<Reports> createReports(const Config& config);
@@ -58,6 +58,6 @@ VELMOR_API std::shared_ptr<Reports> createReports(const Config& config);
 /// A new recorder, which replaces the former (whose delegate hears nothing any more); the library keeps a
 /// reference until the next call. There is one microphone: record with a manager or a recorder, not with
 /// both. `delegate` is held weakly. Any thread.
-VELMOR_API std::shared_ptr<Recorder> createRecorder(std::weak_ptr<VelmorRecordingDelegate> delegate);
+VELMOR_API std::shared_ptr<Recorder> createRecorder(const std::weak_ptr<VelmorRecordingDelegate>& delegate);
 
 }  // namespace Velmor
