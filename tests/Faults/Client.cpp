@@ -99,14 +99,14 @@ void Client::ship(const Row& row, const std::string& url) {
     EXPECT_EQ(server.connections() - before, ours ? 1U : 0U);
 }
 
-// Whoever gives up on a silent peer need not wait for it, not for a tenth of what the peer is granted. How fast it is
-// on a quiet machine the sweep of rounds tells.
+// Whoever gives up on a silent peer need not wait for it, not for a tenth of what the peer is granted. How
+// fast it is on a quiet machine the sweep of rounds tells.
 void Client::leave(const Row& row, const std::string& url) {
     if (url == server.url()) server.enqueue({row.steps, row.reads});
     const HttpRequest request{"GET", *Url::parse(url), {}, {}};
     auto transport = makeHttpTransport(options);
     auto exchange = transport->send(request, [](const HttpResult&) { FAIL(); });
-    // By then it waits for the peer, but where reading the system's roots takes longer: that is ended as well.
+    // By then it waits for the peer, or still reads the system's roots: either is ended.
     std::this_thread::sleep_for(200ms);
     const auto began = Clock::now();
     exchange.reset();
