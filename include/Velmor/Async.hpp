@@ -36,7 +36,7 @@ class AsyncGate {
     /// No outcome will come.
     virtual void giveUp() = 0;
 
-    /// Whoever comes first calls `open` when the outcome stands; the others have come too late.
+    /// Locked for whoever comes first, who calls `open` once the outcome stands; not locked for later ones.
     std::unique_lock<std::mutex> lockUnlessOpen() {
         std::unique_lock lock(mutex_);
         if (open_) lock.unlock();
