@@ -50,7 +50,8 @@ void setHeader(HttpHeaders& headers, std::string_view name, std::string_view val
     }
     first->first = name;
     first->second = value;
-    headers.erase(std::ranges::remove_if(first + 1, headers.end(), named).begin(), headers.end());
+    for (auto later = first + 1; later != headers.end();)
+        later = named(*later) ? headers.erase(later) : later + 1;
 }
 
 HttpRequest jsonRequest(std::string_view method, const Endpoint& endpoint, const Config& config,

@@ -108,7 +108,7 @@ struct AudioOptions {
 /// there is no sound server, or no library to speak to it, the session says so when it is activated, and
 /// where there is no such input the engine does when it is started (`audioUnavailable`). Permission is
 /// undetermined until it was asked for. Any thread; no operation may be called from inside a tap.
-VELMOR_API std::shared_ptr<AudioSystem> makeAudioSystem(std::shared_ptr<Clock> clock,
+VELMOR_API std::shared_ptr<AudioSystem> makeAudioSystem(const std::shared_ptr<Clock>& clock,
                                                         AudioOptions options = {});
 
 }  // namespace Velmor

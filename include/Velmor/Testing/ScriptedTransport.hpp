@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <Velmor/Platform/Executor.hpp>
@@ -31,7 +32,7 @@ class ScriptedTransport : public HttpTransport {
     /// One answer for one request, first in, first out; `delay` instead of the usual one.
     void enqueue(HttpResult result, std::optional<std::chrono::nanoseconds> delay = {});
     void enqueueStatus(int status, std::string body = {});
-    void enqueueFailure(PlatformError::Kind kind, std::string message = "scripted failure");
+    void enqueueFailure(PlatformError::Kind kind, std::string_view message = "scripted failure");
     void enqueueSilence();
     void setHandler(Handler handler);
     /// Time between request and answer, zero at first. For requests that are sent from now on.

@@ -149,7 +149,7 @@ const dirent* next(DIR& stream, const std::string& directory) {
 class PosixFiles : public FileSystem {
   public:
     explicit PosixFiles(FileOptions options)
-        : temporary_(options.temporaryRoot.empty() ? systemTemporary() : std::move(options.temporaryRoot)),
+        : temporary_(options.temporaryRoot.empty() ? systemTemporary() : options.temporaryRoot),
           documents_(options.documentsDirectory.empty() ? systemDocuments()
                                                         : withSlash(std::move(options.documentsDirectory))) {}
 

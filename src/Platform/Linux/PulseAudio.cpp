@@ -51,7 +51,7 @@ std::shared_ptr<AudioSystem> makePulseAudioSystem(const std::shared_ptr<const Cl
     return std::make_shared<PulseAudio>(clock, std::move(options), library);
 }
 
-std::shared_ptr<AudioSystem> makeAudioSystem(std::shared_ptr<Clock> clock, AudioOptions options) {
+std::shared_ptr<AudioSystem> makeAudioSystem(const std::shared_ptr<Clock>& clock, AudioOptions options) {
     return makePulseAudioSystem(clock, std::move(options), PulseApi::kLibrary);
 }
 

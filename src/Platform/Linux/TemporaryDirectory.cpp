@@ -76,7 +76,7 @@ Descriptor openBase(const std::string& path) {
 
 }  // namespace
 
-TemporaryDirectory::TemporaryDirectory(std::string root)
+TemporaryDirectory::TemporaryDirectory(const std::string& root)
     : base_(joined({root, "/velmor-", std::to_string(geteuid())})) {}
 
 TemporaryDirectory::~TemporaryDirectory() {

@@ -12,7 +12,7 @@ namespace Velmor {
 /// Any thread. Removes its directory with the files in it when it goes away.
 class TemporaryDirectory {
   public:
-    explicit TemporaryDirectory(std::string root);
+    explicit TemporaryDirectory(const std::string& root);
     TemporaryDirectory(const TemporaryDirectory&) = delete;
     TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
     ~TemporaryDirectory();

@@ -122,8 +122,8 @@ void ScriptedTransport::enqueueStatus(int status, std::string body) {
     enqueue(HttpResponse{status, {}, std::move(body)});
 }
 
-void ScriptedTransport::enqueueFailure(PlatformError::Kind kind, std::string message) {
-    enqueue(PlatformError(kind, std::move(message)));
+void ScriptedTransport::enqueueFailure(PlatformError::Kind kind, std::string_view message) {
+    enqueue(PlatformError(kind, message));
 }
 
 void ScriptedTransport::enqueueSilence() {

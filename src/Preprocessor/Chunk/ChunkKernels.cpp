@@ -2,12 +2,11 @@
 
 #include "Preprocessor/Chunk/KernelTargets.hpp"
 
-#if defined(VELMOR_X86_KERNELS) && __has_include(<sys/platform/x86.h>)
-#include <sys/platform/x86.h>  // the loader has asked the processor already: 4 KB less than what the compiler brings
+#if defined(VELMOR_X86_KERNELS) && __has_include(<sys/platform/x86.h>) && !defined(__clang__)
+#include <sys/platform/x86.h>  // the loader has asked the processor already: 4 KB less than g++ brings; clang refuses it
 #endif
 
 namespace velmor {
-
 namespace {
 
 #if defined(VELMOR_X86_KERNELS)
