@@ -37,17 +37,19 @@ class Queue {
     }
 
     void postAfter(std::chrono::nanoseconds delay, Executor::Task task) {
+        Tasks one;  // made, and in case destroyed, outside the lock
+        one.push_back(std::move(task));
         {
             const Lock lock(mutex_);
             if (stopped_) return;
-            timers_.emplace(clock_->bootNow() + delay, std::move(task));
+            timers_.emplace(clock_->bootNow() + delay, std::move(one));
         }
         wake_.notifyOne();
     }
 
     void stop() {
-        std::list<Executor::Task> ready;  // destroyed outside the lock: a task may own anything
-        std::multimap<BootTime, Executor::Task> timers;
+        Tasks ready;  // destroyed outside the lock: a task may own anything
+        std::multimap<BootTime, Tasks> timers;
         {
             const Lock lock(mutex_);
             stopped_ = true;
@@ -65,6 +67,8 @@ class Queue {
     }
 
   private:
+    using Tasks = std::list<Executor::Task>;
+
     Executor::Task next() {
         Lock lock(mutex_);
         while (!stopped_) {
@@ -86,10 +90,11 @@ class Queue {
         return {};
     }
 
+    // Without memory of its own: nobody would hear that there is none.
     void takeDueTimers() VELMOR_REQUIRES(mutex_) {
         const auto now = timers_.empty() ? BootTime{} : clock_->bootNow();
         while (!timers_.empty() && timers_.begin()->first <= now) {
-            ready_.push_back(std::move(timers_.begin()->second));
+            ready_.splice(ready_.end(), timers_.begin()->second);
             timers_.erase(timers_.begin());
         }
     }
@@ -97,8 +102,8 @@ class Queue {
     const std::shared_ptr<Clock> clock_;
     Mutex mutex_;
     Condition wake_;
-    std::list<Executor::Task> ready_ VELMOR_GUARDED_BY(mutex_);
-    std::multimap<BootTime, Executor::Task> timers_ VELMOR_GUARDED_BY(mutex_);
+    Tasks ready_ VELMOR_GUARDED_BY(mutex_);
+    std::multimap<BootTime, Tasks> timers_ VELMOR_GUARDED_BY(mutex_);  // one each
     bool stopped_ VELMOR_GUARDED_BY(mutex_) = false;
 };
 
