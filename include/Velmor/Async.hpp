@@ -28,14 +28,6 @@ class AsyncGate {
   public:
     using Task = std::function<void()>;
 
-    AsyncGate() = default;
-    AsyncGate(const AsyncGate&) = delete;
-    AsyncGate& operator=(const AsyncGate&) = delete;
-    virtual ~AsyncGate() = default;
-
-    /// No outcome will come.
-    virtual void giveUp() = 0;
-
     /// Locked for whoever comes first, who calls `open` once the outcome stands; not locked for later ones.
     std::unique_lock<std::mutex> lockUnlessOpen() {
         std::unique_lock lock(mutex_);
@@ -101,14 +93,13 @@ class AsyncState : public AsyncGate {
         open(std::move(lock));
     }
 
-    void giveUp() override;
-
     const Outcome& wait() {
         waitUntilOpen();
         return *outcome_;
     }
 
     void whenReady(std::function<void(const Outcome&)> tell) {
+        if (isOpen()) return tell(*outcome_);
         whenOpen([this, tell = std::move(tell)] { tell(*outcome_); });
     }
 
@@ -123,26 +114,26 @@ inline const VelmorError& givenUp() {
     return *error;
 }
 
-template <class Value>
-void AsyncState<Value>::giveUp() {
-    set(givenUp());
-}
-
 /// Whoever waits must hear something, also when the query's owner went away before its answer came.
 class AsyncGuard {
   public:
-    explicit AsyncGuard(std::shared_ptr<AsyncGate> gate) : gate_(std::move(gate)) { givenUp(); }
+    using GiveUp = void (*)(void* state);
+
+    AsyncGuard(std::shared_ptr<void> state, GiveUp giveUp) : state_(std::move(state)), giveUp_(giveUp) {
+        givenUp();
+    }
     AsyncGuard(const AsyncGuard&) = delete;
     AsyncGuard& operator=(const AsyncGuard&) = delete;
     ~AsyncGuard() {
         try {
-            gate_->giveUp();
+            giveUp_(state_.get());
         } catch (...) {  // thrown by one who was told; a destructor has nobody to pass it on to
         }
     }
 
   private:
-    const std::shared_ptr<AsyncGate> gate_;
+    const std::shared_ptr<void> state_;
+    const GiveUp giveUp_;
 };
 
 }  // namespace detail
@@ -193,8 +184,12 @@ class AsyncPromise {
     void set(Outcome outcome) const { state_->set(std::move(outcome)); }
 
   private:
-    std::shared_ptr<detail::AsyncState<Value>> state_ = std::make_shared<detail::AsyncState<Value>>();
-    std::shared_ptr<detail::AsyncGuard> guard_ = std::make_shared<detail::AsyncGuard>(state_);
+    using State = detail::AsyncState<Value>;
+
+    static void giveUp(void* state) { static_cast<State*>(state)->set(detail::givenUp()); }
+
+    std::shared_ptr<State> state_ = std::make_shared<State>();
+    std::shared_ptr<detail::AsyncGuard> guard_ = std::make_shared<detail::AsyncGuard>(state_, giveUp);
 };
 
 }  // namespace Velmor

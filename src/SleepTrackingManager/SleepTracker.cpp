@@ -230,10 +230,8 @@ void SleepTracker::handle(const Answer& answer) {
 
 void SleepTracker::created(const std::string& sessionId) {
     creating_ = closing_ = false;
-    unlessItFails([&] {
-        log_->debugPrint({"Session created: sessionId = ", sessionId});
-        write({"[RESP] sessionId ", sessionId});
-    });
+    log_->debugPrint({"Session created: sessionId = ", sessionId});
+    write({"[RESP] sessionId ", sessionId});
     bitmap_.finish();  // what was confirmed after the stop belongs to the session before
     setState({State::open{sessionId}});
     tell([](auto& delegate) { delegate.didCreate(); });
@@ -255,10 +253,8 @@ void SleepTracker::uploaded(const std::string& sessionId, std::int64_t sequence)
 
 void SleepTracker::closed(const std::string& sessionId) {
     closing_ = false;
-    unlessItFails([&] {
-        log_->debugPrint({"Session closed: sessionId = ", sessionId});
-        write({"[RESP] closed ", sessionId});
-    });
+    log_->debugPrint({"Session closed: sessionId = ", sessionId});
+    write({"[RESP] closed ", sessionId});
     bitmap_.finish();  // uploads confirmed since the stop, so that the shipped log has them
     setState({State::close{sessionId}});
 }

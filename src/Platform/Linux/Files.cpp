@@ -201,7 +201,7 @@ class PosixFiles : public FileSystem {
         if (swept_.exchange(true)) return documents_;
         try {
             sweepUnfinished();
-        } catch (const PlatformError&) {  // the next process will try again
+        } catch (...) {  // the next process will try again
         }
         return documents_;
     }
