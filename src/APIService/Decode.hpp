@@ -132,7 +132,7 @@ using RecordDecoder = std::shared_ptr<const void> (*)(const Json& json, const Js
 
 template <Record T>
 std::shared_ptr<const void> decodeRecord(const Json& json, const JsonPath& path) {
-    if constexpr (fieldCount<T>() == 0) {  // one is like the other
+    if constexpr (fieldCount<T>() == 0) {  // without fields one is like the other, so that all share it
         static const T kRecord{};
         return {std::shared_ptr<void>(), &kRecord};
     } else {

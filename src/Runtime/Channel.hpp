@@ -13,7 +13,8 @@
 
 namespace Velmor {
 
-/// Ends its observation when it goes away. Does not keep the channel alive.
+/// Ends its observation when it goes away, with what the observer captured, if the channel has gone before.
+/// Does not keep the channel alive.
 class Subscription {
   public:
     Subscription() = default;
@@ -47,7 +48,7 @@ class Bag {
     std::vector<Subscription> subscriptions_;
 };
 
-/// The observers of a channel, whatever its type: each is told by a function that knows what it points to.
+/// The observers of a channel, whatever its type: each is a function that knows what type the value has.
 class Observers {
   public:
     using Tell = std::function<void(const void* value)>;

@@ -8,7 +8,7 @@
 
 namespace Velmor {
 
-/// A text as it is written where it is needed; it lives to the end of that expression, as its pieces do.
+/// The pieces of one text, for parameters only: it views what lives to the end of the caller's expression.
 using Pieces = std::initializer_list<std::string_view>;
 
 /// In one allocation, where `+` would take one for each piece.

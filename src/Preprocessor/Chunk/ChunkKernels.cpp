@@ -10,7 +10,7 @@ namespace velmor {
 namespace {
 
 #if defined(VELMOR_X86_KERNELS)
-/// That the system saves the registers counts, too.
+/// True only where the system saves the wide registers, too.
 bool hasAvx2() {
 #if defined(CPU_FEATURE_ACTIVE)
     return CPU_FEATURE_ACTIVE(AVX2);
