@@ -254,7 +254,8 @@ bool CurlTransfer::takeHeaderLine(std::string_view line) {
     } else if ((line.front() == ' ' || line.front() == '\t') && !headers.empty()) {
         headers.back().second.append(" ").append(trimmed(line));  // a folded line goes on with the last
     } else if (colon != std::string_view::npos) {
-        headers.emplace_back(trimmed(line.substr(0, colon)), trimmed(line.substr(colon + 1)));
+        // A blank before the colon is kept, as libcurl does not take it for the header without.
+        headers.emplace_back(line.substr(0, colon), trimmed(line.substr(colon + 1)));
     }
     return true;
 }
