@@ -14,11 +14,6 @@ namespace {
 // observation of the next.
 std::atomic<std::uint64_t> latestObservation{0};
 
-template <class Step>
-void unlessItFails(Step step) noexcept {
-    contain(step);
-}
-
 std::string_view orElse(std::string_view details, std::string_view text) {
     return details.empty() ? text : details;
 }
@@ -45,7 +40,7 @@ void RecordingService::Capture::observe() {
         const auto executor = loop.lock();
         if (!executor) return;
         // Where there is no memory for a task, the frames that stay away or come back tell the same.
-        unlessItFails([&] {
+        contain([&] {
             executor->post([weak, notification, at = clock->bootNow()] {
                 if (const auto self = weak.lock()) self->capture_->notified(notification, at);
             });
@@ -58,7 +53,7 @@ void RecordingService::Capture::endObserving() {
     if (mine == 0) return;
     // Later, because the last reference to a recording may drop on any thread, and sessions are the loop's.
     // An observer that stays finds nobody.
-    unlessItFails([&] {
+    contain([&] {
         platform_->mainLoop->post([weak = std::weak_ptr(platform_->audio), mine] {
             const auto audio = weak.lock();
             if (audio && latestObservation == mine) audio->session().observe({});

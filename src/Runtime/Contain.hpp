@@ -1,4 +1,4 @@
-// Runs code that is not ours (a delegate, a callback) so that its exceptions end here.
+// Runs code so that its exceptions end here: what is not ours (a delegate, a callback), and what may fail.
 #pragma once
 
 #include <string>
@@ -11,7 +11,7 @@ namespace detail {
 void tellReason(void (*report)(void* reporter, const std::string& reason), void* reporter) noexcept;
 }  // namespace detail
 
-/// Calls `code` and ignores its exception.
+/// Calls `code` and ignores its exception: something that matters more comes behind it.
 template <class Code>
 void contain(Code&& code) noexcept {
     try {

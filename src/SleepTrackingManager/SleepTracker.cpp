@@ -14,12 +14,6 @@ constexpr std::chrono::minutes kShortestValidNight{30};
 constexpr std::size_t kErrorTextLength = 200;  // characters of an error that a log line shows
 constexpr const char* kTag = "tracking";
 
-/// For what may fail for want of memory where something that matters more comes behind it.
-template <class Step>
-void unlessItFails(Step step) noexcept {
-    contain(step);
-}
-
 }  // namespace
 
 std::shared_ptr<SleepTracker> SleepTracker::make(const std::shared_ptr<const Platform>& platform,
@@ -243,7 +237,7 @@ void SleepTracker::created(const std::string& sessionId) {
 }
 
 void SleepTracker::uploaded(const std::string& sessionId, std::int64_t sequence) {
-    unlessItFails([&] {
+    contain([&] {
         log_->debugPrint(
             {"Session uploaded: sessionId = ", sessionId, ", sequence = ", std::to_string(sequence)});
         bitmap_.mark(sequence);
@@ -260,7 +254,7 @@ void SleepTracker::closed(const std::string& sessionId) {
 }
 
 void SleepTracker::failed(const VelmorError& error) {
-    unlessItFails([&] {
+    contain([&] {
         log_->debugPrintError(error);
         write(firstCharacters(error.description(), kErrorTextLength), LogAPI::Level::E);
     });
@@ -275,7 +269,7 @@ void SleepTracker::failed(const VelmorError& error) {
     // The state first: what the recording hands over while it stops must not go to a session that takes
     // nothing more.
     if (startFailed || stopFailed || sessionGone) setState({State::none{}});
-    if (startFailed || sessionGone) unlessItFails([this] { stopRecording(); });
+    if (startFailed || sessionGone) contain([this] { stopRecording(); });
     tell([&](auto& delegate) { delegate.didFail(error); });
 }
 
