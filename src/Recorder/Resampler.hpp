@@ -1,5 +1,5 @@
 // 48 kHz to 16 kHz for one recording. The filter remembers the end of each block, so that no border is heard,
-// and delays the signal by 3 ms: frame k is centred on input frame 3 k - 144, in every recording.
+// and delays the signal by 2.25 ms: frame k is centred on input frame 3 k - 108, in every recording.
 #pragma once
 
 #include "Preprocessor/Decimator.hpp"

@@ -67,15 +67,14 @@ struct Scan {
     float peak;                  // largest magnitude; not a number if any sample is not
 };
 
-inline constexpr std::size_t kDecimatorDelay = 48;                       // in outputs
+inline constexpr std::size_t kDecimatorDelay = 36;                       // in outputs
 inline constexpr std::size_t kDecimatorReach = 3 * kDecimatorDelay + 2;  // in inputs, on either side
 inline constexpr std::size_t kDecimatorPast = 2 * kDecimatorDelay + 1;   // of each phase
 inline constexpr std::size_t kDecimatorBlock = 1024;                     // outputs at a time
 
-/// Inputs of a decimator, every third in one row: kDecimatorPast of earlier blocks, then those of a block,
-/// then room for whole vectors.
+/// Inputs of a decimator, every third in one row: kDecimatorPast of earlier blocks, then those of a block.
 struct DecimatorPhases {
-    float values[3][kDecimatorPast + kDecimatorBlock + kMaxGroup];
+    float values[3][kDecimatorPast + kDecimatorBlock];
 };
 
 struct ChunkKernels {
@@ -101,7 +100,7 @@ struct ChunkKernels {
     void (*mel)(const ChunkTables&, KernelSpace&, const float* segment, std::size_t count, float* out);
     /// Filters and takes every third of 3 x count inputs, count at most kDecimatorBlock, to `out`; see
     /// Decimator. Returns whether all results are finite. The caller then moves the phases on by `count`.
-    bool (*decimate)(const float* taps, DecimatorPhases&, const float* in, std::size_t count, float* out);
+    bool (*decimate)(DecimatorPhases&, const float* in, std::size_t count, float* out);
 };
 
 /// The widest that this processor has.

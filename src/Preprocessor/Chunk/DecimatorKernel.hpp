@@ -5,13 +5,43 @@
 // before.
 
 #include "Preprocessor/Chunk/ChunkKernels.hpp"
+#include "Preprocessor/Chunk/DecimatorTaps.hpp"
 #include "Preprocessor/Chunk/Lanes.hpp"
 
 namespace velmor {
 namespace {
 
-constexpr std::size_t kOutputVectors = 4;
+constexpr std::size_t kOutputVectors = 8;
 constexpr std::size_t kOutputsAtOnce = kOutputVectors * kLanes;
+static_assert(kDecimatorBlock % kOutputsAtOnce == 0, "or vectors would reach beyond the rows");
+
+/// Every third of 3 x lanes inputs, from `Phase` on. As 3 and the number of lanes have no common factor, the
+/// wanted inputs of the three vectors stand in different lanes: one exchange of lanes puts them in order.
+template <std::size_t Phase, std::size_t... L>
+VELMOR_INLINE F everyThird(F first, F second, F third, std::index_sequence<L...>) {
+    const F two = __builtin_shufflevector(first, second, (L % 3 == Phase ? L : kLanes + L)...);
+    const F all = __builtin_shufflevector(two, third, ((2 * kLanes + L) % 3 == Phase ? kLanes + L : L)...);
+    return __builtin_shufflevector(all, all, (3 * L + Phase) % kLanes...);
+}
+
+/// a, b and c get inputs 3 i, 3 i + 1 and 3 i + 2, i < count.
+VELMOR_INLINE void sortByPhase(const float* in, std::size_t count, float* a, float* b, float* c) {
+    constexpr std::make_index_sequence<kLanes> lanes;
+    std::size_t i = 0;
+    for (; i + kLanes <= count; i += kLanes) {
+        const F first = load<F>(in + 3 * i);
+        const F second = load<F>(in + 3 * i + kLanes);
+        const F third = load<F>(in + 3 * i + 2 * kLanes);
+        store(a + i, everyThird<0>(first, second, third, lanes));
+        store(b + i, everyThird<1>(first, second, third, lanes));
+        store(c + i, everyThird<2>(first, second, third, lanes));
+    }
+    for (; i < count; ++i) {
+        a[i] = in[3 * i];
+        b[i] = in[3 * i + 1];
+        c[i] = in[3 * i + 2];
+    }
+}
 
 /// sums += tap x (the inputs from `later` on + those from `earlier` on), the two being as far from the
 /// centre.
@@ -21,29 +51,21 @@ VELMOR_INLINE void addPair(F (&sums)[kOutputVectors], float tap, const float* la
         sums[v] += (load<F>(later + v * kLanes) + load<F>(earlier + v * kLanes)) * tap;
 }
 
-/// Outputs whose centres are from a, b and c on: inputs 3 i, 3 i + 1 and 3 i + 2. The small taps come first.
-VELMOR_INLINE void filter(const float* taps, const float* a, const float* b, const float* c,
-                          F (&sums)[kOutputVectors]) {
-    for (std::size_t i = kDecimatorDelay; i > 0; --i) {
-        addPair(sums, taps[3 * i + 2], c + i, b - i - 1);
-        addPair(sums, taps[3 * i + 1], b + i, c - i - 1);
-        addPair(sums, taps[3 * i], a + i, a - i);
+/// Outputs whose centres are from a, b and c on: inputs 3 i, 3 i + 1 and 3 i + 2. The small taps come first,
+/// so that little is lost by rounding; the last pair is the centre twice.
+VELMOR_INLINE void filter(const float* a, const float* b, const float* c, F (&sums)[kOutputVectors]) {
+    for (std::size_t i = kDecimatorDelay + 1; i-- > 0;) {
+        addPair(sums, kDecimatorTaps[3 * i + 2], c + i, b - i - 1);
+        addPair(sums, kDecimatorTaps[3 * i + 1], b + i, c - i - 1);
+        addPair(sums, kDecimatorTaps[3 * i], a + i, a - i);
     }
-    addPair(sums, taps[2], c, b - 1);
-    addPair(sums, taps[1], b, c - 1);
-    VELMOR_UNROLL
-    for (std::size_t v = 0; v < kOutputVectors; ++v) sums[v] += load<F>(a + v * kLanes) * taps[0];
 }
 
-bool decimate(const float* taps, DecimatorPhases& phases, const float* in, std::size_t count, float* out) {
+bool decimate(DecimatorPhases& phases, const float* in, std::size_t count, float* out) {
     float* a = phases.values[0] + kDecimatorPast;
     float* b = phases.values[1] + kDecimatorPast;
     float* c = phases.values[2] + kDecimatorPast;
-    for (std::size_t i = 0; i < count; ++i) {
-        a[i] = in[3 * i];
-        b[i] = in[3 * i + 1];
-        c[i] = in[3 * i + 2];
-    }
+    sortByPhase(in, count, a, b, c);
     a -= kDecimatorDelay;
     b -= kDecimatorDelay;
     c -= kDecimatorDelay;
@@ -51,20 +73,13 @@ bool decimate(const float* taps, DecimatorPhases& phases, const float* in, std::
     I worst{};  // magnitudes order as integers do, those that are not finite above all others
     for (std::size_t k = 0; k < count; k += kOutputsAtOnce) {
         F sums[kOutputVectors] = {};
-        filter(taps, a + k, b + k, c + k, sums);
-        const std::size_t rest = count - k;
-        for (std::size_t v = 0; v < kOutputVectors && v * kLanes < rest; ++v) {
-            I magnitude;
-            if (rest - v * kLanes < kLanes) {  // the last lanes are of inputs that have not come yet
-                float ready[kLanes] = {};
-                for (std::size_t lane = 0; lane < rest - v * kLanes; ++lane) ready[lane] = sums[v][lane];
-                sums[v] = load<F>(ready);
-                __builtin_memcpy(out + k + v * kLanes, ready, (rest - v * kLanes) * sizeof(float));
-            } else {
-                store(out + k + v * kLanes, sums[v]);
-            }
-            __builtin_memcpy(&magnitude, &sums[v], sizeof magnitude);
-            magnitude &= magnitudeBits;
+        filter(a + k, b + k, c + k, sums);
+        const std::size_t wanted = count - k < kOutputsAtOnce ? count - k : kOutputsAtOnce;
+        const std::size_t bytes = wanted * sizeof(float);  // the lanes behind are of inputs yet to come
+        __builtin_memset(reinterpret_cast<char*>(sums) + bytes, 0, sizeof sums - bytes);
+        __builtin_memcpy(out + k, sums, bytes);
+        for (const F& sum : sums) {
+            const I magnitude = load<I>(&sum) & magnitudeBits;
             worst = magnitude > worst ? magnitude : worst;
         }
     }
