@@ -83,7 +83,7 @@ TEST(ThreadExecutor, EndingItDropsWhatHasNotStartedAndWaitsForWhatHas) {
 
 TEST(ThreadExecutor, TwoMayEndEachOther) {
     struct Shared {  // the threads outlive this test
-        std::barrier<> both{2};
+        std::barrier<> posted{3};
         std::array<std::promise<void>, 2> done;
     };
     const auto shared = std::make_shared<Shared>();
@@ -92,10 +92,11 @@ TEST(ThreadExecutor, TwoMayEndEachOther) {
     const std::array raw{executors[0].get(), executors[1].get()};
     for (std::size_t i : {0U, 1U})
         raw.at(i)->post([held = std::move(executors.at(1 - i)), shared, i]() mutable {
-            shared->both.arrive_and_wait();
+            shared->posted.arrive_and_wait();
             held.reset();
             shared->done.at(i).set_value();
         });
+    shared->posted.arrive_and_wait();  // whoever posts needs the executor to the end of the call
     for (auto& done : shared->done) {
         auto ended = done.get_future();
         EXPECT_TRUE(arrives(ended));
