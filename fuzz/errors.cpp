@@ -2,7 +2,7 @@
 #include "APIService/APIService.hpp"
 #include "Input.hpp"
 #include "SessionService/SessionCalls.hpp"
-#include "World.hpp"
+#include "tests/World.hpp"
 
 namespace Velmor::Fuzz {
 
@@ -52,10 +52,10 @@ void run(Input input) {
     const World world;
     world.http->enqueueStatus(static_cast<int>(status), body);
     const auto api = std::make_shared<APIService>(world.http);
-    api->request({"GET", *Url::parse("http://localhost/"), {}, {}}, world.loop,
+    api->request({"GET", *Url::parse("http://localhost/"), {}, {}}, world.executor,
                  decodeRecord<Model::UploadData>,
                  [&](const APIOutcome& outcome) { requireOutcome(status, body, outcome); });
-    world.loop->runUntilIdle();
+    world.executor->runUntilIdle();
     require(world.http->inFlight() == 0, "not told");
 }
 

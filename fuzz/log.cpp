@@ -4,7 +4,7 @@
 #include "Log/LogAPI.hpp"
 #include "Runtime/Text.hpp"
 #include "SessionService/SessionsService.hpp"
-#include "World.hpp"
+#include "tests/World.hpp"
 
 #include <set>
 
@@ -53,7 +53,7 @@ class Scene {
     void ship(const std::string& key, const std::string& user) {
         const auto before = world_.http->requestCount();
         log_->uploadLog(Config(key, user, Url::parse("https://api.test")), "session");
-        world_.loop->runUntilIdle();
+        world_.executor->runUntilIdle();
         const auto sent = world_.http->requests();
         const bool sendable = !live_.empty() && isUtf8(key) && isUtf8(user);
         if (!faults_) require(sent.size() - before == (sendable ? 1U : 0U), "not one request for one text");

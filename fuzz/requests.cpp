@@ -4,7 +4,7 @@
 #include "Peer.hpp"
 #include "Reports/ReportQueries.hpp"
 #include "SessionService/SessionCalls.hpp"
-#include "World.hpp"
+#include "tests/World.hpp"
 
 #include <algorithm>
 

@@ -1,7 +1,7 @@
 // The reader of chunk files hands out what a file promises and holds.
 #include "Input.hpp"
 #include "Recorder/FileChunkStore.hpp"
-#include "World.hpp"
+#include "tests/World.hpp"
 
 #include <cstring>
 

@@ -1,8 +1,10 @@
-// A directory of a test's own, which goes with its owner.
+// A directory of a test's own, which goes with its owner, and what is in its files.
 #pragma once
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 
@@ -24,5 +26,12 @@ class TemporaryDirectory {
 
     std::filesystem::path path;
 };
+
+/// As much as can be read.
+inline std::string contentOf(const std::filesystem::path& path) {
+    std::ostringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
+}
 
 }  // namespace VelmorTests

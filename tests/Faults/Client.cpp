@@ -34,11 +34,7 @@ class Client::Hasty : public HttpTransport {
 };
 
 Client::Client(const HttpOptions& given) : options(given) {
-    platform->clock = loop->clock();
-    platform->mainLoop = platform->tasks = platform->background = loop;
     platform->http = std::make_shared<Hasty>(options);
-    platform->files = files;
-    platform->device = std::make_shared<Testing::FixedDevice>();
     log = std::make_shared<LogAPI>(platform);
     service = SessionsService::make(platform, log);
     bag.add(service->stateSender.subscribe([this](const State& state) {
@@ -52,8 +48,8 @@ Client::Client(const HttpOptions& given) : options(given) {
 
 template <class Done>
 void Client::runUntil(Done done) {
-    for (const auto end = Clock::now() + 40s; !done() && Clock::now() < end; loop->runUntilIdle())
-        loop->waitForWork(5ms);
+    for (const auto end = Clock::now() + 40s; !done() && Clock::now() < end; executor->runUntilIdle())
+        executor->waitForWork(5ms);
 }
 
 void Client::check(const Row& row, const std::string& url) {
@@ -83,7 +79,9 @@ void Client::checkTime(const Row& row, Clock::duration took) const {
     const bool late = then.starts_with("timedOut");
     const auto limit = !late ? 0ms : (then.ends_with("total") ? 30'000ms : 15'000ms) / kHaste;
     EXPECT_GE(took, limit - 5ms);
-    EXPECT_LT(took, limit + (row.upload > 5 ? 1s : 500ms));  // silence begins when the sockets are full
+    // Which limit it was the state tells. A busy machine takes its time, and silence begins when the sockets
+    // are full.
+    EXPECT_LT(took, limit + (row.upload > 5 ? 3s : 1s));
 }
 
 void Client::ship(const Row& row, const std::string& url) {

@@ -1,6 +1,7 @@
 // The sessions service and the log on the system's own transport, and a peer that misbehaves.
 #pragma once
 
+#include "../World.hpp"
 #include "Log/LogAPI.hpp"
 #include "SessionService/SessionsService.hpp"
 #include "Table.hpp"
@@ -11,8 +12,6 @@
 #include <memory>
 #include <string>
 #include <vector>
-
-#include <Velmor/Testing.hpp>
 
 namespace Velmor::Faults {
 
@@ -33,7 +32,7 @@ struct Row {
     bool reads = true;       ///< false: the steps begin at once, with nothing read
 };
 
-class Client {
+class Client : World {
   public:
     explicit Client(const HttpOptions& given = {});
 
@@ -56,10 +55,6 @@ class Client {
 
     const HttpOptions options;
 
-    std::shared_ptr<Testing::ManualExecutor> loop =
-        std::make_shared<Testing::ManualExecutor>(std::make_shared<Testing::VirtualClock>());
-    std::shared_ptr<Testing::MemoryFiles> files = std::make_shared<Testing::MemoryFiles>();
-    std::shared_ptr<Platform> platform = std::make_shared<Platform>();
     std::shared_ptr<LogAPI> log;
     std::shared_ptr<SessionsService> service;
     std::vector<std::string> states;

@@ -1,10 +1,9 @@
 // The kinds of fault, as docs/reliability.md lists them.
+#include "../TemporaryDirectory.hpp"
 #include "Table.hpp"
 
-#include <fstream>
 #include <gtest/gtest.h>
 #include <set>
-#include <sstream>
 
 namespace Velmor::Faults {
 namespace {
@@ -36,10 +35,9 @@ TEST(FaultList, IsTheDocumentedOne) {
         list += listed(table, names);
         rows += names.size();
     }
-    std::ostringstream page;
-    page << std::ifstream(VELMOR_SOURCE_DIR "/docs/reliability.md").rdbuf();
+    const auto page = VelmorTests::contentOf(VELMOR_SOURCE_DIR "/docs/reliability.md");
     list += "\n" + std::to_string(rows) + " rows in all.\n";
-    EXPECT_TRUE(page.str().find(list) != std::string::npos) << "the page is to say:\n" << list;
+    EXPECT_TRUE(page.find(list) != std::string::npos) << "the page is to say:\n" << list;
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 // Whom the library speaks to over TLS, and when it believes that it has heard everything.
+#include "../TemporaryDirectory.hpp"
 #include "Client.hpp"
 #include "Here.hpp"
 
@@ -33,9 +34,6 @@ struct Leaf {
 class Authority {
   public:
     Authority() {
-        std::string pattern = "/tmp/velmor-tls-XXXXXX";
-        if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no directory for certificates");
-        folder = pattern;
         std::ofstream(folder / "ca.cnf")
             << "[ca]\ndefault_ca=d\n[d]\ndatabase=index\nnew_certs_dir=.\npolicy=p\n"
                "unique_subject=no\nrand_serial=yes\nemail_in_dn=no\n[p]\ncommonName=supplied\n";
@@ -45,10 +43,6 @@ class Authority {
         issue("middle", {"basicConstraints=critical,CA:TRUE"});
         issue("user", {"basicConstraints=critical,CA:FALSE"});
     }
-    Authority(const Authority&) = delete;
-    Authority& operator=(const Authority&) = delete;
-    ~Authority() { fs::remove_all(folder); }
-
     /// Path of a file with key and certificate.
     std::string issue(const std::string& name, const Leaf& leaf) const {
         std::ofstream(folder / "extensions") << leaf.extensions << '\n';
@@ -67,7 +61,8 @@ class Authority {
             throw std::runtime_error("failed: " + command);
     }
 
-    fs::path folder;
+    const VelmorTests::TemporaryDirectory place;
+    const fs::path folder = place.path;
 };
 
 class TlsPeer {

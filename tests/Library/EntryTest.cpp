@@ -14,7 +14,7 @@ class EntryTest : public NightTest {
   protected:
     ~EntryTest() override { DeveloperMode::setOn(false); }
     void init(const std::optional<std::string>& userId,
-              const std::optional<Url>& baseUrl = Url::parse("http://localhost/base"),
+              const std::optional<Url>& baseUrl = Url::parse(kBaseUrl),
               const std::shared_ptr<VelmorConfigDelegate>& delegate = {}) {
         initVelmorConfig("key", userId, baseUrl, {}, {}, delegate ? delegate : host);
     }
@@ -39,7 +39,7 @@ TEST_F(EntryTest, OnlyTheLastDelegateHears) {
     http->setDelay(seconds(2));
     init("a");
     executor->advance(seconds(1));
-    init("b", Url::parse("http://localhost/base"), other);
+    init("b", Url::parse(kBaseUrl), other);
     executor->advance(seconds(5));
     EXPECT_THAT(lines, IsEmpty());
     EXPECT_EQ(second, Lines{"userDidJoin u1"});
@@ -56,7 +56,7 @@ TEST_F(EntryTest, FailedJoinIsToldWholeAndLoggedShort) {
 }
 
 TEST_F(EntryTest, DeletingGoesToTheCurrentConfiguration) {
-    const Config config("key", "u9", Url::parse("http://localhost/base"));
+    const Config config("key", "u9", Url::parse(kBaseUrl));
     deleteUser(config);
     executor->runUntilIdle();
     EXPECT_THAT(sent(), IsEmpty());
@@ -92,8 +92,8 @@ TEST_F(EntryTest, OldLogIsDroppedAtTheFirstConfigurationAndShippedLater) {
 }
 
 TEST_F(EntryTest, ReportsAreReusedWithTheNewConfiguration) {
-    const Config first("key", "u1", Url::parse("http://localhost/base"));
-    const Config second("key", "u2", Url::parse("http://localhost/base"));
+    const Config first("key", "u1", Url::parse(kBaseUrl));
+    const Config second("key", "u2", Url::parse(kBaseUrl));
     const auto reports = createReports(first);
     EXPECT_EQ(createReports(second), reports);
     const auto query = reports->getAverageReport("2024-01-01", "2024-01-31");
@@ -102,30 +102,17 @@ TEST_F(EntryTest, ReportsAreReusedWithTheNewConfiguration) {
     EXPECT_THROW(query.get(), VelmorError);
 }
 
-struct Chunks : VelmorRecordingDelegate {
-    void recordedData(std::string data, std::int64_t sequence) override {
-        sizes.push_back(data.size());
-        numbers.push_back(sequence);
-    }
-    void didFail(const VelmorError&) override {}
-    void didInterrupt() override {}
-    void didResume() override {}
-    void micPermissionWasDenied() override {}
-    std::vector<std::size_t> sizes;
-    std::vector<std::int64_t> numbers;
-};
-
 TEST_F(EntryTest, RecorderRecordsWithoutASessionUntilItIsReplaced) {
-    const auto first = std::make_shared<Chunks>();
-    const auto second = std::make_shared<Chunks>();
-    auto recorder = createRecorder(first);
+    Lines others;
+    const auto other = std::make_shared<Host>(others);
+    auto recorder = createRecorder(host);
     recorder->startRecording();
     executor->advance(seconds(61));
-    EXPECT_THAT(first->numbers, ElementsAre(0, 1));
-    EXPECT_THAT(first->sizes, ElementsAre(96'157, 96'157));
-    const auto next = createRecorder(second);
+    const Lines both{"recordedData 0 of 96157 bytes", "recordedData 1 of 96157 bytes"};
+    EXPECT_EQ(lines, both);
+    const auto next = createRecorder(other);
     executor->advance(seconds(61));
-    EXPECT_EQ(first->numbers.size(), 2U) << "the former delegate hears nothing any more";
+    EXPECT_EQ(lines, both) << "the former delegate hears nothing any more";
     EXPECT_THAT(sent(), IsEmpty());
 }
 

@@ -2,6 +2,8 @@
 // lines of text.
 #pragma once
 
+#include "../World.hpp"
+
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -20,7 +22,9 @@ using std::chrono::minutes;
 using std::chrono::seconds;
 
 /// Writes down each call.
-class Host : public VelmorConfigDelegate, public VelmorSleepTrackingManagerDelegate {
+class Host : public VelmorConfigDelegate,
+             public VelmorSleepTrackingManagerDelegate,
+             public VelmorRecordingDelegate {
   public:
     explicit Host(Lines& lines) : lines_(lines) {}
 
@@ -39,6 +43,9 @@ class Host : public VelmorConfigDelegate, public VelmorSleepTrackingManagerDeleg
     void didInterrupt() override { note("didInterrupt"); }
     void didResume() override { note("didResume"); }
     void micPermissionWasDenied() override { note("micPermissionWasDenied"); }
+    void recordedData(std::string data, std::int64_t sequence) override {
+        note("recordedData " + std::to_string(sequence) + " of " + std::to_string(data.size()) + " bytes");
+    }
     void analysing(const Model::Session& session) override { note("analysing " + session.id); }
 
     std::optional<Config> joined;
@@ -48,26 +55,13 @@ class Host : public VelmorConfigDelegate, public VelmorSleepTrackingManagerDeleg
     Lines& lines_;
 };
 
-class Hum : public Testing::AudioSource {
-  public:
-    std::size_t read(std::uint64_t firstFrame, std::span<float> out) override {
-        for (auto& sample : out) sample = 0.01F * static_cast<float>(firstFrame++ % 480) - 2.4F;
-        return out.size();
-    }
-};
-
-class NightTest : public testing::Test {
+class NightTest : public testing::Test, protected World {
   protected:
     NightTest() {
-        Platform platform;
-        platform.clock = clock;
-        platform.mainLoop = platform.tasks = platform.background = executor;
-        platform.http = http;
-        platform.audio = microphone;
-        platform.files = files;
-        platform.device = std::make_shared<Testing::FixedDevice>();
-        platform.console = [](std::string_view) {};
-        setPlatform(platform);
+        platform->audio = microphone;
+        platform->console = [](std::string_view) {};
+        platform->logUrl.reset();  // as in a host
+        setPlatform(*platform);
         http->setHandler([this](const HttpRequest& request) { return answer(request); });
     }
 
@@ -80,7 +74,7 @@ class NightTest : public testing::Test {
     }
 
     void join() {
-        initVelmorConfig("key", "u1", Url::parse("http://localhost/base"), {}, {}, host);
+        initVelmorConfig("key", "u1", Url::parse(kBaseUrl), {}, {}, host);
         executor->runUntilIdle();
         ASSERT_TRUE(host->joined);
         lines.clear();
@@ -101,7 +95,7 @@ class NightTest : public testing::Test {
     }
 
     std::optional<HttpResult> answer(const HttpRequest& request) {
-        const auto path = this->path(request);
+        const auto path = placeOf(request);
         if (answerWith)
             if (auto special = answerWith(path)) return *special;
         if (path.ends_with("ai/v1/users") || path.find("ai/v1/users/") != path.npos)
@@ -115,30 +109,8 @@ class NightTest : public testing::Test {
 
     static HttpResponse ok(std::string body) { return {200, {}, std::move(body)}; }
 
-    std::string path(const HttpRequest& request) const {
-        const auto& url = request.url.absoluteString();
-        const std::string base = "http://localhost/base/";
-        return request.method + " " + (url.starts_with(base) ? url.substr(base.size()) : url);
-    }
-
-    /// Method and path of each request so far.
-    Lines sent() const {
-        Lines out;
-        for (const auto& request : http->requests()) out.push_back(path(request));
-        return out;
-    }
-
     std::string logText() const { return files->contents("/documents/VelmorSDK.log").value_or(""); }
-    std::size_t temporaryFiles() const {
-        std::size_t count = 0;
-        for (const auto& path : files->paths()) count += path.starts_with("/tmp/") ? 1U : 0U;
-        return count;
-    }
 
-    std::shared_ptr<Testing::VirtualClock> clock = std::make_shared<Testing::VirtualClock>();
-    std::shared_ptr<Testing::ManualExecutor> executor = std::make_shared<Testing::ManualExecutor>(clock);
-    std::shared_ptr<Testing::ScriptedTransport> http = std::make_shared<Testing::ScriptedTransport>(executor);
-    std::shared_ptr<Testing::MemoryFiles> files = std::make_shared<Testing::MemoryFiles>();
     std::shared_ptr<Testing::VirtualMicrophone> microphone =
         std::make_shared<Testing::VirtualMicrophone>(executor, clock, std::make_shared<Hum>());
     std::function<std::optional<HttpResult>(const std::string&)> answerWith;

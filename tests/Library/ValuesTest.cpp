@@ -1,6 +1,5 @@
 // The values of the public interface: URL, configuration, errors.
 #include <gtest/gtest.h>
-#include <stdexcept>
 
 #include <Velmor/Config.hpp>
 #include <Velmor/Error.hpp>
@@ -57,49 +56,11 @@ TEST(Config, BaseUrlFollowsDeveloperModeAtConstruction) {
     EXPECT_EQ(resolved({}, true), "https://api.velmor.example/mock");
 }
 
-TEST(Config, AnotherUserKeepsTheRest) {
-    const Config config("key", "", Url::parse("http://localhost"), Url::parse("http://callback"), "svc");
-    const Config joined = config.withUserId("u1");
-    EXPECT_EQ(joined.userId(), "u1");
-    EXPECT_EQ(joined.apiKey(), "key");
-    EXPECT_EQ(joined.baseUrl(), config.baseUrl());
-    EXPECT_EQ(joined.callbackUrl(), config.callbackUrl());
-    EXPECT_EQ(joined.service(), "svc");
-}
-
+// The cases with values are in the tests of whoever tells them.
 TEST(VelmorError, DescriptionsAreTheOnesOfTheLog) {
-    const auto system =
-        std::make_exception_ptr(PlatformError(PlatformError::Kind::timedOut, "no answer for 15 s"));
-    const struct {
-        VelmorError error;
-        const char* text;
-    } rows[] = {
-        {VelmorError::startTrackingNetworkFail{-1, "x"}, "startTrackingNetworkFail(-1, x)"},
-        {VelmorError::stopTrackingNetworkFail{-9999, ""}, "stopTrackingNetworkFail(-9999, )"},
-        {VelmorError::httpStatus{401, 1002, {}}, "httpStatus(401, )"},
-        {VelmorError::responseResult{"ai/v1/users"}, "responseResult(ai/v1/users)"},
-        {VelmorError::unknown{system}, "unknown(no answer for 15 s)"},
-        {VelmorError::unknown{std::make_exception_ptr(3)}, "unknown(not a std::exception)"},
-        {VelmorError::shouldResume{}, "shouldResume"},
-        {VelmorError::over24hours{}, "over24hours"},
-        {VelmorError::audioInitializationFailed{}, "audioInitializationFailed"},
-        {VelmorError::unsupportedInDeveloperMode{}, "unsupportedInDeveloperMode"},
-        {VelmorError::cannotActivateInBackground{}, "cannotActivateInBackground"},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(row.error.description(), row.text);
-        EXPECT_STREQ(row.error.what(), row.text);
-    }
-}
-
-TEST(VelmorError, CaughtExceptionsKeepTheirCase) {
-    const auto same = VelmorError::from(std::make_exception_ptr(VelmorError(VelmorError::shouldResume{})));
-    EXPECT_TRUE(same.is<VelmorError::shouldResume>());
-    const auto other =
-        VelmorError::from(std::make_exception_ptr(DecodingError("result.stat", "not an object")));
-    ASSERT_TRUE(other.is<VelmorError::unknown>());
-    EXPECT_EQ(other.description(), "unknown(cannot decode result.stat: not an object)");
-    EXPECT_THROW(std::rethrow_exception(other.as<VelmorError::unknown>()->systemError), DecodingError);
+    EXPECT_STREQ(VelmorError(VelmorError::shouldResume{}).what(), "shouldResume");
+    EXPECT_STREQ(VelmorError(VelmorError::over24hours{}).what(), "over24hours");
+    EXPECT_EQ(VelmorError::from(std::make_exception_ptr(3)).description(), "unknown(not a std::exception)");
 }
 
 }  // namespace

@@ -1,12 +1,10 @@
+#include "../World.hpp"
 #include "Log/LogAPI.hpp"
 #include "Log/LogConfig.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <thread>
 #include <vector>
-
-#include <Velmor/Testing.hpp>
 
 namespace Velmor {
 namespace {
@@ -20,16 +18,13 @@ using Level = LogAPI::Level;
 constexpr const char* kLive = "/documents/VelmorSDK.log";
 constexpr const char* kSend = "/documents/VelmorSDK_send.log";
 
-class LogApiTest : public testing::Test {
+class LogApiTest : public testing::Test, protected World {
   protected:
     LogApiTest() {
         device->setTimeZone("Asia/Kolkata", std::chrono::minutes(330));
-        auto made = std::make_shared<Platform>();
-        made->clock = clock;
-        made->files = files;
-        made->device = device;
-        made->console = [this](std::string_view line) { console.emplace_back(line); };
-        log = std::make_unique<LogAPI>(made);
+        // To 2024-03-05 17:40:04.512 UTC.
+        clock->stepWall(WallTime{std::chrono::milliseconds(1'709'660'404'512)} - clock->wallNow());
+        platform->console = [this](std::string_view line) { console.emplace_back(line); };
         log->setShip([this](LogAPI::Shipment shipment) { shipped.push_back(std::move(shipment)); });
     }
 
@@ -37,14 +32,9 @@ class LogApiTest : public testing::Test {
 
     std::string live() const { return files->contents(kLive).value_or("(none)"); }
 
-    // 2024-03-05 17:40:04.512 UTC
-    std::shared_ptr<Testing::VirtualClock> clock =
-        std::make_shared<Testing::VirtualClock>(WallTime{std::chrono::milliseconds(1'709'660'404'512)});
-    std::shared_ptr<Testing::MemoryFiles> files = std::make_shared<Testing::MemoryFiles>();
-    std::shared_ptr<Testing::FixedDevice> device = std::make_shared<Testing::FixedDevice>();
     std::vector<std::string> console;
     std::vector<LogAPI::Shipment> shipped;
-    std::unique_ptr<LogAPI> log;
+    std::unique_ptr<LogAPI> log = std::make_unique<LogAPI>(platform);
 };
 
 TEST_F(LogApiTest, LinesCarryLocalTimeLevelTagAndMessage) {
@@ -58,20 +48,6 @@ TEST_F(LogApiTest, LinesCarryLocalTimeLevelTagAndMessage) {
     for (const char* text : {"I", "W", "E", "D", "WTF"})
         EXPECT_EQ(LogAPI::name(LogAPI::level(text).value()), text);
     for (const char* text : {"X", "i", "", "WT"}) EXPECT_EQ(LogAPI::level(text), std::nullopt) << text;
-}
-
-TEST_F(LogApiTest, FileIsDroppedOnlyOncePastTheLimit) {
-    const struct {
-        std::size_t size;
-        bool dropped;
-    } rows[] = {{0, false}, {1'048'575, false}, {1'048'576, false}, {1'048'577, true}};
-    for (const auto& row : rows) {
-        files->put(kLive, std::string(row.size, 'x'));
-        log->log(Level::I, "t", "m");
-        const std::string line = "2024-03-05 23:10:04.512 | I | t | m\n";
-        EXPECT_EQ(live().size(), (row.dropped ? 0 : row.size) + line.size()) << row.size;
-        EXPECT_THAT(live(), EndsWith(line));
-    }
 }
 
 TEST_F(LogApiTest, TextThatIsNotUtf8IsLeftOut) {
@@ -94,20 +70,6 @@ TEST_F(LogApiTest, FailedWriteIsToldToTheConsoleAlone) {
     EXPECT_THAT(console, ElementsAre(testing::StartsWith("Error writing log: ")));
     log->log(Level::I, "t", "kept");
     EXPECT_THAT(live(), HasSubstr("kept"));
-}
-
-TEST_F(LogApiTest, WritersOnSeveralThreadsNeverTearALine) {
-    constexpr int kWriters = 8, kLines = 50;
-    std::vector<std::thread> writers;
-    writers.reserve(kWriters);
-    for (int w = 0; w < kWriters; ++w)
-        writers.emplace_back([this] {
-            for (int i = 0; i < kLines; ++i) log->log(Level::D, "t", "0123456789");
-        });
-    for (auto& writer : writers) writer.join();
-    std::string expected;
-    for (int i = 0; i < kWriters * kLines; ++i) expected += "2024-03-05 23:10:04.512 | D | t | 0123456789\n";
-    EXPECT_EQ(live(), expected);
 }
 
 struct Lines : VelmorDebugLoggerDelegate {

@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -17,14 +16,10 @@ namespace {
 
 namespace fs = std::filesystem;
 using Kind = PlatformError::Kind;
+using VelmorTests::contentOf;
 
 std::span<const std::byte> bytesOf(std::string_view text) {
     return std::as_bytes(std::span(text));
-}
-
-std::string contentOf(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 template <class Code>

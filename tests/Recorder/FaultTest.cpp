@@ -8,25 +8,23 @@ namespace {
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::MatchesRegex;
-
-using Files = Testing::MemoryFiles;
-using Operation = Files::Operation;
 
 class Faults : public RecorderScene {
   protected:
-    void from(Operation operation, const char* path,
-              PlatformError::Kind kind = PlatformError::Kind::noSpace) {
-        files->addFault(
-            {.operation = operation, .path = path, .fromThenOn = true, .kind = kind, .keptBytes = 99});
+    void failWrites(const char* path) {
+        files->addFault({.operation = Testing::MemoryFiles::Operation::write,
+                         .path = path,
+                         .fromThenOn = true,
+                         .kind = PlatformError::Kind::noSpace,
+                         .keptBytes = 99});
     }
 };
 
 TEST_F(Faults, AFullDiskIsReportedOncePerChunkAndWritingGoesOnWhenThereIsSpace) {
     start();
     pass(10s);
-    from(Operation::write, "*.pcm");
+    failWrites("*.pcm");
     pass(5s);
     files->clearFaults();
     pass(25s);
@@ -37,7 +35,7 @@ TEST_F(Faults, AFullDiskIsReportedOncePerChunkAndWritingGoesOnWhenThereIsSpace) 
 TEST_F(Faults, AChunkThatCannotBeWrittenAtAllIsDroppedWithALine) {
     start();
     pass(10s);
-    from(Operation::write, "*_0.pcm");
+    failWrites("*_0.pcm");
     pass(80s);
     EXPECT_THAT(heard(), ElementsAre(HasSubstr("fail unknown("), MatchesRegex("1: \\+480000")));
     EXPECT_THAT(logged(), Contains(HasSubstr("E | recording | write ERROR, chunk dropped: ")));
@@ -48,31 +46,13 @@ TEST_F(Faults, SilenceThatCannotBeWrittenDropsTheChunkOnly) {
     pass(10s);
     microphone->beginInterruption();
     pass(5s);
-    from(Operation::write, "*.pcm");
+    failWrites("*.pcm");
     microphone->endInterruption();
     settle();
     files->clearFaults();
     pass(31s);
     EXPECT_THAT(heard(), ElementsAre("interrupt", "resume", "1: +480000"));
     EXPECT_THAT(logged(), Contains(HasSubstr("E | recording | silence ERROR, chunk dropped: ")));
-}
-
-TEST_F(Faults, AFailedConversionDoesNotStopTheRecording) {
-    conversionFailures = 1;
-    start();
-    pass(61s);
-    EXPECT_THAT(heard(), ElementsAre("1: +480000"));
-    EXPECT_THAT(logged(), Contains("E | recording | convert ERROR, chunk dropped: no spectrum"));
-    EXPECT_EQ(temporaryFiles().size(), 2U);
-}
-
-TEST_F(Faults, AMelFileThatCannotBeReadStaysAndIsNotSent) {
-    start();
-    from(Operation::read, "*.mel", PlatformError::Kind::io);
-    pass(31s);
-    EXPECT_THAT(heard(), IsEmpty());
-    EXPECT_THAT(temporaryFiles(), Contains(HasSubstr(".mel")));
-    EXPECT_THAT(logged(), Contains(HasSubstr("ChunkPublisher: cannot read the mel file")));
 }
 
 TEST_F(Faults, WhatADeadProcessLeftIsSweptOnce) {

@@ -29,13 +29,6 @@ class ReportsTest : public Scene {
         return {errorOf(one), errorOf(list), errorOf(gone), errorOf(average)};
     }
 
-    std::vector<std::string> sent() const {
-        std::vector<std::string> out;
-        for (const auto& request : http->requests())
-            out.push_back(request.method + " " + request.url.absoluteString());
-        return out;
-    }
-
     std::shared_ptr<ReportQueries> queries = ReportQueries::make(platform, log);
     std::shared_ptr<Reports> reports = std::make_shared<Reports>(queries);
 };
@@ -49,15 +42,13 @@ TEST_F(ReportsTest, RequestsAndLines) {
                     "b&order_by=DESC&offset=-1&limit=20)",
                     "responseResult(ai/v1/sessions/s1)",
                     "responseResult(data/v1/users/u 1/average-stats?start_date=2024-03-01&end_date=x&y#z)"));
-    const std::string base = "https://api.test/base/";
     EXPECT_THAT(
         sent(),
         ElementsAre(
-            "GET " + base + "data/v3/sessions/s%2F1",
-            "GET " + base +
-                "data/v1/sessions?date_gte=2024-03-01&date_lte=a%20b&order_by=DESC&offset=-1&limit=20",
-            "DELETE " + base + "ai/v1/sessions/s1",
-            "GET " + base + "data/v1/users/u%201/average-stats?start_date=2024-03-01&end_date=x&y%23z"));
+            "GET data/v3/sessions/s%2F1",
+            "GET data/v1/sessions?date_gte=2024-03-01&date_lte=a%20b&order_by=DESC&offset=-1&limit=20",
+            "DELETE ai/v1/sessions/s1",
+            "GET data/v1/users/u%201/average-stats?start_date=2024-03-01&end_date=x&y%23z"));
     EXPECT_THAT(logged(),
                 ElementsAre("I | reports | [CALL] report callback s/1",
                             "I | reports | [CALL] reports callback 2024-03-01 - a b, offset : -1, limit : 20",

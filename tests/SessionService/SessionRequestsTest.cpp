@@ -1,11 +1,9 @@
-#include "Log/LogConfig.hpp"
 #include "SessionScene.hpp"
 
 namespace Velmor {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 using RequestValue = decltype(Request::value);
 
 constexpr const char* kReport =
@@ -24,8 +22,7 @@ struct CallCase {
 class SessionRequestsTest : public SessionScene {
   protected:
     Config callingBack() const {
-        return Config("key", "u1", Url::parse("https://api.test/base"),
-                      Url::parse("https://me.test/done?x=1"), "svc");
+        return Config("key", "u1", Url::parse(kBaseUrl), Url::parse("https://me.test/done?x=1"), "svc");
     }
 };
 
@@ -69,27 +66,6 @@ TEST_F(SessionRequestsTest, EveryRequestIsOneCallOneLineAndOneState) {
     }
 }
 
-TEST_F(SessionRequestsTest, AnUploadIsAMultipartPost) {
-    http->enqueueStatus(204);
-    send(mel(7));
-    executor->runUntilIdle();
-    const auto request = http->requests().at(0);
-    EXPECT_THAT(sent(), ElementsAre("POST ai/v1/sessions/s1/mel-data/7"));
-    EXPECT_THAT(debugLines, ElementsAre("API: session id is s1 - upload, sequence is 7"));
-    EXPECT_THAT(states, ElementsAre("upload s1 7"));
-    EXPECT_THAT(request.headers, testing::Contains(testing::Pair("Accept", "application/json")));
-    EXPECT_THAT(request.headers, testing::Contains(testing::Pair(
-                                     "Content-Type", testing::StartsWith("multipart/form-data; boundary="))));
-    EXPECT_THAT(request.body, testing::HasSubstr("\r\n\r\nbytes\r\n--"));
-}
-
-TEST_F(SessionRequestsTest, AJoinedUserIsTheOneThatTheLogIsShippedFor) {
-    http->enqueueStatus(200, R"({"result":{"user_id":"new"}})");
-    send(Request::userJoin{{}, config("")});
-    executor->runUntilIdle();
-    EXPECT_EQ(logConfig()->userId(), "new");
-}
-
 struct FailureCase {
     RequestValue request;
     HttpResult answer;
@@ -104,6 +80,7 @@ TEST_F(SessionRequestsTest, FailuresAreNamedByWhatWasAsked) {
     const HttpResult lost = PlatformError(PlatformError::Kind::timedOut, "late");
     const HttpResult empty = HttpResponse{200, {}, "{}"};
     const HttpResult garbage = HttpResponse{200, {}, "<html>"};
+    const Config notUtf8("key", "u1", Url::parse(kBaseUrl), {}, "\xFF");
     const RequestValue join = Request::userJoin{"u1", config()};
     const RequestValue leave = Request::userDelete{config()};
     const RequestValue analysis = Request::analysis{config(), "s1"};
@@ -112,6 +89,8 @@ TEST_F(SessionRequestsTest, FailuresAreNamedByWhatWasAsked) {
         {create(), empty, "error responseResult(ai/v1/sessions)"},
         {create(), lost, "error startTrackingNetworkFail(-9999, )"},
         {create(), garbage, "error startTrackingNetworkFail(-9999, )"},
+        {Request::create{notUtf8, start, SessionsService::DataType::mel}, empty,
+         "error startTrackingNetworkFail(-9999, )"},
         {close(), refusal(404), "error stopTrackingNetworkFail(404, no)"},
         {close(""), empty, "error responseResult(ai/v1/sessions//close)"},
         {close(), lost, "error stopTrackingNetworkFail(-9999, )"},
@@ -136,14 +115,6 @@ TEST_F(SessionRequestsTest, FailuresAreNamedByWhatWasAsked) {
         EXPECT_THAT(states, ElementsAre(state));
         states.clear();
     }
-}
-
-TEST_F(SessionRequestsTest, TextThatIsNotUtf8IsNotSent) {
-    Config bad("key", "u1", Url::parse("https://api.test/base"), {}, "\xFF");
-    send(Request::create{bad, start, SessionsService::DataType::mel});
-    executor->runUntilIdle();
-    EXPECT_THAT(states, ElementsAre("error startTrackingNetworkFail(-9999, )"));
-    EXPECT_THAT(sent(), IsEmpty());
 }
 
 }  // namespace

@@ -12,37 +12,31 @@ namespace Velmor {
 using Request = SessionsService::Request;
 using State = SessionsService::State;
 
-inline std::string text(const State::userJoin& state) {
-    return "userJoin " + state.config.userId();
-}
-inline std::string text(const State::userDelete& state) {
-    return "userDelete " + state.config.userId();
-}
-inline std::string text(const State::create& state) {
-    return "create " + state.sessionId;
-}
-inline std::string text(const State::upload& state) {
-    return "upload " + state.sessionId + " " + std::to_string(state.sequence);
-}
-inline std::string text(const State::close& state) {
-    return "close " + state.sessionId;
-}
-inline std::string text(const State::analysis& state) {
-    return "analysis " + state.report.session.id;
-}
-inline std::string text(const State::sessions&) {
-    return "sessions";
-}
-inline std::string text(const State::error& state) {
-    const auto closed = state.closedSessionId ? " closed " + *state.closedSessionId : "";
-    return "error " + state.error.description() + closed;
-}
+struct InWords {
+    std::string operator()(const State::userJoin& state) const { return "userJoin " + state.config.userId(); }
+    std::string operator()(const State::userDelete& state) const {
+        return "userDelete " + state.config.userId();
+    }
+    std::string operator()(const State::create& state) const { return "create " + state.sessionId; }
+    std::string operator()(const State::upload& state) const {
+        return "upload " + state.sessionId + " " + std::to_string(state.sequence);
+    }
+    std::string operator()(const State::close& state) const { return "close " + state.sessionId; }
+    std::string operator()(const State::analysis& state) const {
+        return "analysis " + state.report.session.id;
+    }
+    std::string operator()(const State::sessions&) const { return "sessions"; }
+    std::string operator()(const State::error& state) const {
+        const auto closed = state.closedSessionId ? " closed " + *state.closedSessionId : "";
+        return "error " + state.error.description() + closed;
+    }
+};
 
 class SessionScene : public Scene {
   protected:
     SessionScene() {
         bag.add(service->stateSender.subscribe([this](const State& state) {
-            states.push_back(std::visit([](const auto& kind) { return text(kind); }, state.value));
+            states.push_back(std::visit(InWords(), state.value));
             if (observer) observer();
         }));
     }
@@ -54,15 +48,6 @@ class SessionScene : public Scene {
     }
     Request::close close(std::string sessionId = "s1") const {
         return {config(), std::move(sessionId), start, false, true};
-    }
-
-    /// Method and path of every request so far.
-    std::vector<std::string> sent() const {
-        std::vector<std::string> out;
-        for (const auto& request : http->requests())
-            out.push_back(request.method + " " +
-                          request.url.absoluteString().substr(std::string("https://api.test/base/").size()));
-        return out;
     }
 
     const WallTime start{std::chrono::milliseconds(1'709'680'204'512)};  // 2024-03-05T23:10:04.512Z
