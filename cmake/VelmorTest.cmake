@@ -20,7 +20,8 @@ function(velmor_test name)
     target_compile_options(${name} PRIVATE -fPIC)  # as the header was compiled, after the -fPIE of programs
     target_link_libraries(${name} PRIVATE velmor_test_main ${arg_LIBRARIES})
     target_precompile_headers(${name} REUSE_FROM velmor_test_main)
-    set(properties TIMEOUT 900)
+    # A sanitizer that fails itself may end the program with 0.
+    set(properties TIMEOUT 900 FAIL_REGULAR_EXPRESSION "Sanitizer.*CHECK failed")
     if(arg_ENVIRONMENT)
         list(APPEND properties ENVIRONMENT "${arg_ENVIRONMENT}")
     endif()
