@@ -42,12 +42,18 @@ std::string_view trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
-// libcurl takes "HTTP/x 404" for a 200.
-bool isStatusLine(std::string_view line) {
-    constexpr std::string_view kForm = "HTTP/1.d ddd";
+// 0 unless it is a status line. libcurl takes "HTTP/x 404" and "http/1.1 404" for a 200.
+int statusOf(std::string_view line) {
+    constexpr std::string_view kForm = "HTTP/1.d ddd", kEnds = " \r\n";
     const auto fits = [](char form, char c) { return form == 'd' ? c >= '0' && c <= '9' : form == c; };
-    return line.size() > kForm.size() && std::equal(kForm.begin(), kForm.end(), line.begin(), fits) &&
-           (line[kForm.size()] == ' ' || line[kForm.size()] == '\r' || line[kForm.size()] == '\n');
+    if (line.size() <= kForm.size() || !std::equal(kForm.begin(), kForm.end(), line.begin(), fits)) return 0;
+    if (kEnds.find(line[kForm.size()]) == std::string_view::npos) return 0;
+    return (line[9] - '0') * 100 + (line[10] - '0') * 10 + (line[11] - '0');
+}
+
+// After it another answer follows; 101 is the last, as what comes then is another protocol.
+bool isInterim(int status) {
+    return status / 100 == 1 && status != 101;
 }
 
 // Keeps sums of times from overflowing when a caller asks for "no limit".
@@ -238,18 +244,10 @@ bool CurlTransfer::takeHeaderLine(std::string_view line) {
         refused_ = PlatformError(PlatformError::Kind::badResponse, "the answer's headers are over 64 KiB");
         return false;
     }
-    const bool first = headerBytes_ == line.size();
-    if ((first || line.starts_with("HTTP/")) && !isStatusLine(line)) {
-        refused_ = PlatformError(PlatformError::Kind::badResponse, "the answer has no status line");
-        return false;
-    }
+    if (response_.status == 0 || (headersComplete_ && isInterim(response_.status))) return beginAnswer(line);
     auto& headers = response_.headers;
     const auto colon = line.find(':');
-    if (line.starts_with("HTTP/")) {
-        headers.clear();  // the headers before belonged to an interim response
-        headersComplete_ = false;
-    } else if (line.find_first_not_of("\r\n") ==
-               std::string_view::npos) {  // blanks would fold the last header
+    if (line.find_first_not_of("\r\n") == std::string_view::npos) {  // blanks would fold the last header
         headersComplete_ = true;
     } else if ((line.front() == ' ' || line.front() == '\t') && !headers.empty()) {
         headers.back().second.append(" ").append(trimmed(line));  // a folded line goes on with the last
@@ -258,6 +256,14 @@ bool CurlTransfer::takeHeaderLine(std::string_view line) {
         headers.emplace_back(line.substr(0, colon), trimmed(line.substr(colon + 1)));
     }
     return true;
+}
+
+bool CurlTransfer::beginAnswer(std::string_view line) {
+    response_ = {statusOf(line), {}, {}};
+    headersComplete_ = false;
+    if (response_.status == 0)
+        refused_ = PlatformError(PlatformError::Kind::badResponse, "the answer has no status line");
+    return !refused_;
 }
 
 // The name of the host was judged before; whatever it resolves to, clear text does not leave the machine.
@@ -303,14 +309,13 @@ std::chrono::milliseconds CurlTransfer::period() const {
 HttpResult CurlTransfer::result(CURLcode code) {
     if (refused_) return *refused_;
     if (code != CURLE_OK) return failure(code);
-    if (!headersComplete_)  // libcurl takes a connection that ends here for an answer without a body
+    if (!headersComplete_ ||
+        isInterim(
+            response_.status))  // libcurl takes a connection that ends here for an answer without a body
         return PlatformError(PlatformError::Kind::cannotConnect, "the connection ended within the headers");
     if (lengthsDisagree())
         return PlatformError(PlatformError::Kind::badResponse, "the answer gives two different lengths");
-    long status = 0;
-    curl_.easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
-    response_.status = static_cast<int>(status);
-    if (wasCutOff(response_.status))
+    if (wasCutOff())
         return PlatformError(PlatformError::Kind::cannotConnect, "the connection ended within the answer");
     return std::move(response_);
 }
@@ -333,7 +338,8 @@ const std::string* CurlTransfer::header(std::string_view name) const {
 
 // libcurl sees to answers that tell their length or come in chunks; for any other the end of the connection
 // is all there is, and over TLS it counts only when the peer has announced it.
-bool CurlTransfer::wasCutOff(int status) const {
+bool CurlTransfer::wasCutOff() const {
+    const int status = response_.status;
     const bool hasBody = request_.method != "HEAD" && status >= 200 && status != 204 && status != 304;
     const bool toldLength = header("content-length") != nullptr || header("transfer-encoding") != nullptr;
     return request_.url.scheme() == "https" && hasBody && !toldLength && !connections_.tls.mayBeWhole(this);

@@ -68,11 +68,12 @@ class CurlTransfer {
 
     bool takeBody(std::string_view bytes);
     bool takeHeaderLine(std::string_view line);
+    bool beginAnswer(std::string_view statusLine);
     curl_socket_t openSocket(const curl_sockaddr& address);
     PlatformError failure(CURLcode code) const;
     const std::string* header(std::string_view name) const;
     bool lengthsDisagree() const;
-    bool wasCutOff(int status) const;
+    bool wasCutOff() const;
 
     static std::size_t onBody(char* data, std::size_t size, std::size_t count, void* self);
     static std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* self);
