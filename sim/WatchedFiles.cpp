@@ -21,7 +21,9 @@ class WatchedFiles::Handle : public File {
         : owner_(owner), path_(std::move(path)), inner_(std::move(inner)) {}
 
     std::size_t read(std::span<std::byte> into) override {
-        return owner_.watch(path_, [&] { return inner_->read(into); });
+        std::size_t count = 0;
+        unseen([&] { count = inner_->read(into); });
+        return count;
     }
     void write(std::span<const std::byte> bytes) override {
         owner_.logged(path_, bytes);
