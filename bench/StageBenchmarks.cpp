@@ -1,40 +1,33 @@
 // Every stage of the chunk conversion and the whole, at every vector width of this processor, and the plain
 // form; then the resampling that comes before it, and both together. Times are for one chunk: a stage is run
-// on as many groups of frames as a chunk has.
+// on as many groups of frames as a chunk has. What has a limit (FftwChain.hpp) is printed with its ratio to
+// it.
 
+#include "Breathing.hpp"
 #include "Preprocessor/Chunk/ChunkConverter.hpp"
 #include "Preprocessor/Chunk/ChunkKernels.hpp"
 #include "Preprocessor/Decimator.hpp"
 #include "Preprocessor/MelSpectrogram.hpp"
 #include "Preprocessor/Preprocessor.hpp"
 #include "Preprocessor/velmor_NR.hpp"
+#include "RatioReporter.hpp"
 
+#include <algorithm>
 #include <benchmark/benchmark.h>
-#include <cmath>
 #include <memory>
 #include <vector>
 
 namespace {
 
+using velmor::breathing;
 using velmor::ChunkConverter;
 using velmor::ChunkKernels;
 using velmor::Decimator;
 
-// Breathing over a quiet floor.
-std::vector<float> breathing() {
-    std::vector<float> samples(velmor::kChunkSamples);
-    unsigned word = 1;
-    for (std::size_t i = 0; i < samples.size(); ++i) {
-        word = word * 1664525U + 1013904223U;
-        const float swell = std::sin(static_cast<float>(i) * 1e-4F);
-        samples[i] = (0.004F + 0.05F * swell * swell) * (static_cast<float>(word) * 0x1p-31F - 1.0F);
-    }
-    return samples;
-}
-
 // What the kernels need besides the samples.
 struct Stage {
     explicit Stage(const ChunkKernels& k) : kernels(k), group(velmor::kRounds * k.lanes) {
+        samples.resize(kRoom);
         for (std::size_t bin = 0; bin < velmor::kGateBins; ++bin) {
             limits->below[bin] = 1e20F;
             limits->from[bin] = 1e20F;
@@ -42,16 +35,21 @@ struct Stage {
         }
     }
     std::size_t groups(std::size_t frames) const { return (frames + group - 1) / group; }
+    const float* gateSegment(std::size_t g) const { return samples.data() + g * group * velmor::kGateHop; }
+    const float* melSegment(std::size_t g) const { return samples.data() + g * group * velmor::kMelHop; }
 
     const ChunkKernels& kernels;
     const std::size_t group;
-    const std::vector<float> samples = breathing();
+    std::vector<float> samples = breathing();
     const std::unique_ptr<velmor::ChunkTables> tables = std::make_unique<velmor::ChunkTables>();
     const std::unique_ptr<velmor::KernelSpace> space = std::make_unique<velmor::KernelSpace>();
     const std::unique_ptr<velmor::GroupSpectra> spectra = std::make_unique<velmor::GroupSpectra>();
     const std::unique_ptr<velmor::MaskPlane> mask = std::make_unique<velmor::MaskPlane>();
     const std::unique_ptr<velmor::PowerLimits> limits = std::make_unique<velmor::PowerLimits>();
-    std::vector<float> out = std::vector<float>(velmor::kChunkSamples);
+    std::vector<float> out = std::vector<float>(kRoom);
+
+    // For whole groups of frames.
+    static constexpr std::size_t kRoom = velmor::kChunkSamples + (velmor::kMaxGroup + 1) * velmor::kMelHop;
 };
 
 using Step = void (*)(Stage&);
@@ -64,23 +62,25 @@ void scan(Stage& s) {
 
 void analyse(Stage& s) {
     for (std::size_t g = 0; g < s.groups(velmor::kGateFrames); ++g)
-        s.kernels.analyse(*s.tables, *s.space, s.samples.data() + g * 4096, *s.spectra);
+        s.kernels.analyse(*s.tables, *s.space, s.gateSegment(g), *s.spectra);
 }
 
 void analyseAndMask(Stage& s) {
     for (std::size_t g = 0; g < s.groups(velmor::kGateFrames); ++g)
-        s.kernels.analyseAndMask(*s.tables, *s.space, s.samples.data() + g * 1024, *s.spectra, *s.limits,
-                                 *s.mask, g * s.group);
+        s.kernels.analyseAndMask(*s.tables, *s.space, s.gateSegment(g), *s.spectra, *s.limits, *s.mask,
+                                 g * s.group);
 }
 
 void synthesise(Stage& s) {
     for (std::size_t g = 0; g < s.groups(velmor::kGateFrames); ++g)
-        s.kernels.synthesise(*s.tables, *s.space, *s.spectra, *s.mask, g * s.group, s.out.data() + g * 1024);
+        s.kernels.synthesise(*s.tables, *s.space, *s.spectra, *s.mask, g * s.group,
+                             s.out.data() + g * s.group * velmor::kGateHop);
 }
 
 void mel(Stage& s) {
     for (std::size_t g = 0; g < s.groups(velmor::kMelFrames); ++g)
-        s.kernels.mel(*s.tables, *s.space, s.samples.data() + g * 4096, s.group, s.out.data());
+        s.kernels.mel(*s.tables, *s.space, s.melSegment(g),
+                      std::min(s.group, velmor::kMelFrames - g * s.group), s.out.data() + g * s.group);
 }
 
 const ChunkKernels& kernelsOf(benchmark::State& state) {
@@ -172,3 +172,14 @@ BENCHMARK(microphoneToNpyFile)->Unit(benchmark::kMillisecond);
 BENCHMARK(plainForm)->Unit(benchmark::kMillisecond);
 
 }  // namespace
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
+#if defined(VELMOR_WITHOUT_LIMIT)
+    benchmark::AddCustomContext("limit", "that of resampling only, built without FFTW");
+#endif
+    velmor::RatioReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+}
