@@ -27,7 +27,7 @@ class Input {
         return static_cast<std::int64_t>(value);
     }
     /// From 0 to `count` - 1; the letter 'a' is the first, so that inputs can be written by hand.
-    std::size_t choice(std::size_t count) { return static_cast<std::size_t>(number(1) + 256 - 'a') % count; }
+    std::size_t choice(std::size_t count) { return static_cast<std::uint8_t>(number(1) - 'a') % count; }
     /// Up to the next byte 0xFF, which is no part of any text.
     std::string text() {
         const auto end = rest_.find('\xFF');
