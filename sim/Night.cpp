@@ -190,7 +190,7 @@ void Night::end() {
     manager_.reset();
     former_.clear();
     Library::replace(emptyPlatform());
-    runFor(10s);
+    runFor(31s);  // an answer that nobody waits for any more still takes its time, 30 s at most
     checkReleased();
     ledger.finish();
 }
