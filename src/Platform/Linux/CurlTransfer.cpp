@@ -309,9 +309,8 @@ std::chrono::milliseconds CurlTransfer::period() const {
 HttpResult CurlTransfer::result(CURLcode code) {
     if (refused_) return *refused_;
     if (code != CURLE_OK) return failure(code);
-    if (!headersComplete_ ||
-        isInterim(
-            response_.status))  // libcurl takes a connection that ends here for an answer without a body
+    // libcurl takes a connection that ends here for an answer without a body.
+    if (!headersComplete_ || isInterim(response_.status))
         return PlatformError(PlatformError::Kind::cannotConnect, "the connection ended within the headers");
     if (lengthsDisagree())
         return PlatformError(PlatformError::Kind::badResponse, "the answer gives two different lengths");
