@@ -81,6 +81,8 @@ TEST_F(APIServiceTest, HeadersNameCallerDeviceAndUser) {
                           "user-agent=VelmorSDK/[0-9.]+ \\(TestOS 1\\.0; test1,1\\)\\|x-user-id=u1\\|"));
     headers.pop_back();
     EXPECT_EQ(standardHeaders(config(""), *device), headers);
+    device->setTimeZone("Europe/Berlin", std::chrono::hours(1));  // the phone has travelled
+    EXPECT_EQ(standardHeaders(config(""), *device).at(1).second, "Europe/Berlin");
 }
 
 }  // namespace

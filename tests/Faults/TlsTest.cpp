@@ -134,7 +134,6 @@ const std::vector<Row> kRows{
     {"tls/wrong-usage", {"subjectAltName=IP:127.0.0.1\nextendedKeyUsage=clientAuth"}},
     {"tls/weak-key", {.key = "rsa:1024"}},
     {"tls/weak-signature", {.digest = "sha1"}},
-    {"tls/old-protocol", {}, "cannotConnect", kOk, "old"},
     {"tls/untold-length", {}, "upload 1", "\\r\\n{}"},
     {"tls/cut-untold-length", {}, "cannotConnect", "\\r\\n{}", "cut"},
     {"tls/cut-known-length", {}, "cannotConnect", "Content-Length: 99\\r\\n\\r\\n{}", "cut"},
@@ -145,6 +144,15 @@ const std::vector<Row> kRows{
     {"trust/certificate-folder", {}, "insecure", kOk, "whole", kHost, "SSL_CERT_DIR", "hashed"},
     {"trust/bundle", {}, "insecure", kOk, "whole", kHost, "CURL_CA_BUNDLE"}};
 constexpr const char* kKeyLog = "trust/key-log";
+const Row kOldProtocol{"tls/old-protocol", {}, "cannotConnect", kOk, "old"};
+
+// Whether the peer heard the key.
+bool meet(Client& client, const Authority& authority, const Row& row) {
+    TlsPeer peer(authority.issue("leaf", row.leaf), "HTTP/1.1 200 OK\\r\\n" + std::string(row.answer),
+                 row.manner);
+    client.check({row.name, {}, row.then}, peer.url(row.host));
+    return peer.heard().find(kKey) != std::string::npos;
+}
 
 TEST(TlsFaults, BelieveOnlyWhatIsInOrder) {
     const Authority authority;
@@ -155,10 +163,7 @@ TEST(TlsFaults, BelieveOnlyWhatIsInOrder) {
         SCOPED_TRACE(row.name);
         const bool trusting = row.variable == nullptr;
         const Variable set(trusting ? "VELMOR_NO_VARIABLE" : row.variable, authority.folder / row.value);
-        TlsPeer peer(authority.issue("leaf", row.leaf), "HTTP/1.1 200 OK\\r\\n" + std::string(row.answer),
-                     row.manner);
-        (trusting ? client : systems).check({row.name, {}, row.then}, peer.url(row.host));
-        const bool told = peer.heard().find(kKey) != std::string::npos;
+        const bool told = meet(trusting ? client : systems, authority, row);
         EXPECT_EQ(told, row.then == std::string_view("upload 1") || row.manner == std::string_view("cut"));
     }
     std::ifstream keys(kKeys);
@@ -166,10 +171,30 @@ TEST(TlsFaults, BelieveOnlyWhatIsInOrder) {
     std::remove(kKeys.c_str());
 }
 
+// Most systems refuse old protocols by themselves, so that nobody would see whether the library does. OpenSSL
+// reads its configuration once in a process, hence one of its own.
+TEST(TlsFaults, RefuseOldProtocolsWhereTheSystemAllowsThem) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const VelmorTests::TemporaryDirectory place;
+    const auto lenient = place.path / "openssl.cnf";
+    std::ofstream(lenient) << "openssl_conf=init\n[init]\nssl_conf=ssl\n[ssl]\nsystem_default=any\n[any]\n"
+                              "MinProtocol=None\nCipherString=ALL:@SECLEVEL=0\n"
+                              "[req]\ndistinguished_name=name\n[name]\n";
+    const Variable set("OPENSSL_CONF", lenient);
+    const auto refuse = [] {
+        const Authority authority;
+        Client client({.caFile = authority.folder / "root.crt"});
+        EXPECT_FALSE(meet(client, authority, kOldProtocol));
+        std::exit(testing::Test::HasFailure() ? 1 : 0);
+    };
+    EXPECT_EXIT(refuse(), testing::ExitedWithCode(0), "");
+}
+
 }  // namespace
 
 Names tlsNames() {
     Names names = namesOf(kRows);
+    names.emplace_back(kOldProtocol.name);
     names.emplace_back(kKeyLog);
     return names;
 }

@@ -1,3 +1,4 @@
+#include "../Faults/Here.hpp"
 #include "Platform/Linux/SystemFacts.hpp"
 
 #include <cstdlib>
@@ -56,6 +57,28 @@ TEST(SystemDevice, FollowsTheZoneVariable) {
         EXPECT_EQ(device->timeZone(), zone);
     }
     unsetenv("TZ");
+    tzset();
+}
+
+TEST(SystemDevice, FollowsTheZoneOfTheSystem) {
+    if (!isZone("Asia/Tokyo")) GTEST_SKIP() << "no zone database here";
+    const auto device = makeDevice();
+    std::vector<std::string> zones;
+    const auto followZones = [&] {
+        if (mount("none", "/etc", "tmpfs", 0, nullptr) != 0) return;
+        for (const char* zone : {"/usr/share/zoneinfo/Asia/Tokyo", "../usr/share/zoneinfo/Europe/Berlin"}) {
+            std::filesystem::remove("/etc/localtime");
+            std::filesystem::create_symlink(zone, "/etc/localtime");
+            zones.push_back(device->timeZone());
+        }
+        std::filesystem::remove("/etc/localtime");
+        for (const char* line : {"America/Lima\n", "Nowhere\n"}) {
+            std::ofstream("/etc/timezone") << line;
+            zones.push_back(device->timeZone());
+        }
+    };
+    if (!Faults::apart(0, followZones)) GTEST_SKIP() << "this process may not have an /etc of its own";
+    EXPECT_EQ(zones, (std::vector<std::string>{"Asia/Tokyo", "Europe/Berlin", "America/Lima", "UTC"}));
     tzset();
 }
 
