@@ -133,6 +133,13 @@ class MicrophoneTest : public testing::Test {
         audio_->session().observe(listener_.observer());
     }
 
+    static void expectInOrder(const Listener::Heard& heard, BootTime now) {
+        const auto& times = heard.times;
+        for (std::size_t i = 1; i < times.size(); ++i) ASSERT_GE(times[i].second, times[i - 1].second);
+        EXPECT_LE(times.back().second, now);
+        EXPECT_GE(times.back().second, now - 1s);
+    }
+
     void startEngine() {
         audio_->session().activate();
         engine_ = audio_->makeEngine();
@@ -164,7 +171,8 @@ TEST_F(MicrophoneTest, HearsWhatIsPlayedFrameForFrame) {
     ASSERT_TRUE(listener_.hears(48'000, 5s));
     listener_.heard();
     ASSERT_TRUE(listener_.hears(3 * 48'000, 5s));
-    const auto [frames, times] = listener_.heard();
+    const auto heard = listener_.heard();
+    const auto& [frames, times] = heard;
     for (const double tone : {kTone, kOtherTone}) {
         const auto readings = follow(tone, frames);
         for (std::size_t i = 0; i < readings.size(); ++i) {
@@ -174,13 +182,18 @@ TEST_F(MicrophoneTest, HearsWhatIsPlayedFrameForFrame) {
                 << "window " << i << " of tone " << tone;
         }
     }
-    // Capture times: never back, never ahead, and as far apart as the frames between them are long, give or
-    // take the quarter of a second by which the server corrects its idea of a new null sink.
-    for (std::size_t i = 1; i < times.size(); ++i) ASSERT_GE(times[i].second, times[i - 1].second);
-    EXPECT_LE(times.back().second, clock_->bootNow());
-    EXPECT_GE(times.back().second, clock_->bootNow() - 1s);
+    // Capture times are as far apart as the frames between them are long, give or take the quarter of a
+    // second by which the server corrects its idea of a new null sink.
+    expectInOrder(heard, clock_->bootNow());
     const double apart = std::chrono::duration<double>(times.back().second - times.front().second).count();
     EXPECT_NEAR(apart, static_cast<double>(times.back().first - times.front().first) / kRate, 0.4);
+}
+
+TEST_F(MicrophoneTest, KeepsTimesInOrderWhenEstimatesOfLatencyLeap) {
+    audio_ = makePulseAudioSystem(clock_, {.source = "microphone"}, VELMOR_LEAPING_LATENCY);
+    startEngine();
+    ASSERT_TRUE(listener_.hears(24'000, kFirstFrames));
+    expectInOrder(listener_.heard(), clock_->bootNow());
 }
 
 TEST_F(MicrophoneTest, TellsOfASuspendedAMovedAndAnUnloadedSource) {
@@ -249,9 +262,19 @@ TEST_F(MicrophoneTest, LetsTheDeviceGoAtOnceOnAnyThread) {
     }).join();
     EXPECT_TRUE(gone());
     EXPECT_EQ(listener_.late(), 0U);
+    EXPECT_EQ(server_.connections(), 1U) << "kept for whoever starts again soon";
+    const auto closed = [&] {
+        for (const auto end = clock_->bootNow() + 8s; clock_->bootNow() < end;) {
+            if (server_.connections() == 0) return true;
+            std::this_thread::sleep_for(200ms);
+        }
+        return false;
+    };
+    EXPECT_TRUE(closed());
 
     // In a notification, together with the system that tells it, while the source has more to give.
     Listener second;
+    audio_->session().activate();
     engine_ = audio_->makeEngine();
     engine_->installTap(19'200, engine_->inputFormat(), second.tap());
     engine_->start();
@@ -266,6 +289,7 @@ TEST_F(MicrophoneTest, LetsTheDeviceGoAtOnceOnAnyThread) {
     server_.control({"suspend-source", "microphone", "1"});
     ASSERT_EQ(released.get_future().wait_for(2s), std::future_status::ready);
     EXPECT_TRUE(gone());
+    EXPECT_EQ(server_.connections(), 0U);
     EXPECT_EQ(second.late(), 0U);
     EXPECT_EQ(engine_, nullptr);
 }

@@ -88,13 +88,9 @@ class SoundServer {
         return text;
     }
     /// How many streams of ours record from it.
-    std::size_t recorders() const {
-        std::istringstream list(control({"list", "short", "source-outputs"}));
-        std::size_t count = 0;
-        for (std::string line; std::getline(list, line);)
-            count += line.find("float32le") != std::string::npos ? 1U : 0U;
-        return count;
-    }
+    std::size_t recorders() const { return count({"list", "short", "source-outputs"}, "float32le"); }
+    /// How many connections of ours it has.
+    std::size_t connections() const { return count({"list", "clients"}, "application.name = \"VelmorSDK\""); }
     /// Plays the sum of tones of amplitude 0.25 each into a sink, from now on.
     void play(const std::string& sink, const std::vector<double>& tones, std::chrono::seconds time) {
         constexpr int kRate = 48'000;
@@ -118,6 +114,13 @@ class SoundServer {
         FILE* const started = popen(command.c_str(), mode);
         if (started == nullptr) throw std::runtime_error(command);
         return started;
+    }
+    std::size_t count(const std::vector<std::string>& arguments, const char* mark) const {
+        std::istringstream list(control(arguments));
+        std::size_t count = 0;
+        for (std::string line; std::getline(list, line);)
+            count += line.find(mark) != std::string::npos ? 1U : 0U;
+        return count;
     }
     int end() { return script_ == nullptr ? 0 : pclose(std::exchange(script_, nullptr)); }
 
