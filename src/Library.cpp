@@ -132,7 +132,8 @@ void Library::keepWhileClosing(const std::shared_ptr<SleepTracker>& tracker) {
         std::shared_ptr<SleepTracker> done;
         const Lock lock(self->mutex_);
         auto& closing = self->slots_.closing;
-        const auto place = std::ranges::find_if(closing, [&](const auto& held) { return held.get() == address; });
+        const auto place =
+            std::ranges::find_if(closing, [&](const auto& held) { return held.get() == address; });
         if (place == closing.end()) return;
         done = std::move(*place);  // released after unlocking
         closing.erase(place);

@@ -55,8 +55,7 @@ SleepTracker::~SleepTracker() {
         auto outcomes = nights_.abandon(id != nullptr ? std::optional(*id) : std::nullopt);
         if (outcomes.empty()) return;
         platform_->mainLoop->post([delegate = delegate_, outcomes = std::move(outcomes)] {
-            for (const auto& outcome : outcomes)
-                delegate.tell([&](auto& to) { to.trackingEnded(outcome); });
+            for (const auto& outcome : outcomes) delegate.tell([&](auto& to) { to.trackingEnded(outcome); });
         });
     });
 }
@@ -152,7 +151,8 @@ void SleepTracker::started(std::uint64_t question, bool permitted) {
         write("start request can not working");
         const bool isOfThisNight = question == questions_ && openSession() == nullptr && !creating_;
         const auto state = recorder_->recordingService()->state();
-        if (isOfThisNight && !isRecording(state) && !isPaused(state)) nights_.end(Kind::permissionDenied, {}, {});
+        if (isOfThisNight && !isRecording(state) && !isPaused(state))
+            nights_.end(Kind::permissionDenied, {}, {});
         return;
     }
     log_->debugPrint("Tracking: request start");
@@ -170,7 +170,8 @@ void SleepTracker::checkStart(std::uint64_t generation) {
     if (checkAgain_) return;
     if (!isRecording(state)) return startFailed(state);
     if (creating_)
-        stoppedWhileCreating_ = false;  // the session under way serves the recording that began after the stop
+        stoppedWhileCreating_ =
+            false;  // the session under way serves the recording that began after the stop
     else if (openSession() == nullptr)
         createSession();
 }

@@ -52,6 +52,7 @@ class SleepTracker : public VelmorRecordingDelegate, public std::enable_shared_f
     TrackingStatus getTrackingStatus();
     /// Abandons the night; the status says so on return. A night that was stopped before is still closed.
     void reset();
+    const std::shared_ptr<SessionsService>& sessionService() const { return sessionService_; }
     /// On the main loop. Calls `release` when no stopped night waits for its close any more, perhaps at once.
     void whenNothingIsClosing(std::function<void()> release);
 
