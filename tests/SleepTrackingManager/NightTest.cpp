@@ -1,5 +1,6 @@
 // Nights through the public interface, on a virtual clock.
 #include "../Library/Night.hpp"
+#include "SleepTrackingManager/SleepTracker.hpp"
 
 namespace Velmor {
 namespace {
@@ -128,6 +129,74 @@ TEST_F(TrackingTest, AnalysisWithoutASessionAsksNothing) {
     executor->runUntilIdle();
     EXPECT_THAT(sent(), ElementsAre("GET ai/v1/users/u1"));
     EXPECT_THAT(lines, IsEmpty());
+}
+
+// The flag is no part of the request's body; it travels on the channel of requests.
+TEST_F(TrackingTest, ANightUnderHalfAnHourIsClosedAsInvalid) {
+    const struct {
+        seconds length;
+        bool invalid;
+    } rows[] = {
+        {minutes(29), true}, {minutes(30) - seconds(1), true}, {minutes(30), false}, {minutes(31), false}};
+    const auto log = std::make_shared<LogAPI>(platform);
+    for (const auto& row : rows) {
+        CaptureParts parts;
+        parts.convert = [](const std::string& chunk) { return chunk; };
+        const auto tracker = SleepTracker::make(platform, log, parts);
+        tracker->configure(Config("key", "u1", Url::parse(kBaseUrl)), {});
+        std::vector<SessionsService::Request::close> closes;
+        const auto watching = tracker->sessionService()->requestAction.subscribe([&](const auto& request) {
+            const auto* close = std::get_if<SessionsService::Request::close>(&request.value);
+            if (close != nullptr) closes.push_back(*close);
+        });
+        tracker->startTracking();
+        executor->advance(row.length);
+        tracker->stopTracking();
+        executor->runUntilIdle();
+        ASSERT_EQ(closes.size(), 1U);
+        EXPECT_EQ(closes[0].invalid, row.invalid) << row.length.count() << " s";
+        EXPECT_FALSE(closes[0].unexpected);
+        EXPECT_EQ(closes[0].date, clock->wallNow());
+    }
+}
+
+TEST_F(TrackingTest, TheStartCheckAndShipmentsWaitForTheBackground) {
+    const auto background = std::make_shared<Testing::ManualExecutor>(clock);
+    auto own = *platform;
+    own.background = background;
+    setPlatform(own);
+    makeManager();
+    manager->startTracking();
+    executor->advance(seconds(3));
+    EXPECT_THAT(sent(), Not(Contains("POST ai/v1/sessions")));
+    background->runUntilIdle();
+    executor->runUntilIdle();
+    EXPECT_THAT(sent(), Contains("POST ai/v1/sessions"));
+    host->acts = [this](const std::string& line) {
+        if (line != "didClose s1") return;
+        EXPECT_THAT(files->paths(), ElementsAre("/documents/VelmorSDK.log"))
+            << "told before the log is moved";
+    };
+    manager->stopTracking();
+    executor->runUntilIdle();
+    EXPECT_THAT(lines, ElementsAre("didCreate", "didClose s1", "ended: closed s1"));
+    EXPECT_TRUE(files->contents("/documents/VelmorSDK_send.log"));
+    background->runUntilIdle();
+    executor->runUntilIdle();
+    EXPECT_THAT(http->requests().back().body, HasSubstr(", sessionId:s1, userId:u1, apikey:key"));
+}
+
+TEST_F(TrackingTest, TheLogShowsTwoHundredCharactersOfAnError) {
+    const std::string detail(300, 'd');
+    answerWith = [&](const std::string& path) -> std::optional<HttpResult> {
+        if (!path.ends_with("/mel-data/0")) return {};
+        return HttpResponse{500, {}, R"({"detail":")" + detail + "\"}"};
+    };
+    begin();
+    executor->advance(seconds(29));
+    const auto whole = "httpStatus(500, " + detail + ")";
+    EXPECT_THAT(lines, ElementsAre("didFail " + whole));
+    EXPECT_THAT(logText(), HasSubstr("| E | tracking | " + whole.substr(0, 200) + "\n"));
 }
 
 }  // namespace
