@@ -10,7 +10,7 @@
 namespace Velmor {
 namespace {
 
-const Url kBase = Url::parse("https://api.test/base").value();
+const Url kBase = Url::parse("https://api.test/base");
 
 TEST(Endpoint, AnIdIsOneSegmentWhateverItHolds) {
     const std::vector<std::pair<std::string, std::string>> cases{
