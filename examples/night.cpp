@@ -42,7 +42,8 @@ int main(int argc, char** argv) {
     if (argc < 2) return std::fprintf(stderr, "usage: night API_KEY [BASE_URL]\n"), 2;
     try {
         const auto registration = std::make_shared<Registration>();
-        Velmor::initVelmorConfig(argv[1], {}, argc > 2 ? Velmor::Url::parse(argv[2]) : std::nullopt, {}, {},
+        Velmor::initVelmorConfig(argv[1], {},
+                                 argc > 2 ? std::optional(Velmor::Url::parse(argv[2])) : std::nullopt, {}, {},
                                  registration);
         const auto config = registration->joined.get_future().get();
 

@@ -81,8 +81,6 @@ void run(Input input) {
         require(target.starts_with(place.begin) && slashes == place.slashes, "another place", target);
         require(received[0].body == request.body, "another body", target);
         requireHeaders(received[0], request.headers);
-    } catch (const VelmorError& error) {
-        require(error.is<VelmorError::responseResult>(), "refused under another name", error.description());
     } catch (const PlatformError& error) {
         require(error.kind() == PlatformError::Kind::badRequest, "refused under another name", error.what());
     }

@@ -14,7 +14,7 @@ std::atomic<bool> developerMode{false};
 
 const Url& productionUrl() {
     static const Url* const url = [] {
-        auto parsed = Url::parse(BuildSettings::kApiUrl);
+        auto parsed = Url::tryParse(BuildSettings::kApiUrl);
         if (!parsed) {
             std::fprintf(stderr, "Config.cpp: the production API URL is no URL: %s\n",
                          BuildSettings::kApiUrl);

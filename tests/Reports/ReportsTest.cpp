@@ -79,7 +79,7 @@ TEST_F(ReportsTest, FailuresOfEveryKindAreVelmorErrors) {
         ElementsAre("unknown(late)", "unknown(cannot decode result: expected an object, found an array)",
                     "responseResult(ai/v1/sessions/s1)",
                     testing::StartsWith("unknown(cannot decode: not JSON at byte ")));
-    EXPECT_EQ(errorOf(reports->report("")), "responseResult(data/v3/sessions/)");
+    EXPECT_EQ(errorOf(reports->report("")), "unknown(an id is empty)");
     queries->setConfig(config(""));
     EXPECT_EQ(errorOf(reports->getAverageReport("a", "b")),
               "responseResult(data/v1/users//average-stats?start_date=a&end_date=b)");
