@@ -13,10 +13,9 @@ namespace Velmor::Fuzz {
 using Request = SessionsService::Request;
 
 // What a query sends, taken off before it leaves.
-HttpRequest sentBy(const Config& config, const std::function<void(ReportQueries&)>& ask) {
+HttpRequest sentBy(const std::function<void(ReportQueries&)>& ask) {
     const World world;
     const auto queries = ReportQueries::make(world.platform, std::make_shared<LogAPI>(world.platform));
-    queries->setConfig(config);
     ask(*queries);
     if (world.http->requestCount() == 0) throw PlatformError(PlatformError::Kind::badRequest, "refused");
     return world.http->requests().front();
@@ -43,10 +42,10 @@ HttpRequest make(Input& input, Place& place) {
             return SessionCalls::httpRequest(mel, device);
         case 2:
             place = {"/base/data/v1/sessions?date_gte=", 4};
-            return sentBy(config, [&](auto& queries) { queries.reports(first, second, {}, 0, 20); });
+            return sentBy([&](auto& queries) { queries.reports(config, first, second, {}, 0, 20); });
         default:
             place = {"/base/data/v1/users/", 6};
-            return sentBy(config, [&](auto& queries) { queries.getAverageReport(first, second); });
+            return sentBy([&](auto& queries) { queries.getAverageReport(config, first, second); });
     }
 }
 

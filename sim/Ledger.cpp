@@ -104,6 +104,7 @@ void Ledger::logLine(std::string_view line) {
 }
 
 void Ledger::checkLogText(std::string_view text, std::string_view end) {
+    if (tornLine_) return;
     while (!text.empty()) {
         const auto length = text.find(end);
         const auto line = text.substr(0, length);

@@ -45,6 +45,7 @@ class Ledger {
     /// What is in a log file, or was shipped with `end` for the end of a line.
     void checkLogText(std::string_view text, std::string_view end);
     void logLineUnseen() { ++unseenLines_; }
+    void logLineTorn() { tornLine_ = true; }  ///< a write broke off: what is there of the line stays
     void converted() { ++converted_; }
     void takenElsewhere() { ++ended_; }  ///< by a recorder's own host
     void conversionFailed() { ++conversionFailures_; }
@@ -105,6 +106,7 @@ class Ledger {
     std::multiset<std::int64_t> waiting_;     // handed over and not sent
 
     std::size_t converted_ = 0, handedOver_ = 0, ended_ = 0, stoppedLines_ = 0, publisherLines_ = 0;
+    bool tornLine_ = false;
     std::size_t conversionFailures_ = 0, convertLines_ = 0, unseenLines_ = 0;
     std::size_t failuresHeard_ = 0, failureLines_ = 0, recorderFailures_ = 0;
     std::size_t lastWords_ = 0;  // failures of a manager that goes, of which the host may or may not hear

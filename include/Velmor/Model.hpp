@@ -14,7 +14,6 @@
 #include <vector>
 
 #include <Velmor/Export.hpp>
-#include <Velmor/Platform/Clock.hpp>
 
 namespace Velmor::Model {
 
@@ -63,7 +62,10 @@ VELMOR_API std::optional<OrderBy> fromRawValue(std::string_view text);
 using Int = std::int64_t;
 using Float = float;
 using String = std::string;
-using Date = WallTime;
+/// A point in time to the microsecond, UTC without leap seconds; what the service wrote finer is dropped.
+/// Holds every date of the years 0 to 9999, which a WallTime, whose nanoseconds end in 2262, does not:
+/// services mark "never" by year 1 or 9999.
+using Date = std::chrono::sys_time<std::chrono::microseconds>;
 /// A calendar day, as the midnight UTC at which it begins.
 using Day = std::chrono::sys_days;
 template <class T>

@@ -18,7 +18,8 @@ namespace Velmor {
 class ReportQueries;
 
 /// Each query comes in two forms: one returns an `Async`, the other calls a completion block. Both return at
-/// once; several queries may be under way, and end in any order. Operations may be called on any thread.
+/// once; several queries may be under way, and end in any order. A query keeps to the configuration of the
+/// moment at which it is made. Operations may be called on any thread.
 ///
 /// A completion block is called exactly once, on a thread of the library's, with a result or an error, never
 /// both; its exceptions are logged and dropped. Queries that are under way when the object is released end

@@ -75,7 +75,7 @@ void decode(const Json& json, const JsonPath& path, std::string& out) {
     out = detail::textOf(json, path);
 }
 
-void decode(const Json& json, const JsonPath& path, WallTime& out) {
+void decode(const Json& json, const JsonPath& path, Model::Date& out) {
     const auto& text = detail::textOf(json, path);
     const auto time = Iso8601::parse(text);
     if (!time) path.fail(joined({"is no date: ", quoted(text)}));

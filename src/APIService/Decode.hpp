@@ -16,7 +16,6 @@
 
 #include <Velmor/Error.hpp>
 #include <Velmor/Model.hpp>
-#include <Velmor/Platform/Clock.hpp>
 
 namespace Velmor {
 
@@ -57,7 +56,7 @@ constexpr std::size_t fieldCount() {
 void decode(const Json& json, const JsonPath& path, std::int64_t& out);
 void decode(const Json& json, const JsonPath& path, float& out);
 void decode(const Json& json, const JsonPath& path, std::string& out);
-void decode(const Json& json, const JsonPath& path, WallTime& out);
+void decode(const Json& json, const JsonPath& path, Model::Date& out);
 void decode(const Json& json, const JsonPath& path, std::chrono::sys_days& out);
 template <class T>
 void decode(const Json& json, const JsonPath& path, std::vector<T>& out);
