@@ -33,6 +33,10 @@ class Night::Host : public VelmorSleepTrackingManagerDelegate {
     }
     void micPermissionWasDenied() override { night_.heard("micPermissionWasDenied"); }
     void analysing(const Model::Session&) override { night_.heard("analysing"); }
+    void trackingEnded(const TrackingOutcome&) override {
+        night_.ledger.heardEnd(owner_);
+        night_.heard("trackingEnded");
+    }
 
   private:
     void trouble(const char* what) {

@@ -99,7 +99,7 @@ void Ledger::logLine(std::string_view line) {
     if (line.starts_with("E | recording | convert ERROR")) ++convertLines_;
     if (line.find("chunk dropped") != line.npos) disturbed(0s);
     if (line.starts_with("E | tracking | ") && !line.starts_with("E | tracking | request failed") &&
-        !line.starts_with("E | tracking | delegate:"))
+        !line.starts_with("E | tracking | delegate:") && !line.starts_with("E | tracking | cause: "))
         ++(abandoned_.empty() ? failureLines_ : lastWords_);
 }
 
@@ -137,9 +137,13 @@ void Ledger::sentLifecycle(const Sent& sent) {
         broken("uploads out of order or twice: " + std::to_string(sent.sequence));
     session.last = sent.sequence;
     if (numbersAreMixed_) return;
-    const auto handed = waiting_.find(sent.sequence);
-    if (handed == waiting_.end()) return broken("an upload of what was not handed over");
-    waiting_.erase(handed);
+    for (auto* place : {&waiting_, &excused_}) {
+        const auto handed = place->find(sent.sequence);
+        if (handed == place->end()) continue;
+        place->erase(handed);
+        return;
+    }
+    broken("an upload of what was not handed over");
 }
 
 void Ledger::answered(std::uint64_t flight, bool accepted) {
@@ -184,6 +188,19 @@ void Ledger::heardFailure(const std::string& owner, std::string_view description
     failures.pop_front();
 }
 
+void Ledger::askedToStart(const std::string& owner) {
+    auto& ends = ends_[owner];
+    ends.due = ends.fresh = true;
+    unsettled_ = true;
+}
+
+void Ledger::heardEnd(const std::string& owner) {
+    auto& ends = ends_[owner];
+    if (!ends.due && !ends.maybe) broken("a final word without a start");
+    ends.maybe = ends.fresh;
+    ends.due = false;
+}
+
 void Ledger::disturbed(nanoseconds length) {
     disturbedUntil_ = std::max(disturbedUntil_, now() + length);
 }
@@ -202,8 +219,9 @@ void Ledger::settle() {
             broken("an answer that the host has not heard of");
         instant = {};  // of an abandoned night each chunk has its line
     }
-    if (!abandoned_.empty()) waiting_.clear();
+    if (!abandoned_.empty()) excused_.merge(waiting_);
     abandoned_.clear();
+    for (auto& [owner, ends] : ends_) ends.fresh = false;
     if (waiting_.empty() || numbersAreMixed_) return;
     for (const auto& [number, flight] : flights_)
         if (isLifecycle(flight.call)) return;
@@ -219,6 +237,8 @@ void Ledger::finish() {
     differ("chunks converted, chunks accounted for", converted_, ended_ + stoppedLines_ + publisherLines_);
     differ("conversions failed, lines of them", conversionFailures_, convertLines_);
     if (deaf_.empty()) differ("failures told, lines of them", failuresHeard_, failureLines_, lastWords_);
+    for (const auto& [owner, ends] : ends_)
+        if (ends.due && !deaf_.contains(owner)) broken("the end of a night was not told to " + owner);
     if (!flights_.empty()) broken("requests in flight after the night");
 }
 

@@ -56,6 +56,9 @@ class Ledger {
 
     void heardUpload(const std::string& owner, std::int64_t sequence);
     void heardFailure(const std::string& owner, std::string_view description);
+    /// Every start leads to one final word; a start while a night is under way shares that night's.
+    void askedToStart(const std::string& owner);
+    void heardEnd(const std::string& owner);
 
     // What the host and the faults did.
     void disturbed(std::chrono::nanoseconds length);  ///< from now on, numbers may be missing
@@ -88,6 +91,12 @@ class Ledger {
         std::deque<bool> failures;  // whether of an upload
     };
 
+    struct Ends {
+        bool due = false;    // a start whose night's end is yet to be told
+        bool maybe = false;  // likewise, if the start was not taken before the last end
+        bool fresh = false;  // the last start may not have been taken yet
+    };
+
     std::chrono::nanoseconds now() const { return clock_->bootNow().time_since_epoch(); }
     void handedOver(std::int64_t sequence);
     void checkNumber(std::int64_t sequence);
@@ -104,6 +113,8 @@ class Ledger {
     std::map<std::string, Instant> instants_;
     std::set<std::string> abandoned_, deaf_;  // abandoned_: since the last settling
     std::multiset<std::int64_t> waiting_;     // handed over and not sent
+    std::multiset<std::int64_t> excused_;     // likewise, of abandoned nights: sent only if they were stopped
+    std::map<std::string, Ends> ends_;
 
     std::size_t converted_ = 0, handedOver_ = 0, ended_ = 0, stoppedLines_ = 0, publisherLines_ = 0;
     bool tornLine_ = false;

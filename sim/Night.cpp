@@ -220,6 +220,7 @@ void Night::checkReleased() {
     former_.clear();
     beside_.reset();
     host_.reset();
+    formerHosts_.clear();
     checkMicrophoneGone("after its owner went");
     if (managers_ == 1 && recordersBeside_ == 0 && microphone->mostTaps() > 1)
         ledger.broken("two taps at once");

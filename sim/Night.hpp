@@ -121,6 +121,7 @@ class Night {
     int troubled_ = 0;  // glances since something went wrong, from 1
     std::string owner_;
     std::shared_ptr<Host> host_;
+    std::vector<std::shared_ptr<Host>> formerHosts_;
     std::shared_ptr<SleepTrackingManager> manager_;
     std::vector<std::pair<std::shared_ptr<SleepTrackingManager>, std::shared_ptr<Host>>> former_;
     std::shared_ptr<Chunks> beside_;

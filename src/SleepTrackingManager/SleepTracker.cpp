@@ -217,16 +217,21 @@ bool SleepTracker::closeNight(bool invalid) {
         return id != nullptr || creating_;
     }
     log_->debugPrint("Tracking: request stop");
-    nights_.stop(*id);
     // Behind the chunks that were finished but not handed over yet: close is the last request of a session.
     onMainLoop(&SleepTracker::sendClose, std::string(*id), invalid);
+    nights_.stop(*id);
     return true;
 }
 
 void SleepTracker::sendClose(std::string sessionId, bool invalid) {
     if (!nights_.sendClose(sessionId)) return;  // the server gave the session up meanwhile
-    sessionService_->requestAction.send(
-        {Request::close{*config_, std::move(sessionId), platform_->clock->wallNow(), false, invalid}});
+    try {
+        sessionService_->requestAction.send(
+            {Request::close{*config_, sessionId, platform_->clock->wallNow(), false, invalid}});
+    } catch (...) {  // no memory for the request
+        nights_.unstop(sessionId);
+        throw;
+    }
 }
 
 bool SleepTracker::isInvalid() const {

@@ -17,8 +17,9 @@ void StartedNights::end(Kind kind, std::optional<std::string> sessionId, std::op
 }
 
 void StartedNights::stop(const std::string& sessionId) {
+    stopped_.push_back({sessionId, recorderError_});
+    recorderError_.reset();
     underWay_ = false;
-    stopped_.push_back({sessionId, std::exchange(recorderError_, {})});
 }
 
 bool StartedNights::sendClose(const std::string& sessionId) {
@@ -26,6 +27,13 @@ bool StartedNights::sendClose(const std::string& sessionId) {
     if (night == stopped_.end()) return false;
     night->closeSent = true;
     return true;
+}
+
+void StartedNights::unstop(const std::string& sessionId) noexcept {
+    const auto night = std::ranges::find(stopped_, sessionId, &Stopped::sessionId);
+    if (night == stopped_.end()) return;
+    stopped_.erase(night);
+    underWay_ = true;
 }
 
 void StartedNights::closed(const std::string& sessionId) {

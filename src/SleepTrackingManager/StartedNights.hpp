@@ -36,6 +36,8 @@ class StartedNights {
     bool areWaiting() const { return !stopped_.empty(); }
     /// The close is about to be sent. False when the night ended meanwhile.
     bool sendClose(const std::string& sessionId);
+    /// The close could not be sent: the night is under way again, so that its host may stop it again.
+    void unstop(const std::string& sessionId) noexcept;
     void closed(const std::string& sessionId);
     /// The close that was sent first failed: closes are answered in the order in which they were sent.
     void closeFailed(const VelmorError& error);
