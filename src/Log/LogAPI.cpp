@@ -118,6 +118,11 @@ std::uint64_t LogAPI::logFileSize() const {
     return platform_->files->size(document(kLogFileName)).value_or(0);
 }
 
+void LogAPI::setConfig(Config config) {
+    const Lock lock(queue_);
+    config_ = std::move(config);
+}
+
 void LogAPI::uploadLog(std::optional<Config> config, std::optional<std::string> sessionId) {
     contain(
         [&] {
@@ -126,6 +131,7 @@ void LogAPI::uploadLog(std::optional<Config> config, std::optional<std::string> 
                 const Lock lock(queue_);
                 if (!moveToSendFile(failure)) return;
                 message = readFile(kLogSendFileName);
+                if (!config) config = config_;
             }
             if (!failure.empty()) console(joined({"Failed to paste file. ", failure}));
             if (ship_) ship_({std::move(config), std::move(sessionId), std::move(message)});

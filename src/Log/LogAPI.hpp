@@ -64,6 +64,10 @@ class LogAPI {
     /// Who carries shipments; to be set before the first `uploadLog`.
     void setShip(Ship ship) { ship_ = std::move(ship); }
 
+    /// The configuration of shipments whose caller gives none: that of the last user who joined. None at
+    /// first. Any thread.
+    void setConfig(Config config);
+
     /// Moves the log file's text behind whatever waits in the send file and hands the whole to the shipper:
     /// one attempt for each text, so that a diagnostic aid never piles up on the device. Nothing happens
     /// without a log file.
@@ -90,6 +94,7 @@ class LogAPI {
     /// Whether the log file is known to end with a line: not after a process before this one may have died in
     /// a write, nor after a write that failed half way. A torn line is then closed before the next.
     bool endsWhole_ VELMOR_GUARDED_BY(queue_) = false;
+    std::optional<Config> config_ VELMOR_GUARDED_BY(queue_);
     Ship ship_;  // constant after set-up
 };
 

@@ -175,28 +175,25 @@ using RecordFor = typename Answer<std::remove_cvref_t<R>>::Record;
 
 /// Failures of opening and closing a session reach the application under a name of their own.
 template <class NetworkFail>
-VelmorError networkFail(const VelmorError& cause) {
-    if (const auto* http = cause.as<VelmorError::httpStatus>()) return NetworkFail{http->code, http->message};
-    if (cause.is<VelmorError::unknown>()) return NetworkFail{kNoErrorCode, ""};
-    return cause;
+VelmorError networkFail(const VelmorError& error) {
+    if (const auto* http = error.as<VelmorError::httpStatus>()) return NetworkFail{http->code, http->message};
+    if (const auto* other = error.as<VelmorError::unknown>())
+        return NetworkFail{kNoErrorCode, "", other->systemError};
+    return error;
 }
 
-State stateOfFailure(const Request& request, const std::exception_ptr& error) {
-    // Never as it came: a report that is asked for too early answers 404, which must not look like the end of
-    // a night that is being tracked.
-    if (std::holds_alternative<Request::analysis>(request.value))
-        return {State::error{VelmorError::unknown{error}, {}}};
-    const auto cause = VelmorError::from(error);
+State stateOfFailure(const Request& request, const std::exception_ptr& failure) {
+    const auto error = VelmorError::from(failure);
     if (std::holds_alternative<Request::create>(request.value))
-        return {State::error{networkFail<VelmorError::startTrackingNetworkFail>(cause), {}}};
+        return {State::error{networkFail<VelmorError::startTrackingNetworkFail>(error), {}}};
     if (std::holds_alternative<Request::close>(request.value))
-        return {State::error{networkFail<VelmorError::stopTrackingNetworkFail>(cause), {}}};
+        return {State::error{networkFail<VelmorError::stopTrackingNetworkFail>(error), {}}};
     // 403 and 404 say that the service takes nothing more for this session.
     const auto* upload = std::get_if<Request::mel>(&request.value);
-    const auto* http = cause.as<VelmorError::httpStatus>();
+    const auto* http = error.as<VelmorError::httpStatus>();
     if (upload && http && (http->code == 403 || http->code == 404))
-        return {State::error{cause, upload->sessionId}};
-    return {State::error{cause, {}}};
+        return {State::error{error, upload->sessionId}};
+    return {State::error{error, {}}};
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include "../World.hpp"
 #include "Library.hpp"
 #include "Log/LogAPI.hpp"
-#include "Log/LogConfig.hpp"
 
 #include <functional>
 #include <gmock/gmock.h>
@@ -212,14 +211,20 @@ TEST_F(LogApiTest, ShipmentGoesOnWhateverFileOperationFails) {
     }
 }
 
-TEST(LogConfig, TheConfigurationConstructedLastIsTheLogs) {
-    setLogConfig({});
-    const Config first("key", "one", Url::parse("http://localhost"));
-    const Config second = first.withUserId("two");
-    const std::vector<Config> copies(2, first);
-    EXPECT_EQ(copies.back(), first);
-    EXPECT_EQ(logConfig(), second) << "copying is not constructing";
-    setLogConfig({});
+TEST_F(LogApiTest, ShipmentsWithoutAConfigurationCarryTheLogsOwn) {
+    const Config own("key", "own", Url::parse("http://localhost"));
+    const Config given("key", "given", Url::parse("http://localhost"));
+    for (const auto& config : {std::optional<Config>(), std::optional(given)}) {
+        files->put(kLive, "text\n");
+        log->uploadLog(config, {});
+        log->setConfig(own);
+    }
+    files->put(kLive, "text\n");
+    log->uploadLog({}, {});
+    ASSERT_EQ(shipped.size(), 3U);
+    EXPECT_EQ(shipped[0].config, std::nullopt);
+    EXPECT_EQ(shipped[1].config, given);
+    EXPECT_EQ(shipped[2].config, own);
 }
 
 }  // namespace

@@ -41,7 +41,7 @@ TEST_F(SessionQueueTest, OtherRequestsDoNotWaitForTheQueue) {
     send(Request::analysis{config(), "s1"});
     executor->runUntilIdle();
     EXPECT_THAT(sent(), ElementsAre("POST ai/v1/sessions/s1/mel-data/1", "GET data/v3/sessions/s1"));
-    EXPECT_THAT(states, ElementsAre("error unknown(httpStatus(404, ))"));
+    EXPECT_THAT(states, ElementsAre("error httpStatus(404, )"));
 }
 
 // The queue is empty for a moment between the last state and what its observer asks for.

@@ -96,13 +96,14 @@ TEST_F(SessionRequestsTest, FailuresAreNamedByWhatWasAsked) {
     const std::vector<FailureCase> cases{
         {create(), refusal(403), "error startTrackingNetworkFail(403, no)"},
         {create(), empty, "error responseResult(ai/v1/sessions)"},
-        {create(), lost, "error startTrackingNetworkFail(-9999, )"},
-        {create(), garbage, "error startTrackingNetworkFail(-9999, )"},
+        {create(), lost, "error startTrackingNetworkFail(-9999, ) because of late"},
+        {create(), garbage,
+         "error startTrackingNetworkFail(-9999, ) because of cannot decode: not JSON at byte 1"},
         {Request::create{notUtf8, start, SessionsService::DataType::mel}, empty,
-         "error startTrackingNetworkFail(-9999, )"},
+         "error startTrackingNetworkFail(-9999, ) because of a text to be sent is not UTF-8"},
         {close(), refusal(404), "error stopTrackingNetworkFail(404, no)"},
-        {close(""), empty, "error stopTrackingNetworkFail(-9999, )"},
-        {close(), lost, "error stopTrackingNetworkFail(-9999, )"},
+        {close(""), empty, "error stopTrackingNetworkFail(-9999, ) because of an id is empty"},
+        {close(), lost, "error stopTrackingNetworkFail(-9999, ) because of late"},
         {mel(1), refusal(403), "error httpStatus(403, no) closed s1"},
         {mel(1), refusal(404), "error httpStatus(404, no) closed s1"},
         {mel(1), refusal(500), "error httpStatus(500, no)"},
@@ -115,8 +116,8 @@ TEST_F(SessionRequestsTest, FailuresAreNamedByWhatWasAsked) {
         {leave, refusal(404), "error httpStatus(404, no)"},
         {Request::userDelete{config("a\nb")}, empty,
          "error unknown(an id holds a control character: byte 2 is 10)"},
-        {analysis, refusal(404), "error unknown(httpStatus(404, no))"},
-        {analysis, empty, "error unknown(responseResult(data/v3/sessions/s1))"},
+        {analysis, refusal(404), "error httpStatus(404, no)"},
+        {analysis, empty, "error responseResult(data/v3/sessions/s1)"},
         {analysis, lost, "error unknown(late)"}};
     for (const auto& [request, answer, state] : cases) {
         http->setHandler([&answer = answer](const HttpRequest&) { return answer; });
