@@ -12,6 +12,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include <Velmor/Error.hpp>
@@ -142,11 +143,19 @@ std::shared_ptr<const void> decodeRecord(const Json& json, const JsonPath& path)
 }
 
 /// The envelope around every answer.
-struct Envelope {
-    std::shared_ptr<const void> result;  ///< what `decodeResult` made of it; null when there is none
-    std::optional<std::string> detail;   ///< the service's message
+template <class T>
+struct APIResponse {
+    std::shared_ptr<const T> result;    ///< null when there is none
+    std::optional<std::string> detail;  ///< the service's message
 };
 
-Envelope decodeEnvelope(std::string_view body, RecordDecoder decodeResult);
+/// With a record of a type that the caller knows.
+APIResponse<void> decodeResponse(std::string_view body, RecordDecoder decodeResult);
+
+template <Record T>
+APIResponse<T> decodeResponse(std::string_view body) {
+    auto response = decodeResponse(body, decodeRecord<T>);
+    return {std::static_pointer_cast<const T>(std::move(response.result)), std::move(response.detail)};
+}
 
 }  // namespace Velmor

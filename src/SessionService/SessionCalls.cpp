@@ -1,7 +1,8 @@
 #include "SessionService/SessionCalls.hpp"
 
-#include "APIService/Iso8601.hpp"
+#include "APIService/Encode.hpp"
 #include "APIService/MultipartFormDataRequest.hpp"
+#include "APIService/RequestRecords.hpp"
 #include "APIService/Requests.hpp"
 #include "Runtime/Text.hpp"
 
@@ -61,7 +62,7 @@ struct Call {
 
 Call callOf(const Request::userJoin& request) {
     if (request.userId) return {"GET", user(*request.userId), {}};
-    return {"POST", Endpoint(kUsers), Json::Object{}};
+    return {"POST", Endpoint(kUsers), encode(Model::Request::User{})};
 }
 
 Call callOf(const Request::userDelete& request) {
@@ -70,19 +71,17 @@ Call callOf(const Request::userDelete& request) {
 
 Call callOf(const Request::create& request) {
     const auto& config = request.config;
-    Json callbackUrl;
-    Json callbackVersion;
+    Model::Request::CreateSession body{.service = config.service(),
+                                       .uploadDataType = std::string(rawValue(request.dataType)),
+                                       .sessionStartTime = request.date,
+                                       .forceCreate = true,
+                                       .callback_url = {},
+                                       .callback_version = {}};
     if (config.callbackUrl()) {
-        callbackUrl = config.callbackUrl()->absoluteString();
-        callbackVersion = "V2";
+        body.callback_url = config.callbackUrl()->absoluteString();
+        body.callback_version = "V2";
     }
-    return {"POST", Endpoint(kSessions),
-            Json::object("service", config.service(),                                  //
-                         "upload_data_type", std::string(rawValue(request.dataType)),  //
-                         "session_start_time", Iso8601::format(request.date),          //
-                         "force_create", true,                                         //
-                         "callback_url", std::move(callbackUrl),                       //
-                         "callback_version", std::move(callbackVersion))};
+    return {"POST", Endpoint(kSessions), encode(std::move(body))};
 }
 
 Call callOf(const Request::mel& request) {
@@ -92,9 +91,8 @@ Call callOf(const Request::mel& request) {
 }
 
 Call callOf(const Request::close& request) {
-    return {
-        "POST", session(request.sessionId).text("/close"),
-        Json::object("session_end_time", Iso8601::format(request.date), "unexpected", request.unexpected)};
+    return {"POST", session(request.sessionId).text("/close"),
+            encode(Model::Request::CloseSession{request.date, request.unexpected})};
 }
 
 Call callOf(const Request::analysis& request) {
@@ -212,7 +210,10 @@ HttpRequest httpRequest(Request& request, const Device& device) {
     auto* upload = std::get_if<Request::mel>(&request.value);
     if (!upload) return http;
     MultipartFormDataRequest form(http.url, device);
-    form.addFile("melspectrogram", "melspectrogram.npy", std::exchange(upload->data, {}), "");
+    const Model::Request::UploadData body{std::exchange(upload->data, {})};
+    Model::Request::UploadData::eachField([&](const char* name, auto member) {
+        form.addFile(name, joined({name, ".npy"}), body.*member, "");
+    });
     return form.makeRequest(std::move(http));
 }
 

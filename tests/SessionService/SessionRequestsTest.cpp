@@ -64,6 +64,15 @@ TEST_F(SessionRequestsTest, EveryRequestIsOneCallOneLineAndOneState) {
         debugLines.clear();
         states.clear();
     }
+    http->enqueueStatus(204);
+    send(mel(7));
+    executor->runUntilIdle();
+    EXPECT_EQ(sent().back(), "POST ai/v1/sessions/s1/mel-data/7");
+    EXPECT_THAT(http->requests().back().body,
+                testing::HasSubstr("form-data; name=\"melspectrogram\"; filename=\"melspectrogram.npy\"\r\n"
+                                   "Content-Type: \r\n\r\nbytes\r\n--"));
+    EXPECT_THAT(debugLines, ElementsAre("API: session id is s1 - upload, sequence is 7"));
+    EXPECT_THAT(states, ElementsAre("upload s1 7"));
 }
 
 struct FailureCase {
