@@ -4,6 +4,7 @@ include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)  # so that programs are linked as they are compiled, to run anywhere
 
 option(VELMOR_HARDEN "Harden as a release is hardened; needs optimisation" OFF)
+option(VELMOR_SHARED_CORE "Link velmor_core once, as a library that all tests load, not into each of them" OFF)
 set(VELMOR_SANITIZE "" CACHE STRING "Sanitizers for every target, as -fsanitize= takes them")
 # For sources that only compute, on arrays of one caller, who is watched: under the thread sanitizer they would take most of
 # every test.
@@ -42,9 +43,10 @@ function(velmor_target name)
     target_compile_features(${name} PUBLIC cxx_std_20)
     set_target_properties(${name} PROPERTIES
         CXX_EXTENSIONS OFF
-        CXX_VISIBILITY_PRESET hidden
-        VISIBILITY_INLINES_HIDDEN ON
         POSITION_INDEPENDENT_CODE ON)
+    if(NOT VELMOR_SHARED_CORE)
+        set_target_properties(${name} PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+    endif()
     target_compile_options(${name} PRIVATE
         -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
         -Wold-style-cast -Wcast-qual -Wformat=2 -Wundef
