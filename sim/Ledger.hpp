@@ -47,6 +47,8 @@ class Ledger {
     void logLineUnseen() { ++unseenLines_; }
     void logLineTorn() { tornLine_ = true; }  ///< a write broke off: what is there of the line stays
     void converted() { ++converted_; }
+    /// A chunk was finished, whatever becomes of it, or frames could not be had for a while.
+    void soundCounted() { soundAt_ = now(); }
     void takenElsewhere() { ++ended_; }  ///< by a recorder's own host
     void conversionFailed() { ++conversionFailures_; }
 
@@ -66,11 +68,14 @@ class Ledger {
     void abandoned(const std::string& owner);         ///< its night, or its manager
     void deafened(const std::string& owner) { deaf_.insert(owner); }
     void recordingReleased() { first_.reset(); }
+    bool isOver() const { return over_; }  ///< the recording ended by itself after 24 hours
     void twoManagers() { numbersAreMixed_ = true; }
 
     /// Everything that was due at this instant has run.
     void settle();
     void checkProgress();
+    /// At each instant: whether an engine that is started now would get frames, and their chunks be written.
+    void checkSound(bool available);
     void finish();
 
     std::size_t inFlight() const { return flights_.size(); }
@@ -123,9 +128,10 @@ class Ledger {
     std::size_t lastWords_ = 0;  // failures of a manager that goes, of which the host may or may not hear
 
     bool unsettled_ = false, recorderMayFail_ = false, numbersAreMixed_ = false, interrupted_ = false;
+    bool over_ = false;
     std::optional<std::chrono::nanoseconds> first_;  // of the recording
     std::optional<std::int64_t> last_;
-    std::chrono::nanoseconds lastAt_{0}, disturbedUntil_{-1}, lastUpload_{0};
+    std::chrono::nanoseconds lastAt_{0}, disturbedUntil_{-1}, lastUpload_{0}, soundAt_{0};
 };
 
 }  // namespace Velmor::Nights

@@ -9,6 +9,7 @@
 #include "Recorder/FileChunkStore.hpp"
 
 #include <algorithm>
+#include <set>
 #include <stdexcept>
 
 namespace Velmor::Nights {
@@ -87,6 +88,7 @@ void Night::install() {
 }
 
 std::string Night::convert(const std::string& path) {
+    ledger.soundCounted();
     try {
         if (conversionsToFail_ > 0 && conversionsToFail_-- > 0) throw std::runtime_error("simulated");
         const auto bytes = files->size(path);
@@ -138,6 +140,11 @@ void Night::stall(milliseconds length) {
 
 void Night::suspend(milliseconds length) {
     clock->advance(length);
+    ledger.soundCounted();
+}
+
+void Night::failFiles(milliseconds length) {
+    filesFailUntil_ = std::max(filesFailUntil_, clock->bootNow() + length);
 }
 
 void Night::endFileFault() {
@@ -163,6 +170,8 @@ bool Night::step(BootTime end) {
     while (audio->runUntilIdle() + (stalled ? 0 : loop->runUntilIdle()) > 0) {
     }
     if (!stalled) ledger.settle();
+    ledger.checkSound(!stalled && clock->bootNow() >= filesFailUntil_ && microphone->isAvailable());
+    checkCalls();
     while (!agenda_.empty() && agenda_.begin()->first <= clock->bootNow())
         agenda_.extract(agenda_.begin()).mapped()();
     return true;
@@ -193,6 +202,24 @@ void Night::end() {
     runFor(31s);  // an answer that nobody waits for any more still takes its time, 30 s at most
     checkReleased();
     ledger.finish();
+}
+
+// Nothing but what a recording needs may be asked of the microphone, and nothing that it refuses.
+void Night::checkCalls() {
+    static const std::set<std::string> kUsual{"configure 48000 mixing speaker built-in",
+                                              "activate",
+                                              "make engine",
+                                              "attach mixer 0",
+                                              "start",
+                                              "install tap 19200 48000x1",
+                                              "remove tap",
+                                              "detach mixer",
+                                              "pause",
+                                              "stop",
+                                              "release"};
+    for (const auto& call : microphone->takeCalls())
+        if (!kUsual.contains(call)) ledger.broken("asked of the microphone: " + call);
+    for (const auto& refusal : microphone->refusals()) ledger.broken("refused by the microphone: " + refusal);
 }
 
 void Night::checkMicrophoneGone(const char* when) {

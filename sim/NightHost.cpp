@@ -169,17 +169,18 @@ void Night::heard(const std::string& what) {
     action.run(*this);
 }
 
-// What a sensible application does: a night without a session is started again, one in trouble is resumed,
-// and when that does not help, stopped.
+// What a sensible application does: a night without a session is started again unless it has had its 24
+// hours, one in trouble is resumed, and when that does not help, stopped.
 void Night::lookAfter() {
     ledger.checkProgress();
     if (!manager_ || !host_) replaceManager(false);
-    if (!manager_->getTrackingStatus().sessionId)
-        start();
-    else if (troubled_ > 1)
+    if (!manager_->getTrackingStatus().sessionId) {
+        if (!ledger.isOver()) start();
+    } else if (troubled_ > 1) {
         stop();
-    else if (troubled_ == 1)
+    } else if (troubled_ == 1) {
         resume();
+    }
     if (troubled_ > 0) ++troubled_;
     later(kGlance, [this] { lookAfter(); });
 }
