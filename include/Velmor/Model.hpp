@@ -289,14 +289,15 @@ VELMOR_RECORD(AverageReport)
 #undef VELMOR_FIELDS
 
 #define VELMOR_FIELDS(field)                              \
-    field(String, sessionId)                              \
-    field(String, inferenceType)                          \
-    field(String, service)                                \
-    field(String, state)                                  \
-    field(Date, startTime)                                \
+    field(Optional<String>, sessionId)                    \
+    field(Optional<String>, inferenceType)                \
+    field(Optional<String>, service)                      \
+    field(Optional<String>, state)                        \
+    field(Optional<Date>, startTime)                      \
     field(Optional<Date>, endTime)                        \
     field(Optional<Date>, completeTime)
-/// A user's last session. Kind and state stay the service's own words.
+/// A user's last session. Kind and state stay the service's own words. Nothing in it is needed to join, so
+/// everything may be missing.
 VELMOR_RECORD(SessionInfo)
 #undef VELMOR_FIELDS
 

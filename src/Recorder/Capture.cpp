@@ -123,6 +123,11 @@ void RecordingService::Capture::handle(const State& state) {
         if (state.is<State::error>()) throw;
         owner_.stateSender.send({State::error{VelmorError::unknown{std::current_exception()}}});
     }
+    updateRecording();
+}
+
+void RecordingService::Capture::updateRecording() noexcept {
+    owner_.recording_ = cutter_ && !interruptStartTime_ && !stalled_ && engine_.isRunning();
 }
 
 void RecordingService::Capture::entered(const State::started& state) {
@@ -245,6 +250,7 @@ void RecordingService::Capture::runEngine() {
     }
     torn_ = std::exchange(begun_, true);
     if (!stalled_) watchAfter(kLongestSilence);
+    updateRecording();
 }
 
 bool RecordingService::Capture::formatFits() {
@@ -266,6 +272,7 @@ void RecordingService::Capture::letGo(bool telling) {
     endObserving();
     removeChunkFiles(telling);
     queue_.reset();
+    updateRecording();
 }
 
 void RecordingService::Capture::failed(const std::exception_ptr& error) {

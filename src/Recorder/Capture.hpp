@@ -95,6 +95,9 @@ class RecordingService::Capture {
     void awaitFrames();
     void restart();
 
+    /// To be called when one of the conditions has changed.
+    void updateRecording() noexcept;
+
     void logState(std::string_view text) noexcept;
     void logError(Pieces text) noexcept;
     void removeChunkFiles(bool telling);

@@ -153,6 +153,7 @@ void RecordingService::Capture::awaitFrames() {
     stalled_ = true;
     pause_ = kShortestPause;
     watchAfter(pause_);
+    updateRecording();
 }
 
 // An engine that stands still although nobody interrupted it is started again.

@@ -112,7 +112,8 @@ TrackingStatus SleepTracker::getTrackingStatus() {
     TrackingStatus status;
     {
         const Lock lock(statusMutex_);
-        status = status_;
+        status.sessionId = sessionId_;
+        status.recording = resets_ == 0 && recorder_->recordingService()->isRecording();
     }
     log_->debugPrint({"Tracking: sessionId = ", status.sessionId.value_or("null")});
     return status;
@@ -122,7 +123,7 @@ void SleepTracker::reset() {
     {
         const Lock lock(statusMutex_);
         ++resets_;
-        status_ = {};
+        sessionId_.reset();
     }
     onMainLoop(&SleepTracker::abandon);
 }
@@ -341,7 +342,7 @@ void SleepTracker::setState(State state) {
     const auto* open = openSession();
     {
         const Lock lock(statusMutex_);
-        status_.sessionId = open != nullptr && resets_ == 0 ? std::optional(*open) : std::nullopt;
+        sessionId_ = open != nullptr && resets_ == 0 ? std::optional(*open) : std::nullopt;
     }
     if (const auto* close = std::get_if<State::close>(&state_.value)) {
         const auto id = close->sesssionId;  // the delegate may change the state

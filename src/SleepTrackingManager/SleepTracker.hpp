@@ -127,7 +127,7 @@ class SleepTracker : public VelmorRecordingDelegate, public std::enable_shared_f
     std::function<void()> release_;      // called when no stopped night waits any more
 
     Mutex statusMutex_;
-    TrackingStatus status_ VELMOR_GUARDED_BY(statusMutex_);
+    std::optional<std::string> sessionId_ VELMOR_GUARDED_BY(statusMutex_);  // of the open session
     int resets_ VELMOR_GUARDED_BY(statusMutex_) = 0;  // asked for, and not carried out yet
 };
 

@@ -15,6 +15,29 @@ using testing::StartsWith;
 
 class TrackingTest : public NightTest {
   protected:
+    using Close = SessionsService::Request::close;
+
+    /// Without the entry points and without conversions, for long nights.
+    std::shared_ptr<SleepTracker> makeTracker() {
+        CaptureParts parts;
+        parts.convert = [files = files](const std::string&) {
+            const std::string path = files->temporaryDirectory() + "result.mel";
+            files->put(path, "mel");
+            return path;
+        };
+        parts.samples = Samples::counted;
+        auto tracker = SleepTracker::make(platform, std::make_shared<LogAPI>(platform), parts);
+        tracker->configure(Config("key", "u1", Url::parse(kBaseUrl)), host);
+        return tracker;
+    }
+
+    static Subscription watchCloses(const SleepTracker& tracker, std::vector<Close>& closes) {
+        return tracker.sessionService()->requestAction.subscribe([&closes](const auto& request) {
+            const auto* close = std::get_if<Close>(&request.value);
+            if (close != nullptr) closes.push_back(*close);
+        });
+    }
+
     void stop() {
         manager->stopTracking();
         executor->runUntilIdle();
@@ -78,6 +101,33 @@ TEST_F(TrackingTest, SessionIsOpenedOnlyForARecordingThatRuns) {
     EXPECT_THAT(sent(), Not(Contains("POST ai/v1/sessions")));
 }
 
+TEST_F(TrackingTest, TheStatusSaysWhetherSoundIsRecorded) {
+    std::string seen;
+    const auto look = [&] {
+        executor->runUntilIdle();
+        const auto status = manager->getTrackingStatus();
+        seen += status.sessionId.value_or("-") + (status.recording ? "+ " : "_ ");
+    };
+    makeManager();
+    look();
+    manager->startTracking();
+    look();
+    executor->advance(seconds(2));
+    microphone->beginInterruption();
+    look();
+    microphone->endInterruption();
+    look();
+    microphone->setDelivering(false);
+    executor->advance(seconds(3));
+    look();
+    microphone->setDelivering(true);
+    executor->advance(seconds(1));
+    look();
+    manager->stopTracking();
+    look();
+    EXPECT_EQ(seen, "-_ -+ s1_ s1+ s1_ s1+ -_ ");
+}
+
 TEST_F(TrackingTest, SeveralStartsMakeOneSession) {
     makeManager();
     manager->startTracking();
@@ -138,17 +188,10 @@ TEST_F(TrackingTest, ANightUnderHalfAnHourIsClosedAsInvalid) {
         bool invalid;
     } rows[] = {
         {minutes(29), true}, {minutes(30) - seconds(1), true}, {minutes(30), false}, {minutes(31), false}};
-    const auto log = std::make_shared<LogAPI>(platform);
     for (const auto& row : rows) {
-        CaptureParts parts;
-        parts.convert = [](const std::string& chunk) { return chunk; };
-        const auto tracker = SleepTracker::make(platform, log, parts);
-        tracker->configure(Config("key", "u1", Url::parse(kBaseUrl)), {});
-        std::vector<SessionsService::Request::close> closes;
-        const auto watching = tracker->sessionService()->requestAction.subscribe([&](const auto& request) {
-            const auto* close = std::get_if<SessionsService::Request::close>(&request.value);
-            if (close != nullptr) closes.push_back(*close);
-        });
+        const auto tracker = makeTracker();
+        std::vector<Close> closes;
+        const auto watching = watchCloses(*tracker, closes);
         tracker->startTracking();
         executor->advance(row.length);
         tracker->stopTracking();
@@ -158,6 +201,20 @@ TEST_F(TrackingTest, ANightUnderHalfAnHourIsClosedAsInvalid) {
         EXPECT_FALSE(closes[0].unexpected);
         EXPECT_EQ(closes[0].date, clock->wallNow());
     }
+}
+
+TEST_F(TrackingTest, ANightEndsAfterTwentyFourHours) {
+    const auto tracker = makeTracker();
+    std::vector<Close> closes;
+    const auto watching = watchCloses(*tracker, closes);
+    tracker->startTracking();
+    executor->advance(std::chrono::hours(24) + seconds(1));
+    ASSERT_EQ(lines.size(), 2884U);
+    EXPECT_EQ(Lines(lines.end() - 4, lines.end()), (Lines{"didFail over24hours", "didUpload 2879",
+                                                          "didClose s1", "ended: closed s1, over24hours"}));
+    ASSERT_EQ(closes.size(), 1U);
+    EXPECT_EQ(closes[0].invalid, false);
+    EXPECT_FALSE(microphone->isRunning());
 }
 
 TEST_F(TrackingTest, TheStartCheckAndShipmentsWaitForTheBackground) {

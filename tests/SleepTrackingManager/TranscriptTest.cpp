@@ -146,6 +146,7 @@ TEST_F(TranscriptTest, OfANightWithInterruptions) {
     executor->advance(seconds(1));
     manager->resumeTracking();
     executor->advance(seconds(1));
+    microphone->changeRoute("new device", {"Speaker", "Headphones"});
     microphone->failStarting(PlatformError(PlatformError::Kind::audioUnavailable, "unplugged"));
     microphone->resetMediaServices();
     executor->runUntilIdle();
@@ -186,7 +187,8 @@ I | recording | [ST] resumed
 I | notifications | [AVAudioEngineConfigurationChange] input format changed
 I | tracking | [CALL] resumeTracking
 I | recording | [ST] resumed
-I | notifications | [AVAudioSession.mediaServicesWereResetNotification] media services were reset
+I | notifications | [route change] new device, previous output Speaker, previous output Headphones
+I | notifications | [media services reset] media services were reset
 I | recording | [ST] interrupted
 I | recording | [ST] resumed
 E | recording | startEngine ERROR: unplugged
