@@ -28,7 +28,7 @@ void requireWhole(const HttpResponse& response, const std::string& raw) {
 
 void run(Input input) {
     const auto raw = input.rest();
-    const auto [result, received] = exchange({"GET", *Url::parse(peer.url() + "/"), {}, {}}, raw);
+    const auto [result, received] = exchange({"GET", Url::parse(peer.url() + "/"), {}, {}}, raw);
     require(received.size() == 1, "not one request");
     if (const auto* response = std::get_if<HttpResponse>(&result)) return requireWhole(*response, raw);
     require(std::get<PlatformError>(result).kind() != PlatformError::Kind::badRequest,

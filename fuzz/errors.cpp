@@ -52,7 +52,7 @@ void run(Input input) {
     const World world;
     world.http->enqueueStatus(static_cast<int>(status), body);
     const auto api = std::make_shared<APIService>(world.http);
-    api->request({"GET", *Url::parse("http://localhost/"), {}, {}}, world.executor,
+    api->request({"GET", Url::parse("http://localhost/"), {}, {}}, world.executor,
                  decodeRecord<Model::UploadData>,
                  [&](const APIOutcome& outcome) { requireOutcome(status, body, outcome); });
     world.executor->runUntilIdle();

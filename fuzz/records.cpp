@@ -15,8 +15,8 @@ std::size_t largestBlock = 0;
 template <class T>
 void read(const std::string& body) {
     try {
-        const auto again = decodeEnvelope(body, decodeRecord<T>).result;
-        const auto kept = decodeEnvelope(body, decodeRecord<T>).result;
+        const auto again = decodeResponse(body, decodeRecord<T>).result;
+        const auto kept = decodeResponse(body, decodeRecord<T>).result;
         const auto* record = static_cast<const T*>(kept.get());
         if constexpr (requires { record->description(); }) {
             if (record)

@@ -24,6 +24,8 @@ class Night::Host : public VelmorSleepTrackingManagerDelegate {
     void didClose(const std::string&) override { night_.heard("didClose"); }
     void didFail(const VelmorError& error) override {
         night_.ledger.heardFailure(owner_, error.description());
+        night_.ledger.note(error.description());
+        if (error.is<VelmorError::over24hours>()) return night_.heard("didFail");  // a night's natural end
         trouble("didFail");
     }
     void didInterrupt() override { trouble("didInterrupt"); }
@@ -33,6 +35,10 @@ class Night::Host : public VelmorSleepTrackingManagerDelegate {
     }
     void micPermissionWasDenied() override { night_.heard("micPermissionWasDenied"); }
     void analysing(const Model::Session&) override { night_.heard("analysing"); }
+    void trackingEnded(const TrackingOutcome&) override {
+        night_.ledger.heardEnd(owner_);
+        night_.heard("trackingEnded");
+    }
 
   private:
     void trouble(const char* what) {

@@ -106,12 +106,14 @@ void fileFault(Night& night, std::int64_t length, std::int64_t variant) {
                            .kind = chosen(kErrors, variant / 720),
                            .keptBytes = variant % 7 == 0 ? 100U : 0U});
     night.service->allowRepeatedLogs();
+    night.failFiles(milliseconds(length));
     night.later(milliseconds(length), [&night] { night.files->clearFaults(); });
 }
 
 void temporaryDirectoryGone(Night& night, std::int64_t length, std::int64_t variant) {
     night.files->removeDirectory("/tmp/velmor/");
     if (variant % 2 == 0) return;
+    night.failFiles(milliseconds(length));
     night.files->put("/tmp/velmor", "a file in its place");
     night.later(milliseconds(length), [&night] {  // not `remove`, which may be failing just then
         if (night.files->contents("/tmp/velmor")) night.files->removeDirectory("/tmp/velmor");
@@ -142,6 +144,7 @@ void operationFails(Night& night, std::int64_t nth, std::int64_t variant) {
                           .keptBytes = variant / 2 % 2 == 0 ? 0U : 7U});
     night.service->allowRepeatedLogs();
     night.ledger.disturbed(kLength);
+    night.failFiles(kLength);
     night.later(kLength, [&night] { night.endFileFault(); });
     night.expect([&night, once] {
         if (night.ledger.recorderFailures() > (once ? 1U : 6U)) night.ledger.broken("a failure told again");

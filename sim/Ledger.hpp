@@ -45,7 +45,10 @@ class Ledger {
     /// What is in a log file, or was shipped with `end` for the end of a line.
     void checkLogText(std::string_view text, std::string_view end);
     void logLineUnseen() { ++unseenLines_; }
+    void logLineTorn() { tornLine_ = true; }  ///< a write broke off: what is there of the line stays
     void converted() { ++converted_; }
+    /// A chunk was finished, whatever becomes of it, or frames could not be had for a while.
+    void soundCounted() { soundAt_ = now(); }
     void takenElsewhere() { ++ended_; }  ///< by a recorder's own host
     void conversionFailed() { ++conversionFailures_; }
 
@@ -55,6 +58,9 @@ class Ledger {
 
     void heardUpload(const std::string& owner, std::int64_t sequence);
     void heardFailure(const std::string& owner, std::string_view description);
+    /// Every start leads to one final word; a start while a night is under way shares that night's.
+    void askedToStart(const std::string& owner);
+    void heardEnd(const std::string& owner);
 
     // What the host and the faults did.
     void disturbed(std::chrono::nanoseconds length);  ///< from now on, numbers may be missing
@@ -62,11 +68,14 @@ class Ledger {
     void abandoned(const std::string& owner);         ///< its night, or its manager
     void deafened(const std::string& owner) { deaf_.insert(owner); }
     void recordingReleased() { first_.reset(); }
+    bool isOver() const { return over_; }  ///< the recording ended by itself after 24 hours
     void twoManagers() { numbersAreMixed_ = true; }
 
     /// Everything that was due at this instant has run.
     void settle();
     void checkProgress();
+    /// At each instant: whether an engine that is started now would get frames, and their chunks be written.
+    void checkSound(bool available);
     void finish();
 
     std::size_t inFlight() const { return flights_.size(); }
@@ -87,6 +96,12 @@ class Ledger {
         std::deque<bool> failures;  // whether of an upload
     };
 
+    struct Ends {
+        bool due = false;    // a start whose night's end is yet to be told
+        bool maybe = false;  // likewise, if the start was not taken before the last end
+        bool fresh = false;  // the last start may not have been taken yet
+    };
+
     std::chrono::nanoseconds now() const { return clock_->bootNow().time_since_epoch(); }
     void handedOver(std::int64_t sequence);
     void checkNumber(std::int64_t sequence);
@@ -103,16 +118,20 @@ class Ledger {
     std::map<std::string, Instant> instants_;
     std::set<std::string> abandoned_, deaf_;  // abandoned_: since the last settling
     std::multiset<std::int64_t> waiting_;     // handed over and not sent
+    std::multiset<std::int64_t> excused_;     // likewise, of abandoned nights: sent only if they were stopped
+    std::map<std::string, Ends> ends_;
 
     std::size_t converted_ = 0, handedOver_ = 0, ended_ = 0, stoppedLines_ = 0, publisherLines_ = 0;
+    bool tornLine_ = false;
     std::size_t conversionFailures_ = 0, convertLines_ = 0, unseenLines_ = 0;
     std::size_t failuresHeard_ = 0, failureLines_ = 0, recorderFailures_ = 0;
     std::size_t lastWords_ = 0;  // failures of a manager that goes, of which the host may or may not hear
 
     bool unsettled_ = false, recorderMayFail_ = false, numbersAreMixed_ = false, interrupted_ = false;
+    bool over_ = false;
     std::optional<std::chrono::nanoseconds> first_;  // of the recording
     std::optional<std::int64_t> last_;
-    std::chrono::nanoseconds lastAt_{0}, disturbedUntil_{-1}, lastUpload_{0};
+    std::chrono::nanoseconds lastAt_{0}, disturbedUntil_{-1}, lastUpload_{0}, soundAt_{0};
 };
 
 }  // namespace Velmor::Nights

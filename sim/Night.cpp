@@ -9,6 +9,7 @@
 #include "Recorder/FileChunkStore.hpp"
 
 #include <algorithm>
+#include <set>
 #include <stdexcept>
 
 namespace Velmor::Nights {
@@ -87,6 +88,7 @@ void Night::install() {
 }
 
 std::string Night::convert(const std::string& path) {
+    ledger.soundCounted();
     try {
         if (conversionsToFail_ > 0 && conversionsToFail_-- > 0) throw std::runtime_error("simulated");
         const auto bytes = files->size(path);
@@ -138,6 +140,11 @@ void Night::stall(milliseconds length) {
 
 void Night::suspend(milliseconds length) {
     clock->advance(length);
+    ledger.soundCounted();
+}
+
+void Night::failFiles(milliseconds length) {
+    filesFailUntil_ = std::max(filesFailUntil_, clock->bootNow() + length);
 }
 
 void Night::endFileFault() {
@@ -163,6 +170,8 @@ bool Night::step(BootTime end) {
     while (audio->runUntilIdle() + (stalled ? 0 : loop->runUntilIdle()) > 0) {
     }
     if (!stalled) ledger.settle();
+    ledger.checkSound(!stalled && clock->bootNow() >= filesFailUntil_ && microphone->isAvailable());
+    checkCalls();
     while (!agenda_.empty() && agenda_.begin()->first <= clock->bootNow())
         agenda_.extract(agenda_.begin()).mapped()();
     return true;
@@ -195,6 +204,24 @@ void Night::end() {
     ledger.finish();
 }
 
+// Nothing but what a recording needs may be asked of the microphone, and nothing that it refuses.
+void Night::checkCalls() {
+    static const std::set<std::string> kUsual{"configure 48000 mixing speaker built-in",
+                                              "activate",
+                                              "make engine",
+                                              "attach mixer 0",
+                                              "start",
+                                              "install tap 19200 48000x1",
+                                              "remove tap",
+                                              "detach mixer",
+                                              "pause",
+                                              "stop",
+                                              "release"};
+    for (const auto& call : microphone->takeCalls())
+        if (!kUsual.contains(call)) ledger.broken("asked of the microphone: " + call);
+    for (const auto& refusal : microphone->refusals()) ledger.broken("refused by the microphone: " + refusal);
+}
+
 void Night::checkMicrophoneGone(const char* when) {
     if (!former_.empty() || beside_) return;  // they may be recording
     if (microphone->engines() + microphone->taps() > 0)
@@ -220,6 +247,7 @@ void Night::checkReleased() {
     former_.clear();
     beside_.reset();
     host_.reset();
+    formerHosts_.clear();
     checkMicrophoneGone("after its owner went");
     if (managers_ == 1 && recordersBeside_ == 0 && microphone->mostTaps() > 1)
         ledger.broken("two taps at once");

@@ -42,6 +42,8 @@ class Night {
     void later(std::chrono::milliseconds delay, std::function<void()> action);
     void stall(std::chrono::milliseconds length);
     void suspend(std::chrono::milliseconds length);
+    /// From now on operations on files may fail, and chunks be lost.
+    void failFiles(std::chrono::milliseconds length);
     /// Inside a task of the loop: nothing else of the loop runs, but sound goes on.
     void block(std::chrono::milliseconds length) { audio->advance(length); }
     void failConversions(std::int64_t count) { conversionsToFail_ = count; }
@@ -97,6 +99,7 @@ class Night {
     bool step(BootTime end);
     void lookAfter();
     void end();
+    void checkCalls();
     void checkMicrophoneGone(const char* when);
     void checkLeftOvers();
     void checkReleased();
@@ -104,7 +107,7 @@ class Night {
     std::shared_ptr<WatchedFiles> watched_;
     CaptureParts::Convert realConvert_;
     std::multimap<BootTime, std::function<void()>> agenda_;
-    BootTime stalledUntil_{};
+    BootTime stalledUntil_{}, filesFailUntil_{};
     std::int64_t conversionsToFail_ = 0;
     std::uint64_t conversions_ = 0;
     struct Armed {
@@ -121,6 +124,7 @@ class Night {
     int troubled_ = 0;  // glances since something went wrong, from 1
     std::string owner_;
     std::shared_ptr<Host> host_;
+    std::vector<std::shared_ptr<Host>> formerHosts_;
     std::shared_ptr<SleepTrackingManager> manager_;
     std::vector<std::pair<std::shared_ptr<SleepTrackingManager>, std::shared_ptr<Host>>> former_;
     std::shared_ptr<Chunks> beside_;

@@ -44,7 +44,7 @@ constexpr auto kActions = std::to_array<Action>({
     {"blocks for 10 s", [](Night& n) { n.block(10s); }},
 });
 
-constexpr std::array<const char*, 18> kCalls{"userDidJoin",
+constexpr std::array<const char*, 19> kCalls{"userDidJoin",
                                              "didFailUserJoin",
                                              "userDidDelete",
                                              "didCreate",
@@ -55,6 +55,7 @@ constexpr std::array<const char*, 18> kCalls{"userDidJoin",
                                              "didResume",
                                              "micPermissionWasDenied",
                                              "analysing",
+                                             "trackingEnded",
                                              "reports: completion",
                                              kDebugCall,
                                              "recorder: recordedData",
@@ -75,7 +76,9 @@ std::span<const char* const> delegateCalls() {
 
 void Night::start() {
     ++starts_;
-    if (manager_) manager_->startTracking();
+    if (!manager_) return;
+    ledger.askedToStart(owner_);
+    manager_->startTracking();
 }
 
 void Night::stop() {
@@ -135,7 +138,7 @@ void Night::replaceManager(bool keepFormer) {
         ledger.recordingReleased();
     }
     owner_ = "u" + std::to_string(++managers_);
-    const auto former = host_;  // it may be the one that is calling
+    formerHosts_.push_back(host_);  // it hears of what its nights have left to do, and may be calling
     host_ = std::make_shared<Host>(*this, owner_);
     manager_.reset();
     manager_ = createSleepTrackingManager(configOf(owner_), host_);
@@ -166,17 +169,18 @@ void Night::heard(const std::string& what) {
     action.run(*this);
 }
 
-// What a sensible application does: a night without a session is started again, one in trouble is resumed,
-// and when that does not help, stopped.
+// What a sensible application does: a night without a session is started again unless it has had its 24
+// hours, one in trouble is resumed, and when that does not help, stopped.
 void Night::lookAfter() {
     ledger.checkProgress();
     if (!manager_ || !host_) replaceManager(false);
-    if (!manager_->getTrackingStatus().sessionId)
-        start();
-    else if (troubled_ > 1)
+    if (!manager_->getTrackingStatus().sessionId) {
+        if (!ledger.isOver()) start();
+    } else if (troubled_ > 1) {
         stop();
-    else if (troubled_ == 1)
+    } else if (troubled_ == 1) {
         resume();
+    }
     if (troubled_ > 0) ++troubled_;
     later(kGlance, [this] { lookAfter(); });
 }

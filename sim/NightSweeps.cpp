@@ -70,17 +70,19 @@ bool sweepFiles(const SweepOptions& options) {
 // The recording goes on by itself unless the last event that counts was the beginning of an interruption;
 // then a resume has it go on.
 bool sweepEvents(const SweepOptions& options) {
-    static constexpr std::array<const char*, 6> kEvents{"interruption-unended", "ended-first",
-                                                        "media-reset",          "resume",
-                                                        "configuration-change", "route-change"};
-    constexpr std::size_t kOrders = 6 * 6 * 6 * 6;
+    static constexpr std::array<const char*, 7> kEvents{
+        "interruption-unended", "ended-first",  "media-reset", "resume",
+        "configuration-change", "route-change", "buffers-stop"};
+    constexpr std::size_t kOrders = 7 * 7 * 7 * 7;
+    static constexpr std::array<std::size_t, 2> kSpaces{700, 2'500};  // the watch's limit is between them
     Count count;
-    for (std::size_t order = 0; order < kOrders; order += options.stride) {
+    for (std::size_t turn = 0; turn < kOrders * kSpaces.size(); turn += options.stride) {
         std::string night = "1 state 2";
         bool interrupted = false;
-        for (std::size_t left = order, i = 0; i < 4; left /= kEvents.size(), ++i) {
+        for (std::size_t left = turn / kSpaces.size(), i = 0; i < 4; left /= kEvents.size(), ++i) {
             const auto event = left % kEvents.size();
-            night += "; " + std::to_string(39'000 + 700 * i) + " " + kEvents[event] + " 0 0";
+            night += "; " + std::to_string(39'000 + kSpaces[turn % kSpaces.size()] * i) + " " +
+                     kEvents[event] + " 3000 0";
             if (event < 4) interrupted = event == 0;
         }
         if (interrupted) night += "; 50000 resume 0 0";

@@ -27,7 +27,12 @@ class WatchedFiles::Handle : public File {
     }
     void write(std::span<const std::byte> bytes) override {
         owner_.logged(path_, bytes);
-        owner_.watch(path_, [&] { inner_->write(bytes); });
+        try {
+            owner_.watch(path_, [&] { inner_->write(bytes); });
+        } catch (...) {
+            if (path_.ends_with("/VelmorSDK.log")) owner_.ledger_.logLineTorn();
+            throw;
+        }
     }
     void seek(std::uint64_t offset) override {
         unseen([&] { inner_->seek(offset); });
@@ -58,7 +63,7 @@ void WatchedFiles::logged(const std::string& path, std::span<const std::byte> by
     if (!path.ends_with("/VelmorSDK.log")) return;
     std::string line(bytes.size(), '\0');
     std::copy(bytes.begin(), bytes.end(), std::as_writable_bytes(std::span(line)).begin());
-    // all of it when a torn line is mended; the new line is the last
+    // with a line end before it when it closes a torn line
     const auto before = line.size() < 2 ? line.npos : line.rfind('\n', line.size() - 2);
     ledger_.logLine(before == line.npos ? line : line.substr(before + 1));
 }

@@ -1,5 +1,4 @@
 #include "BuildSettings.hpp"
-#include "Log/LogConfig.hpp"
 
 #include <atomic>
 #include <cstdio>
@@ -15,7 +14,7 @@ std::atomic<bool> developerMode{false};
 
 const Url& productionUrl() {
     static const Url* const url = [] {
-        auto parsed = Url::parse(BuildSettings::kApiUrl);
+        auto parsed = Url::tryParse(BuildSettings::kApiUrl);
         if (!parsed) {
             std::fprintf(stderr, "Config.cpp: the production API URL is no URL: %s\n",
                          BuildSettings::kApiUrl);
@@ -47,9 +46,7 @@ Config::Config(std::string apiKey, std::string userId, const std::optional<Url>&
       apiKey_(std::move(apiKey)),
       baseUrl_(resolve(baseUrl)),
       callbackUrl_(std::move(callbackUrl)),
-      service_(std::move(service)) {
-    setLogConfig(*this);
-}
+      service_(std::move(service)) {}
 
 Config Config::withUserId(std::string userId) const {
     return Config(apiKey_, std::move(userId), baseUrl_, callbackUrl_, service_);

@@ -9,4 +9,6 @@ VelmorDebugLoggerDelegate::~VelmorDebugLoggerDelegate() = default;
 VelmorRecordingDelegate::~VelmorRecordingDelegate() = default;
 VelmorSleepTrackingManagerDelegate::~VelmorSleepTrackingManagerDelegate() = default;
 
+void VelmorSleepTrackingManagerDelegate::trackingEnded(const TrackingOutcome&) {}
+
 }  // namespace Velmor

@@ -1,7 +1,6 @@
 #include "Library.hpp"
 
 #include "Log/LogAPI.hpp"
-#include "Log/LogConfig.hpp"
 #include "Recorder/RecorderCore.hpp"
 #include "Reports/ReportQueries.hpp"
 #include "Runtime/DefaultPlatform.hpp"
@@ -10,6 +9,7 @@
 #include "SleepTrackingManager/SleepTracker.hpp"
 #include "VelmorConfig.hpp"
 
+#include <algorithm>
 #include <utility>
 
 namespace Velmor {
@@ -44,7 +44,6 @@ std::shared_ptr<Library> Library::shared() {
 
 void Library::replace(Platform platform, CaptureParts parts) {
     auto next = std::make_shared<Library>(completePlatform(std::move(platform)), std::move(parts));
-    setLogConfig({});
     const Lock lock(sharedMutex);
     sharedSlot().swap(next);
 }
@@ -76,11 +75,10 @@ void Library::initVelmorConfig(const std::string& apiKey, const std::optional<st
         former.swap(slots_.config);
     }
     former.reset();
-    const auto earlier = logConfig();  // what is shipped below was logged before this configuration
     const Config config(apiKey, userId.value_or(""), baseUrl, callbackUrl, service);
     made->send({Request::userJoin{userId, config}});
     if (DeveloperMode::isOn()) log_->log(LogAPI::Level::I, "init", "Developer mode is on");
-    log_->uploadLog(earlier, {});
+    log_->uploadLog({}, {});
     log_->log(LogAPI::Level::I, "init",
               {"[CALL] initVelmorConfig ", orDash(userId), " ", orDash(baseUrl), " ", orDash(callbackUrl)});
 }
@@ -115,8 +113,31 @@ std::shared_ptr<SleepTrackingManager> Library::createSleepTrackingManager(
         slots_.tracker.swap(tracker);
         slots_.manager.swap(manager);
     }
+    if (tracker)
+        platform_->mainLoop->post([weak = weak_from_this(), former = std::move(tracker)] {
+            if (const auto self = weak.lock()) self->keepWhileClosing(former);
+        });
     log_->log(LogAPI::Level::I, "tracking", "[CALL] createSleepTrackingManager");
     return result;
+}
+
+void Library::keepWhileClosing(const std::shared_ptr<SleepTracker>& tracker) {
+    {
+        const Lock lock(mutex_);
+        slots_.closing.push_back(tracker);
+    }
+    tracker->whenNothingIsClosing([weak = weak_from_this(), address = tracker.get()] {
+        const auto self = weak.lock();
+        if (!self) return;
+        std::shared_ptr<SleepTracker> done;
+        const Lock lock(self->mutex_);
+        auto& closing = self->slots_.closing;
+        const auto place =
+            std::ranges::find_if(closing, [&](const auto& held) { return held.get() == address; });
+        if (place == closing.end()) return;
+        done = std::move(*place);  // released after unlocking
+        closing.erase(place);
+    });
 }
 
 std::shared_ptr<Reports> Library::createReports(const Config& config) {

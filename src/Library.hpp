@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include <Velmor/Velmor.hpp>
 
@@ -19,7 +20,7 @@ class VelmorConfig;
 
 /// One platform, one log and the objects made on them. Any thread. Replacing the platform replaces the
 /// library.
-class Library {
+class Library : public std::enable_shared_from_this<Library> {
   public:
     /// The library in use, made with the system's own platform on first need.
     static std::shared_ptr<Library> shared();
@@ -42,9 +43,13 @@ class Library {
     std::shared_ptr<Recorder> createRecorder(const std::weak_ptr<VelmorRecordingDelegate>& delegate);
 
   private:
+    /// Holds a tracker that was replaced until the nights that its host stopped are closed.
+    void keepWhileClosing(const std::shared_ptr<SleepTracker>& tracker);
+
     struct Slots {
         std::shared_ptr<VelmorConfig> config;
         std::shared_ptr<SleepTracker> tracker;
+        std::vector<std::shared_ptr<SleepTracker>> closing;  ///< replaced trackers that still close nights
         std::shared_ptr<SleepTrackingManager> manager;
         std::shared_ptr<ReportQueries> queries;
         std::shared_ptr<Reports> reports;

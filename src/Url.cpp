@@ -5,13 +5,14 @@
 #include <charconv>
 #include <cstddef>
 
+#include <Velmor/Error.hpp>
 #include <Velmor/Url.hpp>
 
 namespace Velmor {
 namespace {
 
 struct Split {
-    std::string_view scheme, host, port, path;
+    std::string_view scheme, host, port, path, query;
     std::size_t authorityEnd = 0;
     bool valid = false;
 };
@@ -71,11 +72,21 @@ Split split(std::string_view text) {
     if (!sameLetters(out.scheme, "http") && !sameLetters(out.scheme, "https")) return out;
     out.authorityEnd = std::min(text.find_first_of("/?#", mark + 3), text.size());
     if (!splitAuthority(text.substr(mark + 3, out.authorityEnd - mark - 3), out)) return out;
-    out.path =
-        text.substr(out.authorityEnd,
-                    std::min(text.find_first_of("?#", out.authorityEnd), text.size()) - out.authorityEnd);
+    const auto behind = text.substr(out.authorityEnd, text.find('#', out.authorityEnd) - out.authorityEnd);
+    out.path = behind.substr(0, behind.find('?'));
+    out.query = behind.substr(std::min(out.path.size() + 1, behind.size()));
     out.valid = true;
     return out;
+}
+
+// For a message: cut short, and nothing in it that a log line could not hold.
+std::string quoted(std::string_view text) {
+    constexpr std::size_t kLimit = 200;
+    auto shown = firstCharacters(text, kLimit);
+    if (!isUtf8(shown)) return "a text that is not UTF-8";
+    std::ranges::replace_if(
+        shown, [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }, '?');
+    return joined({"\"", shown, shown.size() < text.size() ? "...\"" : "\""});
 }
 
 bool isLoopbackAddress(std::string_view host) {
@@ -92,9 +103,17 @@ bool isLoopbackAddress(std::string_view host) {
 
 }  // namespace
 
-std::optional<Url> Url::parse(std::string_view text) {
+std::optional<Url> Url::tryParse(std::string_view text) {
     if (!split(text).valid) return {};
     return Url(std::string(text));
+}
+
+Url Url::parse(std::string_view text) {
+    if (auto url = tryParse(text)) return *std::move(url);
+    throw PlatformError(PlatformError::Kind::badRequest,
+                        joined({quoted(text),
+                                " is not an absolute http or https URL, such as "
+                                "\"https://api.example.org\""}));
 }
 
 std::string Url::scheme() const {
@@ -130,8 +149,13 @@ Url Url::replacingPath(std::string_view path) const {
 }
 
 Url Url::appending(std::string_view pathAndQuery) const {
-    const auto base = joined({origin(), path()});
-    return Url(joined({base, base.ends_with('/') ? "" : "/", pathAndQuery}));
+    const auto parts = split(text_);
+    const auto path = pathAndQuery.substr(0, pathAndQuery.find('?'));
+    const auto query = pathAndQuery.substr(std::min(path.size() + 1, pathAndQuery.size()));
+    return Url(
+        joined({std::string_view(text_).substr(0, parts.authorityEnd), parts.path,
+                parts.path.ends_with('/') ? "" : "/", path, parts.query.empty() && query.empty() ? "" : "?",
+                parts.query, parts.query.empty() || query.empty() ? "" : "&", query}));
 }
 
 }  // namespace Velmor

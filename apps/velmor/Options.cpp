@@ -37,7 +37,7 @@ CLI::Option* addValue(CLI::App& command, const std::string& name, Target& target
 
 CLI::Option* addUrl(CLI::App& command, const std::string& name, std::optional<Velmor::Url>& target,
                     const std::string& help) {
-    return addValue(command, name, target, Velmor::Url::parse, "URL", "an http or https URL", help);
+    return addValue(command, name, target, Velmor::Url::tryParse, "URL", "an http or https URL", help);
 }
 
 void addService(CLI::App& command, SharedOptions& shared) {

@@ -102,21 +102,4 @@ Problem problemOf(const VelmorError& error, const std::string& service) {
     return {finding.code, error.description(), std::move(finding.advice)};
 }
 
-bool isOfService(const VelmorError& error) {
-    const auto* unknown = error.as<VelmorError::unknown>();
-    if (unknown == nullptr)
-        return error.is<VelmorError::httpStatus>() || error.is<VelmorError::responseResult>();
-    try {
-        std::rethrow_exception(unknown->systemError);
-    } catch (const PlatformError& platform) {
-        return platform.kind() <= PlatformError::Kind::badResponse;
-    } catch (const Velmor::DecodingError&) {
-        return true;
-    } catch (const VelmorError& inner) {
-        return isOfService(inner);
-    } catch (...) {
-        return false;
-    }
-}
-
 }  // namespace VelmorApp

@@ -18,7 +18,4 @@ struct Problem {
 /// `service` is the URL that was talked to.
 Problem problemOf(const Velmor::VelmorError& error, const std::string& service);
 
-/// Whether a request to the service came to nothing (else it is this machine's microphone or disk).
-bool isOfService(const Velmor::VelmorError& error);
-
 }  // namespace VelmorApp

@@ -154,8 +154,13 @@ std::optional<Velmor::WallTime> localTime(const std::chrono::year_month_day& dat
     return Velmor::WallTime{seconds{result} + (time - whole)};
 }
 
-std::time_t wholeSeconds(Velmor::WallTime time) {
-    return std::chrono::floor<seconds>(time.time_since_epoch()).count();
+// Not by strftime, which writes the year 1 as "1".
+std::string timeText(const std::tm& fields, char between, const char* end) {
+    std::array<char, 96> text{};
+    std::snprintf(text.data(), text.size(), "%04d-%02d-%02d%c%02d:%02d:%02d%s", fields.tm_year + 1900,
+                  fields.tm_mon + 1, fields.tm_mday, between, fields.tm_hour, fields.tm_min, fields.tm_sec,
+                  end);
+    return text.data();
 }
 
 }  // namespace
@@ -223,22 +228,18 @@ std::string durationText(Nanoseconds duration) {
     return result;
 }
 
-std::string localTimeText(Velmor::WallTime time) {
-    const std::time_t whole = wholeSeconds(time);
+std::string localTimeText(std::chrono::sys_seconds time) {
+    const std::time_t whole = time.time_since_epoch().count();
     std::tm fields{};
     localtime_r(&whole, &fields);
-    std::array<char, 64> text{};
-    std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &fields);
-    return text.data();
+    return timeText(fields, ' ', "");
 }
 
-std::string isoTimeText(Velmor::WallTime time) {
-    const std::time_t whole = wholeSeconds(time);
+std::string isoTimeText(std::chrono::sys_seconds time) {
+    const std::time_t whole = time.time_since_epoch().count();
     std::tm fields{};
     gmtime_r(&whole, &fields);
-    std::array<char, 64> text{};
-    std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &fields);
-    return text.data();
+    return timeText(fields, 'T', "Z");
 }
 
 std::string rangesText(const std::vector<std::int64_t>& numbers) {

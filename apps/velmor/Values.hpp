@@ -36,9 +36,18 @@ std::optional<Stretch> parseStretch(std::string_view text);
 /// "8 h 00 min", "1 min 30 s", "45 s", "0.3 s".
 std::string durationText(Nanoseconds duration);
 /// "2024-03-05 23:10:04" in the local zone.
-std::string localTimeText(Velmor::WallTime time);
+std::string localTimeText(std::chrono::sys_seconds time);
 /// "2024-03-05T22:10:04Z".
-std::string isoTimeText(Velmor::WallTime time);
+std::string isoTimeText(std::chrono::sys_seconds time);
+/// Without the fraction.
+template <class Duration>
+std::string localTimeText(std::chrono::sys_time<Duration> time) {
+    return localTimeText(std::chrono::floor<std::chrono::seconds>(time));
+}
+template <class Duration>
+std::string isoTimeText(std::chrono::sys_time<Duration> time) {
+    return isoTimeText(std::chrono::floor<std::chrono::seconds>(time));
+}
 /// "0-10, 12, 14-129" of ascending numbers.
 std::string rangesText(const std::vector<std::int64_t>& numbers);
 

@@ -17,8 +17,7 @@ class VELMOR_API DeveloperMode {
     static void setOn(bool on) noexcept;
 };
 
-/// Immutable value. Constructing one (copying does not count) makes it the configuration that log shipments
-/// carry.
+/// Immutable value: who asks, and where.
 class VELMOR_API Config {
   public:
     /// `baseUrl` resolves so: given and developer mode off: unchanged; given and on: its path replaced by

@@ -69,13 +69,19 @@ class VELMOR_API DecodingError : public std::exception {
 /// The one error type that the application sees: a tagged variant with ten cases that is also an exception.
 class VELMOR_API VelmorError : public std::exception {
   public:
+    /// The session could not be created.
     struct startTrackingNetworkFail {
-        std::int64_t code;
-        std::optional<std::string> message;
+        std::int64_t code;  ///< the HTTP status that refused it, or -9999 when there was no usable answer
+        std::optional<std::string> message;  ///< the service's own words
+        /// Why there was no usable answer (offline, timed out, an answer that cannot be understood): a
+        /// PlatformError or a DecodingError, null when the service refused. Not part of the description.
+        std::exception_ptr cause = nullptr;
     };
+    /// The session could not be closed; the members are those of `startTrackingNetworkFail`.
     struct stopTrackingNetworkFail {
         std::int64_t code;
         std::optional<std::string> message;
+        std::exception_ptr cause = nullptr;
     };
     struct httpStatus {
         std::int64_t code;                      ///< the HTTP status

@@ -14,7 +14,6 @@
 #include <vector>
 
 #include <Velmor/Export.hpp>
-#include <Velmor/Platform/Clock.hpp>
 
 namespace Velmor::Model {
 
@@ -63,7 +62,10 @@ VELMOR_API std::optional<OrderBy> fromRawValue(std::string_view text);
 using Int = std::int64_t;
 using Float = float;
 using String = std::string;
-using Date = WallTime;
+/// A point in time to the microsecond, UTC without leap seconds; what the service wrote finer is dropped.
+/// Holds every date of the years 0 to 9999, which a WallTime, whose nanoseconds end in 2262, does not:
+/// services mark "never" by year 1 or 9999.
+using Date = std::chrono::sys_time<std::chrono::microseconds>;
 /// A calendar day, as the midnight UTC at which it begins.
 using Day = std::chrono::sys_days;
 template <class T>
@@ -287,14 +289,15 @@ VELMOR_RECORD(AverageReport)
 #undef VELMOR_FIELDS
 
 #define VELMOR_FIELDS(field)                              \
-    field(String, sessionId)                              \
-    field(String, inferenceType)                          \
-    field(String, service)                                \
-    field(String, state)                                  \
-    field(Date, startTime)                                \
+    field(Optional<String>, sessionId)                    \
+    field(Optional<String>, inferenceType)                \
+    field(Optional<String>, service)                      \
+    field(Optional<String>, state)                        \
+    field(Optional<Date>, startTime)                      \
     field(Optional<Date>, endTime)                        \
     field(Optional<Date>, completeTime)
-/// A user's last session. Kind and state stay the service's own words.
+/// A user's last session. Kind and state stay the service's own words. Nothing in it is needed to join, so
+/// everything may be missing.
 VELMOR_RECORD(SessionInfo)
 #undef VELMOR_FIELDS
 

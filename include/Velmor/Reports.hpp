@@ -18,14 +18,18 @@ namespace Velmor {
 class ReportQueries;
 
 /// Each query comes in two forms: one returns an `Async`, the other calls a completion block. Both return at
-/// once; several queries may be under way, and end in any order. Operations may be called on any thread.
+/// once; several queries may be under way, and end in any order. A query keeps to the configuration of the
+/// moment at which it is made. Operations may be called on any thread.
 ///
 /// A completion block is called exactly once, on a thread of the library's, with a result or an error, never
 /// both; its exceptions are logged and dropped. Queries that are under way when the object is released end
 /// with `unknown` holding a cancelled PlatformError.
 ///
-/// Errors: `httpStatus` for a refusal, `responseResult` for an answer without result or an id that cannot be
-/// in a path, `unsupportedInDeveloperMode`, and `unknown` holding a PlatformError or a DecodingError.
+/// Errors: `httpStatus` for a refusal, `responseResult` for an answer without result,
+/// `unsupportedInDeveloperMode`, and `unknown` holding a PlatformError or a DecodingError. A session id that
+/// is empty, "." or "..", or holds control characters is refused before anything is sent, with `unknown`
+/// holding a PlatformError that says what is wrong with it; the average of a user with such an id is
+/// `responseResult`, also before anything is sent.
 class VELMOR_API Reports {
   public:
     template <class T>

@@ -12,6 +12,27 @@
 
 namespace Velmor {
 
+/// How a night that was started came to its end.
+struct TrackingOutcome {
+    enum class Kind {
+        closed,            ///< recording was stopped and the session closed on the server
+        notClosed,         ///< recording was stopped, but closing the session failed
+        sessionGone,       ///< the server takes nothing more for the session; recording was stopped
+        notCreated,        ///< the server opened no session; recording was stopped
+        notRecording,      ///< the microphone could not be recorded, so no session was opened
+        permissionDenied,  ///< the microphone may not be used; nothing was started
+        stopped,           ///< stopped before there was a session; the server knows nothing of this night
+        abandoned          ///< given up by `initVelmorConfig`, `setPlatform` or the manager's release
+    };
+
+    Kind kind;
+    /// None when no session was opened for the night.
+    std::optional<std::string> sessionId;
+    /// What went wrong; `didFail` was told of it. With `closed` it is what made the library stop, none when
+    /// the host did.
+    std::optional<VelmorError> error;
+};
+
 /// Implemented by the application. Every call comes on the library's main loop, one at a time, with no lock
 /// held: any entry point may be called and the delegate released from inside. An exception is logged and
 /// dropped.
@@ -26,17 +47,23 @@ class VELMOR_API VelmorSleepTrackingManagerDelegate {
     virtual void didResume() = 0;                             ///< recording goes on
     virtual void micPermissionWasDenied() = 0;
     virtual void analysing(const Model::Session& session) = 0;  ///< an analysis answer arrived
+    /// The night is over: the last call about it, and the one place to learn so. Every `startTracking` leads
+    /// to exactly one such call, whatever happened; a start while a night is under way belongs to that night
+    /// and shares its call. After `sessionGone`, `didFail` may still come for chunks that were waiting. Does
+    /// nothing unless overridden.
+    virtual void trackingEnded(const TrackingOutcome& outcome);
 };
 
 struct TrackingStatus {
     std::optional<std::string> sessionId;  ///< of the open session
+    bool recording = false;                ///< sound is being recorded: not in an interruption, for instance
 };
 
 class SleepTracker;
 
 /// Operations may be called on any thread and return at once; outcomes reach the delegate. A request in the
 /// wrong state is logged and dropped. Releasing the last reference stops the recording and releases the
-/// microphone.
+/// microphone. A night that was stopped before is still closed then, and its delegate hears of it.
 class VELMOR_API SleepTrackingManager {
   public:
     explicit SleepTrackingManager(std::shared_ptr<SleepTracker> tracker);

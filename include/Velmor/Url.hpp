@@ -13,9 +13,12 @@ namespace Velmor {
 
 class VELMOR_API Url {
   public:
-    /// None when the text is not an absolute http(s) URL: a scheme, a host, an optional port, path and query,
-    /// without user information, blanks or control characters.
-    static std::optional<Url> parse(std::string_view text);
+    /// An absolute http(s) URL: a scheme, a host, an optional port, path and query, without user information,
+    /// blanks or control characters. Throws PlatformError, kind `badRequest`, for any other text; its message
+    /// quotes the text.
+    static Url parse(std::string_view text);
+    /// None where `parse` throws.
+    static std::optional<Url> tryParse(std::string_view text);
 
     const std::string& absoluteString() const noexcept { return text_; }
     std::string scheme() const;  ///< lower case, "http" or "https"
@@ -26,9 +29,11 @@ class VELMOR_API Url {
     std::string origin() const;
     bool isLoopback() const;  ///< "localhost", 127.0.0.0/8 or ::1
 
-    /// This URL with another path; `path` starts with a slash.
+    /// This URL with another path, and its query and fragment as they are; `path` starts with a slash.
     Url replacingPath(std::string_view path) const;
-    /// `pathAndQuery`, already percent-encoded and without a leading slash, behind this URL's path.
+    /// `pathAndQuery`, already percent-encoded and without a leading slash, appended: its path goes behind
+    /// this URL's path, its parameters behind this URL's query. A fragment is dropped, since no server sees
+    /// one.
     Url appending(std::string_view pathAndQuery) const;
 
     bool operator==(const Url&) const = default;

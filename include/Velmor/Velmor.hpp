@@ -36,9 +36,10 @@ class VELMOR_API VelmorConfigDelegate {
     virtual void userDidDelete(const std::string& userId) = 0;
 };
 
-/// Registers the user (makes a new one when `userId` is absent). Abandons a night that is being tracked. The
-/// outcome reaches `delegate`, which is kept until the next call; earlier delegates hear nothing any more.
-/// Any thread.
+/// Registers the user (makes a new one when `userId` is absent). Abandons a night that is being tracked,
+/// before it returns; one that was stopped before is still closed, and its delegate hears of it. The outcome
+/// reaches `delegate`, which is kept until the next call; earlier delegates hear nothing any more. Any
+/// thread.
 VELMOR_API void initVelmorConfig(const std::string& apiKey, const std::optional<std::string>& userId,
                                  const std::optional<Url>& baseUrl, const std::optional<Url>& callbackUrl,
                                  const std::optional<std::string>& service,
@@ -47,8 +48,9 @@ VELMOR_API void initVelmorConfig(const std::string& apiKey, const std::optional<
 /// Deletes the user on the server; the outcome reaches the current configuration's delegate. Any thread.
 VELMOR_API void deleteUser(const Config& config);
 
-/// A new manager, which replaces the former; the library keeps a reference until the next call. `delegate` is
-/// held weakly: the application keeps it alive. Any thread.
+/// A new manager, which replaces the former; the library keeps a reference until the next call. A night that
+/// the former's host has stopped is still closed. `delegate` is held weakly: the application keeps it alive.
+/// Any thread.
 VELMOR_API std::shared_ptr<SleepTrackingManager> createSleepTrackingManager(
     const Config& config, const std::weak_ptr<VelmorSleepTrackingManagerDelegate>& delegate);
 

@@ -20,16 +20,15 @@ PlatformError sendFailure() {
 
 void checkStatus(const HttpResponse& response) {
     if (static_cast<unsigned>(response.status) - 200U < 200U) return;
-    const auto body = decodeEnvelope(response.body, decodeRecord<Model::ErrorBody>);
-    const auto* result = static_cast<const Model::ErrorBody*>(body.result.get());
+    const auto [result, detail] = decodeResponse<Model::ErrorBody>(response.body);
     throw VelmorError(VelmorError::httpStatus{
-        response.status, result ? result->errorCode.value_or(kNoErrorCode) : kNoErrorCode, body.detail});
+        response.status, result ? result->errorCode.value_or(kNoErrorCode) : kNoErrorCode, detail});
 }
 
 std::shared_ptr<const void> unwrap(const HttpResponse& response, RecordDecoder decoder) {
     if (response.status == 204) return {};
     checkStatus(response);
-    return decodeEnvelope(response.body, decoder).result;
+    return decodeResponse(response.body, decoder).result;
 }
 
 APIOutcome outcomeOf(const HttpResult& result, RecordDecoder decoder) {

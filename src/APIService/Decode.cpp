@@ -75,7 +75,7 @@ void decode(const Json& json, const JsonPath& path, std::string& out) {
     out = detail::textOf(json, path);
 }
 
-void decode(const Json& json, const JsonPath& path, WallTime& out) {
+void decode(const Json& json, const JsonPath& path, Model::Date& out) {
     const auto& text = detail::textOf(json, path);
     const auto time = Iso8601::parse(text);
     if (!time) path.fail(joined({"is no date: ", quoted(text)}));
@@ -123,15 +123,15 @@ void decodeField(const Json& object, const JsonPath& path, const char* name, boo
 
 }  // namespace detail
 
-Envelope decodeEnvelope(std::string_view body, RecordDecoder decodeResult) {
+APIResponse<void> decodeResponse(std::string_view body, RecordDecoder decodeResult) {
     const Json json = Json::parse(body);
     const JsonPath path;
     detail::requireObject(json, path);
-    Envelope envelope;
+    APIResponse<void> response;
     const auto* result = json.find("result");
-    if (result && !result->isNull()) envelope.result = decodeResult(*result, JsonPath(path, "result"));
-    detail::decodeField(json, path, "detail", envelope.detail);
-    return envelope;
+    if (result && !result->isNull()) response.result = decodeResult(*result, JsonPath(path, "result"));
+    detail::decodeField(json, path, "detail", response.detail);
+    return response;
 }
 
 }  // namespace Velmor

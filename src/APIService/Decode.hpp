@@ -12,11 +12,11 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include <Velmor/Error.hpp>
 #include <Velmor/Model.hpp>
-#include <Velmor/Platform/Clock.hpp>
 
 namespace Velmor {
 
@@ -57,7 +57,7 @@ constexpr std::size_t fieldCount() {
 void decode(const Json& json, const JsonPath& path, std::int64_t& out);
 void decode(const Json& json, const JsonPath& path, float& out);
 void decode(const Json& json, const JsonPath& path, std::string& out);
-void decode(const Json& json, const JsonPath& path, WallTime& out);
+void decode(const Json& json, const JsonPath& path, Model::Date& out);
 void decode(const Json& json, const JsonPath& path, std::chrono::sys_days& out);
 template <class T>
 void decode(const Json& json, const JsonPath& path, std::vector<T>& out);
@@ -143,11 +143,19 @@ std::shared_ptr<const void> decodeRecord(const Json& json, const JsonPath& path)
 }
 
 /// The envelope around every answer.
-struct Envelope {
-    std::shared_ptr<const void> result;  ///< what `decodeResult` made of it; null when there is none
-    std::optional<std::string> detail;   ///< the service's message
+template <class T>
+struct APIResponse {
+    std::shared_ptr<const T> result;    ///< null when there is none
+    std::optional<std::string> detail;  ///< the service's message
 };
 
-Envelope decodeEnvelope(std::string_view body, RecordDecoder decodeResult);
+/// With a record of a type that the caller knows.
+APIResponse<void> decodeResponse(std::string_view body, RecordDecoder decodeResult);
+
+template <Record T>
+APIResponse<T> decodeResponse(std::string_view body) {
+    auto response = decodeResponse(body, decodeRecord<T>);
+    return {std::static_pointer_cast<const T>(std::move(response.result)), std::move(response.detail)};
+}
 
 }  // namespace Velmor

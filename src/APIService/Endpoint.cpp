@@ -1,5 +1,7 @@
 #include "APIService/Endpoint.hpp"
 
+#include "Runtime/Text.hpp"
+
 #include <algorithm>
 
 #include <Velmor/Error.hpp>
@@ -17,6 +19,17 @@ bool isAlphanumeric(char c) {
 bool isControl(char c) {
     const auto byte = static_cast<unsigned char>(c);
     return byte < 0x20 || byte == 0x7f;
+}
+
+// Empty when the id can be a path segment.
+std::string faultOf(std::string_view id) {
+    if (id.empty()) return "an id is empty";
+    if (id == "." || id == "..") return joined({"an id is \"", id, "\", which names another place"});
+    const auto control = std::ranges::find_if(id, isControl);
+    if (control == id.end()) return {};
+    const auto byte = static_cast<unsigned char>(*control);
+    return joined({"an id holds a control character: byte ", std::to_string(control - id.begin() + 1), " is ",
+                   std::to_string(byte)});
 }
 
 void appendEncoded(std::string& out, std::string_view text, std::string_view allowedMarks) {
@@ -44,21 +57,23 @@ Endpoint& Endpoint::text(std::string_view text) & {
 }
 
 Endpoint& Endpoint::id(std::string_view id) & {
-    refused_ = refused_ || id.empty() || id == "." || id == ".." || std::ranges::any_of(id, isControl);
+    if (fault_.empty()) fault_ = faultOf(id);
     readable_.append(id);
     appendEncoded(encoded_, id, kUnreservedMarks);
     return *this;
 }
 
 Endpoint& Endpoint::query(std::string_view text) & {
+    hasQuery_ = true;
     readable_.append(text);
     appendEncoded(encoded_, text, kQueryMarks);
     return *this;
 }
 
 Url Endpoint::url(const Url& base) const {
-    if (refused_) throw VelmorError(VelmorError::responseResult{readable_});
-    return base.appending(encoded_);
+    if (fault_.empty()) return base.appending(encoded_);
+    if (hasQuery_) throw VelmorError(VelmorError::responseResult{readable_});
+    throw PlatformError(PlatformError::Kind::badRequest, fault_);
 }
 
 }  // namespace Velmor

@@ -28,13 +28,16 @@ class Endpoint {
 
     const std::string& readable() const { return readable_; }
 
-    /// Throws VelmorError, case `responseResult` with the readable path, when an id was refused.
+    /// When an id was refused, throws PlatformError, kind `badRequest`, which says what is wrong with the id.
+    /// A path with a query is looked at as a whole: for it that is VelmorError, case `responseResult` with
+    /// the readable path and query.
     Url url(const Url& base) const;
 
   private:
     std::string readable_;
     std::string encoded_;
-    bool refused_ = false;
+    std::string fault_;  ///< of the first refused id
+    bool hasQuery_ = false;
 };
 
 }  // namespace Velmor

@@ -33,16 +33,16 @@ class Reader {
         return true;
     }
 
-    /// Digits behind the point, as nanoseconds; what is finer is dropped.
-    bool fraction(nanoseconds& out) {
+    /// Digits behind the point, as microseconds; what is finer is dropped.
+    bool fraction(microseconds& out) {
         std::int64_t value = 0;
-        std::int64_t unit = 1'000'000'000;
+        std::int64_t unit = 1'000'000;
         std::size_t count = 0;
         for (int digit = 0; number(1, digit); ++count) {
             unit /= 10;
             value += digit * unit;
         }
-        out = nanoseconds{value};
+        out = microseconds{value};
         return count > 0;
     }
 
@@ -50,38 +50,46 @@ class Reader {
     std::string_view rest_;
 };
 
-bool readDay(Reader& reader, sys_days& out) {
+/// Of the two forms, the one with hyphens and colons or the one without.
+enum class Form { extended, basic };
+
+bool separator(Reader& reader, Form form, char c) {
+    return form == Form::basic || reader.literal(c);
+}
+
+bool readDay(Reader& reader, Form form, sys_days& out) {
     int y = 0;
     int m = 0;
     int d = 0;
-    if (!reader.number(4, y) || !reader.literal('-') || !reader.number(2, m) || !reader.literal('-') ||
-        !reader.number(2, d))
+    if (!reader.number(4, y) || !separator(reader, form, '-') || !reader.number(2, m) ||
+        !separator(reader, form, '-') || !reader.number(2, d))
         return false;
     const year_month_day date{year{y}, month{static_cast<unsigned>(m)}, day{static_cast<unsigned>(d)}};
     out = sys_days{date};
     return date.ok();
 }
 
-bool readTime(Reader& reader, seconds& time, nanoseconds& fraction) {
+bool readTime(Reader& reader, Form form, microseconds& time) {
     int h = 0;
     int m = 0;
     int s = 0;
-    if (!reader.number(2, h) || !reader.literal(':') || !reader.number(2, m) || !reader.literal(':') ||
-        !reader.number(2, s))
+    microseconds fraction{};
+    if (!reader.number(2, h) || !separator(reader, form, ':') || !reader.number(2, m) ||
+        !separator(reader, form, ':') || !reader.number(2, s))
         return false;
-    if (h > 23 || m > 59 || s > 60) return false;
-    time = hours{h} + minutes{m} + seconds{s};
-    return !reader.literal('.') || reader.fraction(fraction);
+    if (reader.literal('.') && !reader.fraction(fraction)) return false;
+    time = hours{h} + minutes{m} + seconds{s} + fraction;
+    return m <= 59 && s <= 60 && (h <= 23 || time == hours{24});
 }
 
-bool readOffset(Reader& reader, minutes& out) {
+bool readOffset(Reader& reader, Form form, minutes& out) {
     if (reader.literal('Z')) return true;
     const bool east = reader.literal('+');
     if (!east && !reader.literal('-')) return false;
     int h = 0;
     int m = 0;
     if (!reader.number(2, h)) return false;
-    if (reader.literal(':')) {
+    if (form == Form::extended && reader.literal(':')) {
         if (!reader.number(2, m)) return false;
     } else if (!reader.atEnd() && !reader.number(2, m)) {
         return false;
@@ -93,38 +101,35 @@ bool readOffset(Reader& reader, minutes& out) {
 
 }  // namespace
 
-std::optional<WallTime> parse(std::string_view text) {
+std::optional<Model::Date> parse(std::string_view text) {
+    const Form form = text.size() > 8 && text[8] == 'T' ? Form::basic : Form::extended;
     Reader reader(text);
     sys_days day;
-    seconds time{};
-    nanoseconds fraction{};
+    microseconds time{};
     minutes offset{};
-    if (!readDay(reader, day) || !reader.literal('T') || !readTime(reader, time, fraction) ||
-        !readOffset(reader, offset) || !reader.atEnd())
+    if (!readDay(reader, form, day) || !reader.literal('T') || !readTime(reader, form, time) ||
+        !readOffset(reader, form, offset) || !reader.atEnd())
         return {};
-    const sys_seconds whole = day + time - offset;
-    if (whole <= floor<seconds>(WallTime::min()) || whole >= floor<seconds>(WallTime::max())) return {};
-    return WallTime{whole} + duration_cast<WallTime::duration>(fraction);
+    return day + time - offset;
 }
 
 std::optional<sys_days> parseDay(std::string_view text) {
     Reader reader(text);
     sys_days day;
-    if (!readDay(reader, day) || !reader.atEnd()) return {};
+    if (!readDay(reader, Form::extended, day) || !reader.atEnd()) return {};
     return day;
 }
 
-std::string format(WallTime time) {
+std::string format(sys_seconds time) {
     auto text = formatPlain(time);
     text[text.find(' ')] = 'T';
     return text += 'Z';
 }
 
-std::string formatPlain(WallTime time) {
-    const auto whole = floor<seconds>(time);  // the first day that a WallTime reaches begins before it does
-    const auto date = floor<days>(whole);
+std::string formatPlain(sys_seconds time) {
+    const auto date = floor<days>(time);
     const year_month_day ymd{date};
-    const hh_mm_ss clock{whole - date};
+    const hh_mm_ss clock{time - date};
     std::array<char, 64> text{};
     std::snprintf(text.data(), text.size(), "%04d-%02u-%02u %02d:%02d:%02d", static_cast<int>(ymd.year()),
                   static_cast<unsigned>(ymd.month()), static_cast<unsigned>(ymd.day()),
@@ -134,7 +139,7 @@ std::string formatPlain(WallTime time) {
 }
 
 std::string formatDay(std::chrono::sys_days day) {
-    const std::chrono::year_month_day date{day};  // not by way of nanoseconds, which end in 2262
+    const std::chrono::year_month_day date{day};
     std::array<char, 48> text{};
     std::snprintf(text.data(), text.size(), "%04d-%02u-%02u", static_cast<int>(date.year()),
                   static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()));

@@ -19,8 +19,8 @@ HttpHeaders standardHeaders(const Config& config, const Device& device);
 /// Replaces every header of that name, whatever its capitals, by one in the place of the first.
 void setHeader(HttpHeaders& headers, std::string_view name, std::string_view value);
 
-/// With the standard headers, "Content-Type" and "Accept" of JSON, and no body. Throws VelmorError when the
-/// endpoint holds an id that was refused.
+/// With the standard headers, "Content-Type" and "Accept" of JSON, and no body. Throws as
+/// `Endpoint::url` when the endpoint holds an id that was refused.
 HttpRequest jsonRequest(std::string_view method, const Endpoint& endpoint, const Config& config,
                         const Device& device);
 

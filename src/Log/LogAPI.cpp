@@ -43,6 +43,14 @@ bool endsWithLine(File& file, std::uint64_t size) {
     return file.read(last) == 0 || last[0] == std::byte{'\n'};
 }
 
+// A delegate may call whatever prints a line, but its own line is not to come back to it without end.
+void tell(VelmorDebugLoggerDelegate& delegate, const std::string& line) {
+    static thread_local bool telling = false;
+    if (std::exchange(telling, true)) return;
+    contain([&] { delegate.didPrint(line); });  // one that throws when told something cannot be told so
+    telling = false;
+}
+
 }  // namespace
 
 void setDebugLoggerDelegate(std::shared_ptr<VelmorDebugLoggerDelegate> delegate) {
@@ -86,8 +94,8 @@ void LogAPI::log(Level level, std::string_view tag, Pieces message) noexcept {
 void LogAPI::writeLog(Level level, std::string_view tag, std::string_view message) {
     const auto line = joined(
         {logTimestamp(platform_->clock->wallNow()), " | ", name(level), " | ", tag, " | ", message, "\n"});
-    if (!isUtf8(line)) return;  // one such line would make the whole text unreadable for the log proxy
     if (logFileSize() > static_cast<std::uint64_t>(kMaxFileSize)) removeFile(kLogFileName);
+    if (!isUtf8(line)) return;
     append(document(kLogFileName), line);
 }
 
@@ -100,20 +108,19 @@ void LogAPI::append(const std::string& path, std::string_view line) {
         return;
     }
     const auto size = file->size();
-    if (!std::exchange(endsWhole_, false) && !endsWithLine(*file, size)) {
-        file->seek(0);
-        auto text = readAll(*file);
-        text.resize(text.rfind('\n') + 1);
-        platform_->files->replace(path, bytesOf(text.append(line)));
-    } else {
-        file->seek(size);
-        file->write(bytesOf(line));
-    }
+    const bool torn = !std::exchange(endsWhole_, false) && !endsWithLine(*file, size);
+    file->seek(size);
+    file->write(bytesOf(torn ? joined({"\n", line}) : line));
     endsWhole_ = true;
 }
 
 std::uint64_t LogAPI::logFileSize() const {
     return platform_->files->size(document(kLogFileName)).value_or(0);
+}
+
+void LogAPI::setConfig(Config config) {
+    const Lock lock(queue_);
+    config_ = std::move(config);
 }
 
 void LogAPI::uploadLog(std::optional<Config> config, std::optional<std::string> sessionId) {
@@ -124,6 +131,7 @@ void LogAPI::uploadLog(std::optional<Config> config, std::optional<std::string> 
                 const Lock lock(queue_);
                 if (!moveToSendFile(failure)) return;
                 message = readFile(kLogSendFileName);
+                if (!config) config = config_;
             }
             if (!failure.empty()) console(joined({"Failed to paste file. ", failure}));
             if (ship_) ship_({std::move(config), std::move(sessionId), std::move(message)});
@@ -150,14 +158,13 @@ void LogAPI::pasteFile(const char* from, const char* to) const {
     const auto text = read(document(from));
     const auto target = document(to);
     auto whole = platform_->files->size(target) ? read(target) : std::string();
-    whole.append(text, 0, text.rfind('\n') + 1);
-    platform_->files->replace(target, bytesOf(whole));
+    platform_->files->replace(target, bytesOf(whole.append(text)));
 }
 
 std::string LogAPI::readFile(const char* name) const {
     std::string text;
     contain([&] { text = readAll(*platform_->files->open(document(name), FileMode::read)); });
-    return isUtf8(text) ? text : "";  // what cannot be read is shipped as an empty text
+    return repairedUtf8(text);  // a character may have been torn, and a JSON text holds nothing but UTF-8
 }
 
 void LogAPI::removeFile(const char* name) const {
@@ -190,7 +197,7 @@ void LogAPI::debugPrint(Pieces message) noexcept {
     contain([&] {
         const auto line =
             joined({logTimestamp(platform_->clock->wallNow()), " [Velmor SDK] ", joined(message)});
-        contain([&] { delegate->didPrint(line); });  // one that throws when told something cannot be told so
+        tell(*delegate, line);
         console(line);
     });
 }

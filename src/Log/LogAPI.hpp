@@ -48,8 +48,9 @@ class LogAPI {
     void log(Level level, std::string_view tag, std::string_view message) noexcept;
     void log(Level level, std::string_view tag, Pieces message) noexcept;
 
-    /// Hands a debug line to the delegate and the console; nothing at all while there is no delegate. Any
-    /// thread; never fails towards the caller.
+    /// Hands a debug line to the delegate and the console; nothing at all while there is no delegate. A line
+    /// that is printed from inside the delegate, on its thread, goes to the console alone, ahead of the line
+    /// that the delegate is being told. Any thread; never fails towards the caller.
     void debugPrint(std::string_view message) noexcept;
     void debugPrint(Pieces message) noexcept;
     void debugPrintError(const std::exception& error) noexcept;
@@ -62,6 +63,10 @@ class LogAPI {
 
     /// Who carries shipments; to be set before the first `uploadLog`.
     void setShip(Ship ship) { ship_ = std::move(ship); }
+
+    /// The configuration of shipments whose caller gives none: that of the last user who joined. None at
+    /// first. Any thread.
+    void setConfig(Config config);
 
     /// Moves the log file's text behind whatever waits in the send file and hands the whole to the shipper:
     /// one attempt for each text, so that a diagnostic aid never piles up on the device. Nothing happens
@@ -87,8 +92,9 @@ class LogAPI {
     const std::shared_ptr<const Platform> platform_;
     Mutex queue_;  // one file operation of the log at a time
     /// Whether the log file is known to end with a line: not after a process before this one may have died in
-    /// a write, nor after a write that failed half way. The rest of a line is then cut off.
+    /// a write, nor after a write that failed half way. A torn line is then closed before the next.
     bool endsWhole_ VELMOR_GUARDED_BY(queue_) = false;
+    std::optional<Config> config_ VELMOR_GUARDED_BY(queue_);
     Ship ship_;  // constant after set-up
 };
 

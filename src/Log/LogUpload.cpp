@@ -12,7 +12,7 @@ namespace {
 
 const Url& productionUrl() {
     static const Url* const url = [] {
-        auto parsed = Url::parse(BuildSettings::kLogUrl);
+        auto parsed = Url::tryParse(BuildSettings::kLogUrl);
         if (!parsed) {
             std::fprintf(stderr, "LogUpload.cpp: the log proxy URL is no URL: %s\n", BuildSettings::kLogUrl);
             std::abort();

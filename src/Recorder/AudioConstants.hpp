@@ -11,6 +11,7 @@ constexpr std::uint32_t kChunkRate = 16'000;    ///< Hz, mono; what chunk files 
 constexpr std::uint32_t kBlockFrames = 19'200;  ///< of input, handled at a time: 0.4 s
 constexpr std::int64_t kChunkFrames = 480'000;  ///< of a chunk file
 constexpr std::chrono::seconds kChunkPeriod{30};
+constexpr std::chrono::hours kLongestRecording{24};
 constexpr std::chrono::nanoseconds kChunkFrameTime{62'500};  ///< of one frame of a chunk file
 
 /// Time that frames of input take.

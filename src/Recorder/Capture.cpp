@@ -12,17 +12,15 @@
 namespace Velmor {
 namespace {
 
-VelmorError errorFor(const std::exception_ptr& failure) {
+std::optional<PlatformError::Kind> kindOf(const std::exception_ptr& failure) {
+    if (!failure) return {};
     try {
         std::rethrow_exception(failure);
     } catch (const PlatformError& error) {
-        if (error.kind() == PlatformError::Kind::backgroundActivation)
-            return VelmorError::cannotActivateInBackground{};
-        if (error.kind() == PlatformError::Kind::audioUnavailable)
-            return VelmorError::audioInitializationFailed{};
-    } catch (...) {  // as any other
+        return error.kind();
+    } catch (...) {
+        return {};
     }
-    return VelmorError::unknown{failure};
 }
 
 // "44100.0": the shortest text that reads back the same, with a fraction.
@@ -81,7 +79,8 @@ void RecordingService::Capture::stop() {
     const bool started =
         state.is<State::started>() || state.is<State::interrupted>() || state.is<State::resumed>();
     if (!started && !(error && (error->error.is<VelmorError::audioInitializationFailed>() ||
-                                error->error.is<VelmorError::cannotActivateInBackground>()))) {
+                                error->error.is<VelmorError::cannotActivateInBackground>() ||
+                                error->error.is<VelmorError::shouldResume>()))) {
         log_->debugPrint("Recorder: stop request can not working");
         // Nobody who asked to stop must find the microphone open.
         if (error && finish()) letGo(false);
@@ -100,6 +99,7 @@ bool RecordingService::Capture::finish() {
 }
 
 void RecordingService::Capture::resume() {
+    flush();
     if (!cutter_) {
         log_->debugPrint("Recorder: resume request can not working");
         return;
@@ -123,6 +123,11 @@ void RecordingService::Capture::handle(const State& state) {
         if (state.is<State::error>()) throw;
         owner_.stateSender.send({State::error{VelmorError::unknown{std::current_exception()}}});
     }
+    updateRecording();
+}
+
+void RecordingService::Capture::updateRecording() noexcept {
+    owner_.recording_ = cutter_ && !interruptStartTime_ && !stalled_ && engine_.isRunning();
 }
 
 void RecordingService::Capture::entered(const State::started& state) {
@@ -136,6 +141,7 @@ void RecordingService::Capture::entered(const State::started& state) {
         });
     queue_ = std::make_shared<CaptureQueue>(samples_);
     resampler_.reset();
+    begun_ = torn_ = false;
     lastEnd_ = now();
     droppedBuffers_ = 0;
     if (rebuildEngine()) startEngine();
@@ -165,50 +171,52 @@ void RecordingService::Capture::entered(const State::ready&) {
 
 void RecordingService::Capture::entered(const State::interrupted&) {
     logState("interrupted");
-    const auto at = std::exchange(at_, {}).value_or(now());
-    if (!interruptStartTime_) interruptStartTime_ = at;
+    // What the engine had gathered of a buffer is lost with it.
+    if (!interruptStartTime_) interruptStartTime_ = lastEnd_;
     const auto recording = recordings_;
     owner_.interruptedSender.send(true);
-    if (recording != recordings_ || stalled_) return;
-    engine_.pause();
-    capturing_ = false;
+    if (recording != recordings_) return;
+    if (stalled_)
+        awaitFrames();
+    else
+        engine_.pause();
 }
 
 void RecordingService::Capture::entered(const State::resumed&) {
     const auto at = std::exchange(at_, {}).value_or(now());
     const bool byFrames = std::exchange(resumedByFrames_, false);
-    if (!byFrames) flush();
+    begun_ = true;
+    told_.clear();
     const auto failure = byFrames ? nullptr : tryActivating();
-    const bool inBackground = failure && errorFor(failure).is<VelmorError::cannotActivateInBackground>();
+    const bool inBackground = kindOf(failure) == PlatformError::Kind::backgroundActivation;
     logState(inBackground ? "resumed(cannotActivateInBackground)" : "resumed");
     const auto recording = recordings_;
     owner_.interruptedSender.send(false);
     if (recording != recordings_ || !cutter_) return;
 
-    if (interruptStartTime_) cutter_->fillGap(*interruptStartTime_, at);
+    cutter_->fillGap(interruptStartTime_.value_or(lastEnd_), at);
     interruptStartTime_.reset();
     stalled_ = false;
     lastEnd_ = at;
-    resampler_.reset();
     if (byFrames) {
+        resampler_.reset();
         watchAfter(kLongestSilence);
         return;
     }
     if (!rebuildEngine()) return;
     if (failure)
-        failed("startEngine ERROR: ", failure);
+        failed(failure);
     else
         runEngine();
 }
 
 bool RecordingService::Capture::rebuildEngine() {
-    capturing_ = false;
     try {
         engine_.rebuild(std::exchange(freshEngine_, false));
         if (queue_) queue_->clear();
         return true;
     } catch (...) {
-        failed("rebuildEngine ERROR: ", std::current_exception());
+        failed(std::current_exception());
         return false;
     }
 }
@@ -225,7 +233,7 @@ std::exception_ptr RecordingService::Capture::tryActivating() {
 void RecordingService::Capture::startEngine() {
     if (!firstFrameTime_ || engine_.isRunning()) return;
     if (const auto failure = tryActivating())
-        failed("startEngine ERROR: ", failure);
+        failed(failure);
     else
         runEngine();
 }
@@ -233,41 +241,59 @@ void RecordingService::Capture::startEngine() {
 void RecordingService::Capture::runEngine() {
     if (!formatFits()) return;
     engineStart_ = now();
+    resampler_.reset();
     try {
         engine_.start(makeTap());
     } catch (...) {
-        failed("startEngine ERROR: ", std::current_exception());
+        failed(std::current_exception());
         return;
     }
-    capturing_ = true;
-    watchAfter(kLongestSilence);
+    torn_ = std::exchange(begun_, true);
+    if (!stalled_) watchAfter(kLongestSilence);
+    updateRecording();
 }
 
 bool RecordingService::Capture::formatFits() {
     const AudioFormat format = engine_.inputFormat();
     if (format.sampleRate == double{kInputRate} && format.channelCount == 1) return true;
-    logError({"setupEngine FORMAT-ERROR sampleRate: ", decimal(format.sampleRate),
-              ", channelCount: ", std::to_string(format.channelCount)});
-    interruptStartTime_ = lastEnd_;
-    owner_.stateSender.send({State::error{VelmorError::audioInitializationFailed{}}});
+    failed(VelmorError::audioInitializationFailed{},
+           {"setupEngine FORMAT-ERROR sampleRate: ", decimal(format.sampleRate),
+            ", channelCount: ", std::to_string(format.channelCount)});
     return false;
 }
 
 void RecordingService::Capture::letGo(bool telling) {
     ++recordings_;
-    capturing_ = stalled_ = isResuming_ = false;
+    stalled_ = isResuming_ = false;
+    told_.clear();
     interruptStartTime_.reset();
     engine_.release();
     bag_.clear();
     endObserving();
     removeChunkFiles(telling);
     queue_.reset();
+    updateRecording();
 }
 
-void RecordingService::Capture::failed(const char* what, const std::exception_ptr& error) {
-    logError({what, errorText(error)});
-    interruptStartTime_ = lastEnd_;  // so that a later resume fills the time lost
-    owner_.stateSender.send({State::error{errorFor(error)}});
+void RecordingService::Capture::failed(const std::exception_ptr& error) {
+    failed(errorFor(error), {"startEngine ERROR: ", errorText(error)});
+}
+
+// The engine does not run. One that ran before is tried again.
+void RecordingService::Capture::failed(const VelmorError& error, Pieces line) {
+    interruptStartTime_ = lastEnd_;  // so that the time lost is filled later
+    if (begun_ && !stalled_) awaitFrames();
+    if (!told_.insert(error.description()).second) return;
+    logError(line);
+    owner_.stateSender.send({State::error{error}});
+}
+
+VelmorError RecordingService::Capture::errorFor(const std::exception_ptr& failure) const {
+    const auto kind = kindOf(failure);
+    if (kind == PlatformError::Kind::audioUnavailable) return VelmorError::audioInitializationFailed{};
+    if (kind != PlatformError::Kind::backgroundActivation) return VelmorError::unknown{failure};
+    if (begun_) return VelmorError::shouldResume{};
+    return VelmorError::cannotActivateInBackground{};
 }
 
 void RecordingService::Capture::logState(std::string_view text) noexcept {

@@ -14,6 +14,7 @@
 #include <exception>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -60,32 +61,42 @@ class RecordingService::Capture {
     std::exception_ptr tryActivating();
     bool finish();
     void letGo(bool telling = true);
-    void failed(const char* what, const std::exception_ptr& error);
+    void failed(const std::exception_ptr& error);
+    void failed(const VelmorError& error, Pieces line);
+    VelmorError errorFor(const std::exception_ptr& failure) const;
 
     // frames
     AudioEngine::Tap makeTap();
     void drain();
     void flush();
     void takeBlocks(std::size_t atLeast);
+    bool isOver() const;
     static constexpr std::chrono::seconds kLongestSilence{2};  // without frames, before it is an interruption
+    static constexpr std::chrono::seconds kShortestPause{1};   // between attempts to start the engine again
+    static constexpr std::chrono::seconds kLongestPause{60};
     void take(const CaptureQueue::Block& block);
     void process(const PcmBuffer& buffer);
     void reportLost();
     bool isTaking() const;
 
     // interruptions, notifications and the watch for frames that stay away
-    void interrupt(BootTime at, bool stalled);
+    void interrupt(bool stalled);
     void resumeByFrames(BootTime at);
     void observe();
     void endObserving();
-    void notified(const AudioNotification& notification, BootTime at);
-    void notified(const AudioNotification::InterruptionBegan& event, BootTime at);
-    void notified(const AudioNotification::InterruptionEnded& event, BootTime at);
-    void notified(const AudioNotification::EngineConfigurationChanged& event, BootTime at);
-    void notified(const AudioNotification::RouteChanged& event, BootTime at);
-    void notified(const AudioNotification::MediaServicesReset& event, BootTime at);
+    void notified(const AudioNotification& notification);
+    void notified(const AudioNotification::InterruptionBegan& event);
+    void notified(const AudioNotification::InterruptionEnded& event);
+    void notified(const AudioNotification::EngineConfigurationChanged& event);
+    void notified(const AudioNotification::RouteChanged& event);
+    void notified(const AudioNotification::MediaServicesReset& event);
     void watchAfter(std::chrono::nanoseconds delay);
     void watch();
+    void awaitFrames();
+    void restart();
+
+    /// To be called when one of the conditions has changed.
+    void updateRecording() noexcept;
 
     void logState(std::string_view text) noexcept;
     void logError(Pieces text) noexcept;
@@ -109,12 +120,15 @@ class RecordingService::Capture {
     std::vector<float> block_;
     BootTime lastEnd_{};            // up to here frames were taken or silence put
     BootTime engineStart_{};        // when frames were last expected to begin
-    bool capturing_ = false;        // the engine was started and not paused since
-    bool stalled_ = false;          // interrupted because frames stay away; their return ends it
+    bool begun_ = false;            // the engine has run, or was asked to by a resume
+    bool torn_ = false;             // the engine was started anew: time is missing before the next frame
+    bool stalled_ = false;          // frames stay away without a word from the system; their return ends it
     bool resumedByFrames_ = false;  // for the state being entered
     bool freshEngine_ = false;      // likewise
-    std::optional<BootTime> at_;    // likewise: when what led to it happened
-    bool watching_ = false;
+    std::optional<BootTime> at_;    // likewise: when the first frame began that led to it
+    std::uint64_t timer_ = 0;       // of the watch; earlier ones are void
+    std::chrono::nanoseconds pause_{kShortestPause};  // until the next attempt, while stalled
+    std::set<std::string> told_;        // failures of attempts since frames or a resume came, each told once
     std::uint64_t recordings_ = 0;      // changes with every start, stop and reset
     std::uint64_t observation_ = 0;     // 0: none
     std::uint64_t droppedBuffers_ = 0;  // of the current recording

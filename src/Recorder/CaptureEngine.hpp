@@ -25,7 +25,6 @@ class CaptureEngine {
     void pause();
     /// Stops and lets the engine go.
     void release() noexcept;
-    bool exists() const { return engine_ != nullptr; }
     bool isRunning();
 
   private:

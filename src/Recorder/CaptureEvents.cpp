@@ -20,9 +20,8 @@ std::string_view orElse(std::string_view details, std::string_view text) {
 
 }  // namespace
 
-void RecordingService::Capture::interrupt(BootTime at, bool stalled) {
+void RecordingService::Capture::interrupt(bool stalled) {
     stalled_ = stalled;
-    at_ = at;
     owner_.stateSender.send({State::interrupted{}});
 }
 
@@ -34,18 +33,18 @@ void RecordingService::Capture::resumeByFrames(BootTime at) {
 
 void RecordingService::Capture::observe() {
     observation_ = ++latestObservation;
-    platform_->audio->session().observe([weak = owner_.weak_from_this(),
-                                         loop = std::weak_ptr(platform_->mainLoop),
-                                         clock = platform_->clock](const AudioNotification& notification) {
-        const auto executor = loop.lock();
-        if (!executor) return;
-        // Where there is no memory for a task, the frames that stay away or come back tell the same.
-        contain([&] {
-            executor->post([weak, notification, at = clock->bootNow()] {
-                if (const auto self = weak.lock()) self->capture_->notified(notification, at);
+    platform_->audio->session().observe(
+        [weak = owner_.weak_from_this(),
+         loop = std::weak_ptr(platform_->mainLoop)](const AudioNotification& notification) {
+            const auto executor = loop.lock();
+            if (!executor) return;
+            // Where there is no memory for a task, the frames that stay away or come back tell the same.
+            contain([&] {
+                executor->post([weak, notification] {
+                    if (const auto self = weak.lock()) self->capture_->notified(notification);
+                });
             });
         });
-    });
 }
 
 void RecordingService::Capture::endObserving() {
@@ -61,7 +60,7 @@ void RecordingService::Capture::endObserving() {
     });
 }
 
-void RecordingService::Capture::notified(const AudioNotification& notification, BootTime at) {
+void RecordingService::Capture::notified(const AudioNotification& notification) {
     const auto& details = notification.details;
     const auto write = [&](Pieces text) { log_->log(LogAPI::Level::I, "notifications", text); };
     std::visit(
@@ -77,49 +76,48 @@ void RecordingService::Capture::notified(const AudioNotification& notification, 
                 std::string ports;
                 for (const auto& port : event.previousOutputs)
                     ports.append(", previous output ").append(port);
-                write({"[AVAudioSession.routeChangeNotification] ", event.reason, ports});
+                write({"[route change] ", event.reason, ports});
             } else {
-                write({"[AVAudioSession.mediaServicesWereResetNotification] ", details});
+                write({"[media services reset] ", details});
             }
         },
         notification.event);
     if (!cutter_) return;
     flush();
-    std::visit([&](const auto& event) { notified(event, at); }, notification.event);
+    if (!cutter_) return;  // the frames that waited were the recording's last
+    std::visit([&](const auto& event) { notified(event); }, notification.event);
 }
 
-void RecordingService::Capture::notified(const AudioNotification::InterruptionBegan&, BootTime at) {
+void RecordingService::Capture::notified(const AudioNotification::InterruptionBegan&) {
     if (owner_.state().is<State::interrupted>()) {  // told twice, or noticed before it was told
         stalled_ = false;
-        capturing_ = false;
         engine_.pause();
         return;
     }
-    interrupt(std::max(at, lastEnd_), false);
+    interrupt(false);
 }
 
-void RecordingService::Capture::notified(const AudioNotification::InterruptionEnded&, BootTime) {
+void RecordingService::Capture::notified(const AudioNotification::InterruptionEnded&) {
     isResuming_ = true;
     owner_.stateSender.send({State::resumed{}});
 }
 
-void RecordingService::Capture::notified(const AudioNotification::EngineConfigurationChanged&, BootTime) {
-    if (owner_.state().is<State::interrupted>() || engine_.isRunning() || isResuming_) return;
-    if (!engine_.exists() && !rebuildEngine()) return;
-    if (interruptStartTime_) {  // the error that ended the recording may be mended now
-        cutter_->fillGap(*std::exchange(interruptStartTime_, {}), now());
-        lastEnd_ = now();
-        resampler_.reset();
-        queue_->clear();
+void RecordingService::Capture::notified(const AudioNotification::EngineConfigurationChanged&) {
+    if (engine_.isRunning()) return;
+    const bool interrupted = owner_.state().is<State::interrupted>();
+    if (stalled_ || (interruptStartTime_ && !interrupted)) {  // what was in the way may be gone now
+        awaitFrames();
+        restart();
+    } else if (!interrupted && !isResuming_) {
+        runEngine();
     }
-    runEngine();
 }
 
-void RecordingService::Capture::notified(const AudioNotification::RouteChanged&, BootTime) {}
+void RecordingService::Capture::notified(const AudioNotification::RouteChanged&) {}
 
-void RecordingService::Capture::notified(const AudioNotification::MediaServicesReset&, BootTime) {
+void RecordingService::Capture::notified(const AudioNotification::MediaServicesReset&) {
     const auto recording = recordings_;
-    if (!owner_.state().is<State::interrupted>()) interrupt(lastEnd_, false);
+    if (!owner_.state().is<State::interrupted>()) interrupt(false);
     if (recording != recordings_) return;
     isResuming_ = true;
     freshEngine_ = true;
@@ -127,22 +125,42 @@ void RecordingService::Capture::notified(const AudioNotification::MediaServicesR
 }
 
 void RecordingService::Capture::watchAfter(std::chrono::nanoseconds delay) {
-    if (std::exchange(watching_, true)) return;
-    platform_->mainLoop->postAfter(delay, [weak = owner_.weak_from_this()] {
-        if (const auto self = weak.lock()) self->capture_->watch();
+    platform_->mainLoop->postAfter(delay, [weak = owner_.weak_from_this(), mine = ++timer_] {
+        const auto self = weak.lock();
+        if (self && self->capture_->timer_ == mine) self->capture_->watch();
     });
 }
 
 void RecordingService::Capture::watch() {
-    watching_ = false;
-    if (!capturing_ || !isTaking() || stalled_) return;
+    if (!isTaking()) return;
+    if (stalled_) {
+        pause_ = std::min<std::chrono::nanoseconds>(2 * pause_, kLongestPause);
+        watchAfter(pause_);
+        restart();
+        return;
+    }
     const auto idle = now() - std::max(queue_->newest(), engineStart_);
     if (idle < kLongestSilence) {
         watchAfter(kLongestSilence - idle);
         return;
     }
     flush();
-    if (isTaking() && !stalled_) interrupt(lastEnd_, true);
+    if (isTaking() && !stalled_) interrupt(true);
+}
+
+// From here on the next frames resume the recording, and until they come the engine is looked after.
+void RecordingService::Capture::awaitFrames() {
+    stalled_ = true;
+    pause_ = kShortestPause;
+    watchAfter(pause_);
+    updateRecording();
+}
+
+// An engine that stands still although nobody interrupted it is started again.
+void RecordingService::Capture::restart() {
+    flush();
+    if (!stalled_ || engine_.isRunning()) return;
+    if (rebuildEngine()) startEngine();
 }
 
 }  // namespace Velmor

@@ -47,12 +47,24 @@ void RecordingService::Capture::takeBlocks(std::size_t atLeast) {
 
 void RecordingService::Capture::take(const CaptureQueue::Block& block) {
     const auto recording = recordings_;
-    if (!stalled_ && block.begin - lastEnd_ >= kLongestSilence) interrupt(lastEnd_, true);
+    if (!stalled_ && block.begin - lastEnd_ >= kLongestSilence) interrupt(true);
     if (stalled_) resumeByFrames(block.begin);
     if (recording != recordings_ || !isTaking()) return;  // ended by somebody who was told so
+    if (std::exchange(torn_, false)) cutter_->fillGap(lastEnd_, block.begin);
     lastEnd_ = block.end;
     isResuming_ = false;
     owner_.bufferSender.send({std::span(block_).first(block.frames), block.end});
+    if (recording != recordings_ || !isOver()) return;
+    publisher_->deliverWaiting();
+    if (recording == recordings_) owner_.stateSender.send({State::stopped{VelmorError::over24hours{}}});
+}
+
+// The last period's chunk may be complete some seconds late, as its number allows.
+bool RecordingService::Capture::isOver() const {
+    const auto length = lastEnd_ - firstFrameTime_->time;
+    if (length < kLongestRecording) return false;
+    return cutter_->lastNumber() >= kLongestRecording / kChunkPeriod - 1 ||
+           length >= kLongestRecording + kChunkPeriod / 2;
 }
 
 void RecordingService::Capture::process(const PcmBuffer& buffer) {

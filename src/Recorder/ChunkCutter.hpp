@@ -38,6 +38,8 @@ class ChunkCutter {
     /// Puts silence where nothing was recorded. The chunk that the gap tears is completed; periods that lie
     /// wholly inside the gap get no chunk and no number.
     void fillGap(BootTime from, BootTime to);
+    /// Of the chunk that was cut last; -1 before the first.
+    std::int64_t lastNumber() const { return last_; }
     /// Calls `removed` with the path of each file. Nothing may be appended afterwards.
     void removeFiles(const std::function<void(const std::string& path)>& removed);
 

@@ -90,13 +90,15 @@ void RecorderCore::start(std::function<void(bool)> answer) {
     const auto keep = shared_from_this();
     hasPermission([weak = weak_from_this(), epoch = epoch_, answer = std::move(answer)](bool granted) {
         const auto self = weak.lock();
-        if (!self || epoch != self->epoch_) return;
-        if (granted) {
+        if (!self) return;
+        if (!granted) {  // the user's word counts, also after a stop
+            self->log_->debugPrint("Recorder: start request can not working");
+            self->tell([](VelmorRecordingDelegate& to) { to.micPermissionWasDenied(); });
+        } else if (epoch == self->epoch_) {
             self->log_->debugPrint("Recorder: request start");
             self->service_->start();
         } else {
-            self->log_->debugPrint("Recorder: start request can not working");
-            self->tell([](VelmorRecordingDelegate& to) { to.micPermissionWasDenied(); });
+            return;
         }
         if (answer) answer(granted);
     });

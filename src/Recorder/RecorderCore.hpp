@@ -33,7 +33,7 @@ class RecorderCore : public std::enable_shared_from_this<RecorderCore> {
     /// Goes on after an interruption that the system did not end.
     void resume();
 
-    /// A start that still waits for the user's permission is not to happen any more.
+    /// A start that still waits for the user's permission is not to happen any more; a refusal is still told.
     void cancelStart() { ++epoch_; }
     /// From now on nobody is told anything.
     void clearDelegate() { delegate_.reset(); }
@@ -55,7 +55,7 @@ class RecorderCore : public std::enable_shared_from_this<RecorderCore> {
     std::weak_ptr<VelmorRecordingDelegate> delegate_;
     const std::shared_ptr<RecordingService> service_;
     Bag bag_;
-    std::uint64_t epoch_ = 0;  // changes with every stop
+    std::uint64_t epoch_ = 0;  // changes with every stop and cancel
 };
 
 }  // namespace Velmor

@@ -6,6 +6,7 @@
 #include "Recorder/CaptureParts.hpp"
 #include "Runtime/Channel.hpp"
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -81,6 +82,9 @@ class RecordingService : public std::enable_shared_from_this<RecordingService> {
     /// Time since then, on the clock that counts sleep.
     std::optional<std::chrono::nanoseconds> sinceFirstFrame() const;
 
+    /// Whether sound is being recorded at this moment. Any thread.
+    bool isRecording() const noexcept { return recording_; }
+
     CurrentValue<State> stateSender{State{State::notDetermined{}}};
     Channel<PcmBuffer> bufferSender;
     Channel<VelmorError> errorSender;
@@ -93,6 +97,7 @@ class RecordingService : public std::enable_shared_from_this<RecordingService> {
     RecordingService();
 
     std::unique_ptr<Capture> capture_;
+    std::atomic<bool> recording_{false};  // written by the capture
     Subscription handler_;
 };
 

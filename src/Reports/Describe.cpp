@@ -42,8 +42,8 @@ void describeValue(std::string& text, float value, const DescriptionStyle&) {
     text.append(digits.data(), std::to_chars(digits.begin(), digits.end(), value).ptr);  // the shortest
 }
 
-void describeValue(std::string& text, WallTime value, const DescriptionStyle& style) {
-    text += style.date(value);
+void describeValue(std::string& text, Model::Date value, const DescriptionStyle& style) {
+    text += style.date(std::chrono::floor<std::chrono::seconds>(value));
 }
 
 void describeValue(std::string& text, std::chrono::sys_days value, const DescriptionStyle&) {

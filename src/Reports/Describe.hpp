@@ -21,7 +21,7 @@ struct DescriptionStyle {
     std::string (*label)(std::string_view name);
     /// What stands between the entry before `name` and `name`.
     std::string_view (*separator)(std::string_view name);
-    std::string (*date)(WallTime time);
+    std::string (*date)(std::chrono::sys_seconds time);
 };
 
 std::string labelAsName(std::string_view name);
@@ -32,7 +32,7 @@ std::string_view commaAndNewline(std::string_view name);
 void describeValue(std::string& text, const std::string& value, const DescriptionStyle& style);
 void describeValue(std::string& text, std::int64_t value, const DescriptionStyle& style);
 void describeValue(std::string& text, float value, const DescriptionStyle& style);
-void describeValue(std::string& text, WallTime value, const DescriptionStyle& style);
+void describeValue(std::string& text, Model::Date value, const DescriptionStyle& style);
 void describeValue(std::string& text, std::chrono::sys_days value, const DescriptionStyle& style);
 
 /// Name and value of a field; `describe` knows of what type it is.

@@ -112,36 +112,38 @@ Async<T> ReportQueries::send(std::string_view method, const Endpoint& endpoint,
     return promise.async();
 }
 
-Async<Model::Report> ReportQueries::report(const std::string& sessionId) {
+Async<Model::Report> ReportQueries::report(const std::optional<Config>& config,
+                                           const std::string& sessionId) {
     logEntry({"[CALL] report callback ", sessionId});
     log_->debugPrint({"Reports: get report, sessionId = ", sessionId});
-    return send<Model::Report, Model::Report>("GET", Endpoint("data/v3/sessions/").id(sessionId), config(),
+    return send<Model::Report, Model::Report>("GET", Endpoint("data/v3/sessions/").id(sessionId), config,
                                               [](const Model::Report& report) { return report; });
 }
 
-Async<Reports::Sessions> ReportQueries::reports(const std::string& fromDate, const std::string& toDate,
+Async<Reports::Sessions> ReportQueries::reports(const std::optional<Config>& config,
+                                                const std::string& fromDate, const std::string& toDate,
                                                 Model::OrderBy orderBy, std::int64_t offset,
                                                 std::int64_t limit) {
     logEntry({sessionsEntry(fromDate, toDate, offset, limit)});
     log_->debugPrint({"Reports: get sessions, from: ", fromDate, " to: ", toDate});
     if (DeveloperMode::isOn()) return refusedInDeveloperMode<Reports::Sessions>();
     return send<Model::ReportList, Reports::Sessions>(
-        "GET", sessionListEndpoint(fromDate, toDate, orderBy, offset, limit), config(),
+        "GET", sessionListEndpoint(fromDate, toDate, orderBy, offset, limit), config,
         [](const Model::ReportList& list) { return list.sleepSessionList; });
 }
 
-Async<void> ReportQueries::deleteReport(const std::string& sessionId) {
+Async<void> ReportQueries::deleteReport(const std::optional<Config>& config, const std::string& sessionId) {
     logEntry({"[CALL] deleteReport callback ", sessionId});
     log_->debugPrint({"Reports: delete report, sessionId = ", sessionId});
     if (DeveloperMode::isOn()) return refusedInDeveloperMode<void>();
-    return send<Model::DeleteReport, void>("DELETE", Endpoint("ai/v1/sessions/").id(sessionId), config(),
+    return send<Model::DeleteReport, void>("DELETE", Endpoint("ai/v1/sessions/").id(sessionId), config,
                                            [](const Model::DeleteReport&) { return std::monostate{}; });
 }
 
-Async<Model::AverageReport> ReportQueries::getAverageReport(const std::string& fromDate,
+Async<Model::AverageReport> ReportQueries::getAverageReport(const std::optional<Config>& config,
+                                                            const std::string& fromDate,
                                                             const std::string& toDate) {
-    const auto current = config();
-    const std::string userId = current ? current->userId() : "";
+    const std::string userId = config ? config->userId() : "";
     logEntry({averageEntry("async", fromDate, toDate)});
     log_->debugPrint(
         {"Reports: get average report, userId = ", userId, " from: ", fromDate, " to: ", toDate});
@@ -151,7 +153,7 @@ Async<Model::AverageReport> ReportQueries::getAverageReport(const std::string& f
         Endpoint("data/v1/users/")
             .id(userId)
             .query(joined({"/average-stats?start_date=", fromDate, "&end_date=", toDate})),
-        current, [](const Model::AverageReport& report) { return report; });
+        config, [](const Model::AverageReport& report) { return report; });
 }
 
 }  // namespace Velmor

@@ -32,12 +32,18 @@ class ReportQueries : public std::enable_shared_from_this<ReportQueries> {
 
     /// For queries made from then on.
     void setConfig(Config config);
+    /// None before the first.
+    std::optional<Config> config();
 
-    Async<Model::Report> report(const std::string& sessionId);
-    Async<Reports::Sessions> reports(const std::string& fromDate, const std::string& toDate,
-                                     Model::OrderBy orderBy, std::int64_t offset, std::int64_t limit);
-    Async<void> deleteReport(const std::string& sessionId);
-    Async<Model::AverageReport> getAverageReport(const std::string& fromDate, const std::string& toDate);
+    /// Each query takes the configuration under which it was made, for its task may start after the next one
+    /// was set.
+    Async<Model::Report> report(const std::optional<Config>& config, const std::string& sessionId);
+    Async<Reports::Sessions> reports(const std::optional<Config>& config, const std::string& fromDate,
+                                     const std::string& toDate, Model::OrderBy orderBy, std::int64_t offset,
+                                     std::int64_t limit);
+    Async<void> deleteReport(const std::optional<Config>& config, const std::string& sessionId);
+    Async<Model::AverageReport> getAverageReport(const std::optional<Config>& config,
+                                                 const std::string& fromDate, const std::string& toDate);
 
     static std::string sessionsEntry(const std::string& fromDate, const std::string& toDate,
                                      std::int64_t offset, std::int64_t limit);
@@ -51,7 +57,6 @@ class ReportQueries : public std::enable_shared_from_this<ReportQueries> {
   private:
     ReportQueries(const std::shared_ptr<const Platform>& platform, const std::shared_ptr<LogAPI>& log);
 
-    std::optional<Config> config();
     template <class Record, class T, class Convert>
     Async<T> send(std::string_view method, const Endpoint& endpoint, const std::optional<Config>& config,
                   const Convert& convert);

@@ -1,6 +1,39 @@
 #include "Runtime/Text.hpp"
 
 namespace Velmor {
+namespace {
+
+/// What a text begins with: a character, or the longest beginning of one that breaks off.
+struct Piece {
+    std::size_t length;
+    bool valid;
+};
+
+std::size_t lengthByLead(unsigned lead) {
+    if (lead < 0x80) return 1;
+    if (lead < 0xC2) return 0;
+    if (lead < 0xE0) return 2;
+    if (lead < 0xF0) return 3;
+    return lead < 0xF5 ? 4 : 0;
+}
+
+Piece firstPiece(std::string_view text) {
+    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    const unsigned lead = byte(0);
+    const auto length = lengthByLead(lead);
+    if (length == 0) return {1, false};
+    // The second byte's range leaves out longer forms than needed, surrogates and what lies past U+10FFFF.
+    unsigned low = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
+    unsigned high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
+    for (std::size_t i = 1; i < length; ++i) {
+        if (i == text.size() || byte(i) < low || byte(i) > high) return {i, false};
+        low = 0x80;
+        high = 0xBF;
+    }
+    return {length, true};
+}
+
+}  // namespace
 
 std::string joined(Pieces pieces) {
     std::size_t size = 0;
@@ -22,24 +55,23 @@ std::string firstCharacters(std::string_view text, std::size_t count) {
 }
 
 bool isUtf8(std::string_view text) {
-    const auto at = [&](std::size_t i) { return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U; };
-    for (std::size_t i = 0; i < text.size();) {
-        const unsigned lead = at(i);
-        const unsigned next = at(i + 1);
-        const std::size_t length = lead < 0x80   ? 1
-                                   : lead < 0xC2 ? 0
-                                   : lead < 0xE0 ? 2
-                                   : lead < 0xF0 ? 3
-                                   : lead < 0xF5 ? 4
-                                                 : 0;
-        if (length == 0) return false;
-        for (std::size_t k = 1; k < length; ++k)
-            if ((at(i + k) & 0xC0U) != 0x80U) return false;
-        if ((lead == 0xE0 && next < 0xA0) || (lead == 0xED && next > 0x9F)) return false;
-        if ((lead == 0xF0 && next < 0x90) || (lead == 0xF4 && next > 0x8F)) return false;
-        i += length;
+    while (!text.empty()) {
+        const auto piece = firstPiece(text);
+        if (!piece.valid) return false;
+        text.remove_prefix(piece.length);
     }
     return true;
+}
+
+std::string repairedUtf8(std::string_view text) {
+    std::string out;
+    out.reserve(text.size());
+    while (!text.empty()) {
+        const auto piece = firstPiece(text);
+        out.append(piece.valid ? text.substr(0, piece.length) : "\xEF\xBF\xBD");
+        text.remove_prefix(piece.length);
+    }
+    return out;
 }
 
 }  // namespace Velmor

@@ -20,4 +20,8 @@ std::string firstCharacters(std::string_view text, std::size_t count);
 /// Shortest forms only, no surrogates, nothing past U+10FFFF.
 bool isUtf8(std::string_view text);
 
+/// The text with U+FFFD in place of each piece that is not UTF-8: one for a beginning of a character that
+/// breaks off, and one for each byte that begins none.
+std::string repairedUtf8(std::string_view text);
+
 }  // namespace Velmor

@@ -1,7 +1,8 @@
 #include "SessionService/SessionCalls.hpp"
 
-#include "APIService/Iso8601.hpp"
+#include "APIService/Encode.hpp"
 #include "APIService/MultipartFormDataRequest.hpp"
+#include "APIService/RequestRecords.hpp"
 #include "APIService/Requests.hpp"
 #include "Runtime/Text.hpp"
 
@@ -61,7 +62,7 @@ struct Call {
 
 Call callOf(const Request::userJoin& request) {
     if (request.userId) return {"GET", user(*request.userId), {}};
-    return {"POST", Endpoint(kUsers), Json::Object{}};
+    return {"POST", Endpoint(kUsers), encode(Model::Request::User{})};
 }
 
 Call callOf(const Request::userDelete& request) {
@@ -70,19 +71,17 @@ Call callOf(const Request::userDelete& request) {
 
 Call callOf(const Request::create& request) {
     const auto& config = request.config;
-    Json callbackUrl;
-    Json callbackVersion;
+    Model::Request::CreateSession body{.service = config.service(),
+                                       .uploadDataType = std::string(rawValue(request.dataType)),
+                                       .sessionStartTime = request.date,
+                                       .forceCreate = true,
+                                       .callback_url = {},
+                                       .callback_version = {}};
     if (config.callbackUrl()) {
-        callbackUrl = config.callbackUrl()->absoluteString();
-        callbackVersion = "V2";
+        body.callback_url = config.callbackUrl()->absoluteString();
+        body.callback_version = "V2";
     }
-    return {"POST", Endpoint(kSessions),
-            Json::object("service", config.service(),                                  //
-                         "upload_data_type", std::string(rawValue(request.dataType)),  //
-                         "session_start_time", Iso8601::format(request.date),          //
-                         "force_create", true,                                         //
-                         "callback_url", std::move(callbackUrl),                       //
-                         "callback_version", std::move(callbackVersion))};
+    return {"POST", Endpoint(kSessions), encode(std::move(body))};
 }
 
 Call callOf(const Request::mel& request) {
@@ -92,9 +91,8 @@ Call callOf(const Request::mel& request) {
 }
 
 Call callOf(const Request::close& request) {
-    return {
-        "POST", session(request.sessionId).text("/close"),
-        Json::object("session_end_time", Iso8601::format(request.date), "unexpected", request.unexpected)};
+    return {"POST", session(request.sessionId).text("/close"),
+            encode(Model::Request::CloseSession{request.date, request.unexpected})};
 }
 
 Call callOf(const Request::analysis& request) {
@@ -177,28 +175,25 @@ using RecordFor = typename Answer<std::remove_cvref_t<R>>::Record;
 
 /// Failures of opening and closing a session reach the application under a name of their own.
 template <class NetworkFail>
-VelmorError networkFail(const VelmorError& cause) {
-    if (const auto* http = cause.as<VelmorError::httpStatus>()) return NetworkFail{http->code, http->message};
-    if (cause.is<VelmorError::unknown>()) return NetworkFail{kNoErrorCode, ""};
-    return cause;
+VelmorError networkFail(const VelmorError& error) {
+    if (const auto* http = error.as<VelmorError::httpStatus>()) return NetworkFail{http->code, http->message};
+    if (const auto* other = error.as<VelmorError::unknown>())
+        return NetworkFail{kNoErrorCode, "", other->systemError};
+    return error;
 }
 
-State stateOfFailure(const Request& request, const std::exception_ptr& error) {
-    // Never as it came: a report that is asked for too early answers 404, which must not look like the end of
-    // a night that is being tracked.
-    if (std::holds_alternative<Request::analysis>(request.value))
-        return {State::error{VelmorError::unknown{error}, {}}};
-    const auto cause = VelmorError::from(error);
+State stateOfFailure(const Request& request, const std::exception_ptr& failure) {
+    const auto error = VelmorError::from(failure);
     if (std::holds_alternative<Request::create>(request.value))
-        return {State::error{networkFail<VelmorError::startTrackingNetworkFail>(cause), {}}};
+        return {State::error{networkFail<VelmorError::startTrackingNetworkFail>(error), {}}};
     if (std::holds_alternative<Request::close>(request.value))
-        return {State::error{networkFail<VelmorError::stopTrackingNetworkFail>(cause), {}}};
+        return {State::error{networkFail<VelmorError::stopTrackingNetworkFail>(error), {}}};
     // 403 and 404 say that the service takes nothing more for this session.
     const auto* upload = std::get_if<Request::mel>(&request.value);
-    const auto* http = cause.as<VelmorError::httpStatus>();
+    const auto* http = error.as<VelmorError::httpStatus>();
     if (upload && http && (http->code == 403 || http->code == 404))
-        return {State::error{cause, upload->sessionId}};
-    return {State::error{cause, {}}};
+        return {State::error{error, upload->sessionId}};
+    return {State::error{error, {}}};
 }
 
 }  // namespace
@@ -215,7 +210,10 @@ HttpRequest httpRequest(Request& request, const Device& device) {
     auto* upload = std::get_if<Request::mel>(&request.value);
     if (!upload) return http;
     MultipartFormDataRequest form(http.url, device);
-    form.addFile("melspectrogram", "melspectrogram.npy", std::exchange(upload->data, {}), "");
+    const Model::Request::UploadData body{std::exchange(upload->data, {})};
+    Model::Request::UploadData::eachField([&](const char* name, auto member) {
+        form.addFile(name, joined({name, ".npy"}), body.*member, "");
+    });
     return form.makeRequest(std::move(http));
 }
 

@@ -19,8 +19,8 @@ using State = SessionsService::State;
 /// The debug line of a request that goes out.
 std::string line(const Request& request);
 
-/// Throws VelmorError for an id that cannot be in a path, PlatformError for text that cannot be sent. The
-/// bytes of an upload are moved out of the request.
+/// Throws PlatformError for an id that cannot be in a path and for text that cannot be sent. The bytes of an
+/// upload are moved out of the request.
 HttpRequest httpRequest(Request& request, const Device& device);
 
 /// For the record that a request is answered with.

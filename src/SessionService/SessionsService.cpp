@@ -177,6 +177,7 @@ void SessionsService::publish(const Request& request, const APIOutcome& outcome)
     std::optional<State> state;
     contain([&] { state.emplace(SessionCalls::stateOf(request, outcome)); });
     if (!state) state.emplace(State{State::error{withoutMemory(request), {}}});
+    if (const auto* join = std::get_if<State::userJoin>(&state->value)) log_->setConfig(join->config);
     contain([&] { stateSender.send(*state); },
             [this](const std::string& reason) {
                 log_->debugPrint({"API: an observer failed: ", reason});

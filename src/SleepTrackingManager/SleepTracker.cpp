@@ -14,6 +14,22 @@ constexpr std::chrono::minutes kShortestValidNight{30};
 constexpr std::size_t kErrorTextLength = 200;  // characters of an error that a log line shows
 constexpr const char* kTag = "tracking";
 
+bool isAbout(const RecordingService::State& state, bool (*matches)(const VelmorError&)) {
+    const auto* failure = std::get_if<RecordingService::State::error>(&state.value);
+    return failure != nullptr && matches(failure->error);
+}
+
+// Nothing is recorded now, but the recording is not over: an end of the interruption or a resume by the host
+// has it go on.
+bool isPaused(const RecordingService::State& state) {
+    return state.is<RecordingService::State::interrupted>() ||
+           isAbout(state, [](const VelmorError& error) { return error.is<VelmorError::shouldResume>(); });
+}
+
+bool isRecording(const RecordingService::State& state) {
+    return state.is<RecordingService::State::started>() || state.is<RecordingService::State::resumed>();
+}
+
 }  // namespace
 
 std::shared_ptr<SleepTracker> SleepTracker::make(const std::shared_ptr<const Platform>& platform,
@@ -28,14 +44,27 @@ SleepTracker::SleepTracker(const std::shared_ptr<const Platform>& platform,
                            const std::shared_ptr<LogAPI>& log)
     : platform_(platform),
       log_(log),
-      bitmap_([log = log_](const std::string& line) { log->log(LogAPI::Level::I, "Upload", line); }) {}
+      delegate_(log_),
+      bitmap_([log = log_](const std::string& line) { log->log(LogAPI::Level::I, "Upload", line); }),
+      nights_(delegate_) {}
 
-SleepTracker::~SleepTracker() = default;
+// The host hears of the end of every night that it started, also when it ends here.
+SleepTracker::~SleepTracker() {
+    contain([this] {
+        const auto* id = openSession();
+        auto outcomes = nights_.abandon(id != nullptr ? std::optional(*id) : std::nullopt);
+        if (outcomes.empty()) return;
+        platform_->mainLoop->post([delegate = delegate_, outcomes = std::move(outcomes)] {
+            for (const auto& outcome : outcomes) delegate.tell([&](auto& to) { to.trackingEnded(outcome); });
+        });
+    });
+}
 
 void SleepTracker::configure(Config config,
                              const std::weak_ptr<VelmorSleepTrackingManagerDelegate>& delegate) {
     config_ = std::move(config);
-    delegate_ = delegate;
+    delegate_ = TrackingDelegate(log_, delegate);
+    nights_.setDelegate(delegate_);
 }
 
 template <class... Arguments>
@@ -58,7 +87,10 @@ void SleepTracker::connectSessions() {
 
 void SleepTracker::startTracking() {
     write("[CALL] startTracking");
-    onMainLoop(&SleepTracker::start);
+    platform_->mainLoop->post([weak = weak_from_this(), delegate = delegate_] {
+        if (const auto self = weak.lock()) return self->start();
+        delegate.tell([](auto& to) { to.trackingEnded({Kind::abandoned, {}, {}}); });
+    });
 }
 
 void SleepTracker::resumeTracking() {
@@ -80,13 +112,19 @@ TrackingStatus SleepTracker::getTrackingStatus() {
     TrackingStatus status;
     {
         const Lock lock(statusMutex_);
-        status = status_;
+        status.sessionId = sessionId_;
+        status.recording = resets_ == 0 && recorder_->recordingService()->isRecording();
     }
     log_->debugPrint({"Tracking: sessionId = ", status.sessionId.value_or("null")});
     return status;
 }
 
 void SleepTracker::reset() {
+    {
+        const Lock lock(statusMutex_);
+        ++resets_;
+        sessionId_.reset();
+    }
     onMainLoop(&SleepTracker::abandon);
 }
 
@@ -102,15 +140,20 @@ void SleepTracker::start() {
         log_->debugPrint("Tracking: already started");
         return;
     }
-    recorder_->start([weak = weak_from_this()](bool permitted) {
-        if (const auto self = weak.lock()) self->started(permitted);
+    nights_.start();
+    recorder_->start([weak = weak_from_this(), question = ++questions_](bool permitted) {
+        if (const auto self = weak.lock()) self->started(question, permitted);
     });
 }
 
-void SleepTracker::started(bool permitted) {
+void SleepTracker::started(std::uint64_t question, bool permitted) {
     if (!permitted) {
         log_->debugPrint("Tracking: start request can not working");
         write("start request can not working");
+        const bool isOfThisNight = question == questions_ && openSession() == nullptr && !creating_;
+        const auto state = recorder_->recordingService()->state();
+        if (isOfThisNight && !isRecording(state) && !isPaused(state))
+            nights_.end(Kind::permissionDenied, {}, {});
         return;
     }
     log_->debugPrint("Tracking: request start");
@@ -123,18 +166,23 @@ void SleepTracker::started(bool permitted) {
 // the last one counts, or one recording would get several sessions.
 void SleepTracker::checkStart(std::uint64_t generation) {
     if (generation != starts_) return;
-    const auto state = recorder_->recordingService()->stateSender.value();
-    if (!state.is<RecordingService::State::started>()) {
-        log_->debugPrint("Tracking: request failed");
-        write({"request failed ", state.description()}, LogAPI::Level::E);
-        return;
-    }
-    if (creating_) {
+    const auto state = recorder_->recordingService()->state();
+    checkAgain_ = isPaused(state);
+    if (checkAgain_) return;
+    if (!isRecording(state)) return startFailed(state);
+    if (creating_)
         stoppedWhileCreating_ =
-            false;  // stopped and started again: the session under way serves the new recording
-    } else if (openSession() == nullptr || closing_) {
+            false;  // the session under way serves the recording that began after the stop
+    else if (openSession() == nullptr)
         createSession();
-    }
+}
+
+void SleepTracker::startFailed(const RecordingService::State& state) {
+    log_->debugPrint("Tracking: request failed");
+    write({"request failed ", state.description()}, LogAPI::Level::E);
+    if (!nights_.isUnderWay()) return;  // stopped meanwhile
+    stopRecording();
+    nights_.end(Kind::notRecording, {}, {});
 }
 
 void SleepTracker::createSession() {
@@ -150,27 +198,41 @@ void SleepTracker::createSession() {
 
 void SleepTracker::stop() {
     sessionService_->wake();
+    const bool invalid = isInvalid();
+    if (!stopAndClose(invalid)) nights_.end(Kind::stopped, {}, {});
+}
+
+// False when no session is closed by it.
+bool SleepTracker::stopAndClose(bool invalid) {
     bitmap_.finish();
-    const bool invalid = isInvalid();  // before the recording forgets when it began
     stopRecording();
-    if (openSession() == nullptr || closing_) {
+    return closeNight(invalid);
+}
+
+// Has the session closed, at once or as soon as it exists. False when there is none.
+bool SleepTracker::closeNight(bool invalid) {
+    const auto* id = openSession();
+    if (id == nullptr || !nights_.isUnderWay()) {
         stoppedWhileCreating_ = creating_;
         log_->debugPrint("Tracking: already stopped");
-        return;
+        return id != nullptr || creating_;
     }
     log_->debugPrint("Tracking: request stop");
     // Behind the chunks that were finished but not handed over yet: close is the last request of a session.
-    onMainLoop(&SleepTracker::closeSession, invalid);
-    closing_ = true;
+    onMainLoop(&SleepTracker::sendClose, std::string(*id), invalid);
+    nights_.stop(*id);
+    return true;
 }
 
-void SleepTracker::closeSession(bool invalid) {
-    closing_ = false;
-    const auto* id = openSession();
-    if (id == nullptr) return;
-    sessionService_->requestAction.send(
-        {Request::close{*config_, *id, platform_->clock->wallNow(), false, invalid}});
-    closing_ = true;
+void SleepTracker::sendClose(std::string sessionId, bool invalid) {
+    if (!nights_.sendClose(sessionId)) return;  // the server gave the session up meanwhile
+    try {
+        sessionService_->requestAction.send(
+            {Request::close{*config_, sessionId, platform_->clock->wallNow(), false, invalid}});
+    } catch (...) {  // no memory for the request
+        nights_.unstop(sessionId);
+        throw;
+    }
 }
 
 bool SleepTracker::isInvalid() const {
@@ -182,14 +244,31 @@ void SleepTracker::stopRecording() {
     recorder_->stop();
 }
 
+bool SleepTracker::isClosing() const {
+    return stoppedWhileCreating_ || nights_.areWaiting();
+}
+
+// What a stop has left to do is done all the same: those requests keep their service.
 void SleepTracker::abandon() {
     recorder_->cancelStart();
     recorder_->recordingService()->reset();
     ++starts_;
-    creating_ = stoppedWhileCreating_ = closing_ = false;
+    checkAgain_ = false;
     bitmap_.finish();
-    connectSessions();
+    if (isClosing()) {
+        stoppedWhileCreating_ = creating_;
+    } else {
+        connectSessions();
+        creating_ = false;
+    }
+    const auto* id = openSession();
+    const auto sessionId = id != nullptr ? std::optional(*id) : std::nullopt;
+    {
+        const Lock lock(statusMutex_);
+        --resets_;
+    }
     setState({State::none{}});
+    if (!stoppedWhileCreating_) nights_.end(Kind::abandoned, sessionId, {});
 }
 
 // --- analysis ---
@@ -203,74 +282,6 @@ void SleepTracker::analyse() {
     }
     log_->debugPrint("Tracking: request analysis");
     sessionService_->requestAction.send({Request::analysis{*config_, *id}});
-}
-
-// --- answers of the service ---
-
-void SleepTracker::handle(const Answer& answer) {
-    if (const auto* create = std::get_if<Answer::create>(&answer.value)) {
-        created(create->sessionId);
-    } else if (const auto* upload = std::get_if<Answer::upload>(&answer.value)) {
-        uploaded(upload->sessionId, upload->sequence);
-    } else if (const auto* close = std::get_if<Answer::close>(&answer.value)) {
-        closed(close->sessionId);
-    } else if (const auto* analysis = std::get_if<Answer::analysis>(&answer.value)) {
-        log_->debugPrint("Session Tracking Analysis");
-        tell([&](auto& delegate) { delegate.analysing(analysis->report.session); });
-    } else if (const auto* error = std::get_if<Answer::error>(&answer.value)) {
-        failed(error->error);
-    }
-}
-
-void SleepTracker::created(const std::string& sessionId) {
-    creating_ = closing_ = false;
-    log_->debugPrint({"Session created: sessionId = ", sessionId});
-    write({"[RESP] sessionId ", sessionId});
-    bitmap_.finish();  // what was confirmed after the stop belongs to the session before
-    setState({State::open{sessionId}});
-    tell([](auto& delegate) { delegate.didCreate(); });
-    // The host stopped before the session existed: nobody else would close it.
-    if (std::exchange(stoppedWhileCreating_, false) && openSession() != nullptr && !closing_) {
-        log_->debugPrint("Tracking: request stop");
-        closeSession(true);
-    }
-}
-
-void SleepTracker::uploaded(const std::string& sessionId, std::int64_t sequence) {
-    contain([&] {
-        log_->debugPrint(
-            {"Session uploaded: sessionId = ", sessionId, ", sequence = ", std::to_string(sequence)});
-        bitmap_.mark(sequence);
-    });
-    tell([&](auto& delegate) { delegate.didUpload(sequence); });
-}
-
-void SleepTracker::closed(const std::string& sessionId) {
-    closing_ = false;
-    log_->debugPrint({"Session closed: sessionId = ", sessionId});
-    write({"[RESP] closed ", sessionId});
-    bitmap_.finish();  // uploads confirmed since the stop, so that the shipped log has them
-    setState({State::close{sessionId}});
-}
-
-void SleepTracker::failed(const VelmorError& error) {
-    contain([&] {
-        log_->debugPrintError(error);
-        write(firstCharacters(error.description(), kErrorTextLength), LogAPI::Level::E);
-    });
-    const auto* http = error.as<VelmorError::httpStatus>();
-    const bool startFailed = error.is<VelmorError::startTrackingNetworkFail>();
-    const bool sessionGone = http != nullptr && (http->code == 403 || http->code == 404);
-    const bool stopFailed = error.is<VelmorError::stopTrackingNetworkFail>();
-    const auto* answerless = error.as<VelmorError::responseResult>();
-    if (startFailed || (answerless != nullptr && answerless->endpoint == "ai/v1/sessions"))
-        creating_ = stoppedWhileCreating_ = false;
-    if (stopFailed || (answerless != nullptr && answerless->endpoint.ends_with("/close"))) closing_ = false;
-    // The state first: what the recording hands over while it stops must not go to a session that takes
-    // nothing more.
-    if (startFailed || stopFailed || sessionGone) setState({State::none{}});
-    if (startFailed || sessionGone) contain([this] { stopRecording(); });
-    tell([&](auto& delegate) { delegate.didFail(error); });
 }
 
 // --- events of the recorder ---
@@ -289,22 +300,39 @@ void SleepTracker::recordedData(std::string data, std::int64_t sequence) {
 }
 
 void SleepTracker::didFail(const VelmorError& error) {
-    if (error.is<VelmorError::audioInitializationFailed>()) stop();
-    tell([&](auto& delegate) { delegate.didFail(error); });
-    write(firstCharacters(error.description(), kErrorTextLength), LogAPI::Level::E);
+    nights_.recorderFailed(error);
+    bool closing = true;
+    if (error.is<VelmorError::audioInitializationFailed>()) closing = stopAndClose(isInvalid());
+    delegate_.tell([&](auto& delegate) { delegate.didFail(error); });
+    writeError(error);
+    // The recording is over already, and forgot when it began.
+    if (error.is<VelmorError::over24hours>()) closing = stopAndClose(false);
+    if (!closing) nights_.end(Kind::notRecording, {}, error);
 }
 
 void SleepTracker::didInterrupt() {
-    tell([](auto& delegate) { delegate.didInterrupt(); });
+    delegate_.tell([](auto& delegate) { delegate.didInterrupt(); });
 }
 
 void SleepTracker::didResume() {
-    tell([](auto& delegate) { delegate.didResume(); });
+    // Later: whether the microphone runs again is settled behind this call.
+    if (std::exchange(checkAgain_, false)) onMainLoop(&SleepTracker::checkStart, std::uint64_t{starts_});
+    delegate_.tell([](auto& delegate) { delegate.didResume(); });
 }
 
 void SleepTracker::micPermissionWasDenied() {
     write("mic permission was denied");
-    tell([](auto& delegate) { delegate.micPermissionWasDenied(); });
+    delegate_.tell([](auto& delegate) { delegate.micPermissionWasDenied(); });
+}
+
+void SleepTracker::whenNothingIsClosing(std::function<void()> release) {
+    release_ = std::move(release);
+    releaseWhenNothingIsClosing();
+}
+
+void SleepTracker::releaseWhenNothingIsClosing() {
+    if (isClosing()) return;
+    if (const auto release = std::exchange(release_, {})) release();
 }
 
 // --- state ---
@@ -314,11 +342,11 @@ void SleepTracker::setState(State state) {
     const auto* open = openSession();
     {
         const Lock lock(statusMutex_);
-        status_.sessionId = open != nullptr ? std::optional(*open) : std::nullopt;
+        sessionId_ = open != nullptr && resets_ == 0 ? std::optional(*open) : std::nullopt;
     }
     if (const auto* close = std::get_if<State::close>(&state_.value)) {
         const auto id = close->sesssionId;  // the delegate may change the state
-        tell([&](auto& delegate) { delegate.didClose(id); });
+        delegate_.tell([&](auto& delegate) { delegate.didClose(id); });
         log_->uploadLog(config_, id);
     }
 }
@@ -328,14 +356,8 @@ const std::string* SleepTracker::openSession() const {
     return open != nullptr ? &open->sesssionId : nullptr;
 }
 
-template <class Call>
-void SleepTracker::tell(Call call) {
-    const auto delegate = delegate_.lock();
-    if (!delegate) return;
-    contain([&] { call(*delegate); },
-            [&](const std::string& reason) {
-                write({"delegate: ", reason}, LogAPI::Level::E);
-            });
+void SleepTracker::writeError(const VelmorError& error) noexcept {
+    contain([&] { write(firstCharacters(error.description(), kErrorTextLength), LogAPI::Level::E); });
 }
 
 void SleepTracker::write(std::string_view message, LogAPI::Level level) noexcept {

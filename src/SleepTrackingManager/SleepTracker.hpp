@@ -7,9 +7,12 @@
 #include "Runtime/Text.hpp"
 #include "Runtime/ThreadSafety.hpp"
 #include "SessionService/SessionsService.hpp"
+#include "SleepTrackingManager/StartedNights.hpp"
+#include "SleepTrackingManager/TrackingDelegate.hpp"
 #include "SleepTrackingManager/UploadBitmap.hpp"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -47,8 +50,11 @@ class SleepTracker : public VelmorRecordingDelegate, public std::enable_shared_f
     void stopTracking();
     void requestAnalysis();
     TrackingStatus getTrackingStatus();
-    /// Abandons the night.
+    /// Abandons the night; the status says so on return. A night that was stopped before is still closed.
     void reset();
+    const std::shared_ptr<SessionsService>& sessionService() const { return sessionService_; }
+    /// On the main loop. Calls `release` when no stopped night waits for its close any more, perhaps at once.
+    void whenNothingIsClosing(std::function<void()> release);
 
     void recordedData(std::string data, std::int64_t sequence) override;
     void didFail(const VelmorError& error) override;
@@ -59,6 +65,7 @@ class SleepTracker : public VelmorRecordingDelegate, public std::enable_shared_f
   private:
     using Request = SessionsService::Request;
     using Answer = SessionsService::State;
+    using Kind = TrackingOutcome::Kind;
 
     SleepTracker(const std::shared_ptr<const Platform>& platform, const std::shared_ptr<LogAPI>& log);
 
@@ -68,12 +75,16 @@ class SleepTracker : public VelmorRecordingDelegate, public std::enable_shared_f
 
     void start();
     void resume();
-    void started(bool permitted);
+    void started(std::uint64_t question, bool permitted);
     void checkStart(std::uint64_t generation);
+    void startFailed(const RecordingService::State& state);
     void createSession();
     void stop();
-    void closeSession(bool invalid);
+    bool stopAndClose(bool invalid);
+    bool closeNight(bool invalid);
+    void sendClose(std::string sessionId, bool invalid);
     bool isInvalid() const;
+    bool isClosing() const;
     void analyse();
     void abandon();
 
@@ -81,20 +92,25 @@ class SleepTracker : public VelmorRecordingDelegate, public std::enable_shared_f
     void created(const std::string& sessionId);
     void uploaded(const std::string& sessionId, std::int64_t sequence);
     void closed(const std::string& sessionId);
-    void failed(const VelmorError& error);
+    void failed(const Answer::error& failure);
+    void logFailure(const VelmorError& error);
+    void creationFailed(const VelmorError& error);
+    void closeFailed(const VelmorError& error);
+    void sessionGone(const std::string& sessionId, const VelmorError& error);
     void stopRecording();
 
+    void releaseWhenNothingIsClosing();
     void setState(State state);
     const std::string* openSession() const;
-    template <class Call>
-    void tell(Call call);
+    /// As much of the error's description as a line of the log shows.
+    void writeError(const VelmorError& error) noexcept;
     void write(std::string_view message, LogAPI::Level level = LogAPI::Level::I) noexcept;
     void write(Pieces message, LogAPI::Level level = LogAPI::Level::I) noexcept;
 
     const std::shared_ptr<const Platform> platform_;
     const std::shared_ptr<LogAPI> log_;
-    std::optional<Config> config_;                                // constant after configure
-    std::weak_ptr<VelmorSleepTrackingManagerDelegate> delegate_;  // constant after configure
+    std::optional<Config> config_;  // constant after configure
+    TrackingDelegate delegate_;     // likewise
 
     // Confined to the main loop.
     Bag bag_;
@@ -102,13 +118,17 @@ class SleepTracker : public VelmorRecordingDelegate, public std::enable_shared_f
     std::shared_ptr<SessionsService> sessionService_;
     State state_;
     UploadBitmap bitmap_;
+    StartedNights nights_;
+    std::uint64_t questions_ = 0;        // starts that asked for the permission; the last decides
     std::uint64_t starts_ = 0;           // only the last start's check may open a session
+    bool checkAgain_ = false;            // the check found an interruption; its end has it made again
     bool creating_ = false;              // create is under way
     bool stoppedWhileCreating_ = false;  // close as soon as the session exists
-    bool closing_ = false;               // close is under way
+    std::function<void()> release_;      // called when no stopped night waits any more
 
     Mutex statusMutex_;
-    TrackingStatus status_ VELMOR_GUARDED_BY(statusMutex_);
+    std::optional<std::string> sessionId_ VELMOR_GUARDED_BY(statusMutex_);  // of the open session
+    int resets_ VELMOR_GUARDED_BY(statusMutex_) = 0;  // asked for, and not carried out yet
 };
 
 }  // namespace Velmor

@@ -11,8 +11,8 @@ namespace Velmor {
 /// Pages of 120 entries, 1 for confirmed and 0 for missing. A full page is written out and the next begun.
 class UploadBitmap {
   public:
-    static constexpr std::int64_t kPageSize = 120;
-    static constexpr std::int64_t kGroupSize = 10;
+    static constexpr std::int64_t logMaxSize = 120;
+    static constexpr std::int64_t logUnitSize = 10;
 
     /// `write` takes one line: the number of the page's first entry, then its digits in groups of ten.
     explicit UploadBitmap(std::function<void(const std::string&)> write);

@@ -10,7 +10,7 @@
 namespace Velmor {
 namespace {
 
-const Url kBase = Url::parse("https://api.test/base").value();
+const Url kBase = Url::parse("https://api.test/base");
 
 TEST(Endpoint, AnIdIsOneSegmentWhateverItHolds) {
     const std::vector<std::pair<std::string, std::string>> cases{
@@ -29,10 +29,21 @@ TEST(Endpoint, AnIdIsOneSegmentWhateverItHolds) {
 }
 
 TEST(Endpoint, IdsThatNameNothingOrSomethingElseAreRefused) {
-    for (const std::string id : {"", ".", "..", "a\r\nb", "a\x01-", "a\x7F"}) {
-        const auto endpoint = Endpoint("x/").id(id).text("/y");
-        EXPECT_EQ(VelmorTests::errorOf<VelmorError>([&] { endpoint.url(kBase); }),
-                  VelmorError(VelmorError::responseResult{"x/" + id + "/y"}).description());
+    const std::vector<std::pair<std::string, std::string>> cases{
+        {"", "an id is empty"},
+        {".", "an id is \".\", which names another place"},
+        {"..", "an id is \"..\", which names another place"},
+        {"a\r\nb", "an id holds a control character: byte 2 is 13"},
+        {"\x01", "an id holds a control character: byte 1 is 1"},
+        {"a-\x7F", "an id holds a control character: byte 3 is 127"}};
+    for (const auto& [id, fault] : cases) {
+        const auto refused = Endpoint("x/").id(id).text("/y");
+        EXPECT_EQ(VelmorTests::errorOf<PlatformError>([&] { refused.url(kBase); }), fault);
+        const auto first = Endpoint("").id(id).text("/").id(id + "\n");
+        EXPECT_EQ(VelmorTests::errorOf<PlatformError>([&] { first.url(kBase); }), fault);
+        const auto withQuery = Endpoint("x/").id(id).query("/y?z");
+        EXPECT_EQ(VelmorTests::errorOf<VelmorError>([&] { withQuery.url(kBase); }),
+                  VelmorError(VelmorError::responseResult{"x/" + id + "/y?z"}).description());
     }
 }
 

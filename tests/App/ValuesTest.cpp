@@ -52,7 +52,10 @@ TEST(Times, AreReadInTheirZoneAndRefused) {
         {"9999-03-05T23:10:00Z", {}}};
     for (const auto& [text, expected] : rows) EXPECT_EQ(parseTime(text), expected) << text;
     EXPECT_EQ(localTimeText(base), "2024-03-06 00:10:00");
-    EXPECT_EQ(isoTimeText(base), "2024-03-05T23:10:00Z");
+    EXPECT_EQ(isoTimeText(base + milliseconds{999}), "2024-03-05T23:10:00Z");
+    const std::chrono::sys_days first = std::chrono::year{1} / 1 / 1;
+    EXPECT_EQ(isoTimeText(first), "0001-01-01T00:00:00Z");
+    EXPECT_EQ(localTimeText(first + std::chrono::hours{12}).substr(0, 10), "0001-01-01");
 }
 
 TEST(Stretches, GoForward) {

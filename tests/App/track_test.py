@@ -93,8 +93,8 @@ class RecordedNight(Folder):
             self.assertEqual(played(number), heard(mel), number)
 
     def check_events(self, outcome):
-        self.assertEqual(["userDidJoin", "didCreate"] + ["didUpload"] * 130 + ["didClose", "analysing", "summary"],
-                         outcome.names())
+        self.assertEqual(["userDidJoin", "didCreate"] + ["didUpload"] * 130 +
+                         ["didClose", "trackingEnded", "analysing", "summary"], outcome.names())
         summary = outcome.summary()
         self.assertEqual([130, 130, 0, 0, 3910], [summary[key] for key in
                          ("handedOver", "uploaded", "failed", "dropped", "audioSeconds")])
@@ -167,12 +167,15 @@ class Trouble(unittest.TestCase):
         self.assertEqual((3, [2], False), (outcome.code, outcome.summary()["missing"], outcome.summary()["closed"]))
 
     def test_exit_codes(self):
-        for path_end, status, code in (("/users", 401, 6), ("/sessions", 500, 6), ("/close", 500, 6),
-                                       ("/data/v3/sessions/S-1", 404, 0), ("/data/v3/sessions/S-1", 500, 6)):
+        for path_end, status, code, ends in (("/users", 401, 6, []), ("/sessions", 500, 6, ["notCreated"]),
+                                             ("/close", 500, 6, ["notClosed"]),
+                                             ("/data/v3/sessions/S-1", 404, 0, ["closed"]),
+                                             ("/data/v3/sessions/S-1", 500, 6, ["closed"])):
             with self.subTest(path_end, status=status):
                 _, outcome = self.track(refuse(path_end, status))
                 self.assertEqual(code, outcome.code, outcome.stderr)
                 self.assertIn("didFail", outcome.names())
+                self.assertEqual(ends, [e["outcome"] for e in outcome.events() if e["event"] == "trackingEnded"])
 
     def test_nobody_there(self):
         with Peer() as peer:
@@ -198,7 +201,7 @@ class CtrlC(Folder):
             rest, errors = process.communicate(timeout=60)
         outcome = [json.loads(line) for line in rest.splitlines()]
         self.assertEqual(130, process.returncode, errors)
-        self.assertEqual(["didClose", "summary"], [event["event"] for event in outcome])
+        self.assertEqual(["didClose", "trackingEnded", "summary"], [event["event"] for event in outcome])
         self.assertEqual("/ai/v1/sessions/S-1/close", peer.requests[-1].path)
 
     def test_leaves_at_once_while_nothing_is_open(self):

@@ -33,6 +33,12 @@ class Usage(unittest.TestCase):
                 self.assertEqual((2, ""), (outcome.code, outcome.stdout), outcome.stderr)
                 self.assertIn("--help", outcome.stderr)
 
+    def test_a_mistyped_url_is_named(self):
+        for option in ("--base-url", "--log-url", "--callback-url"):
+            outcome = velmor("report", "s1", option, "htps://a.example", "--api-key", "k")
+            self.assertEqual((2, ""), (outcome.code, outcome.stdout))
+            self.assertIn("htps://a.example: is not an http or https URL", outcome.stderr)
+
     def test_version_and_help(self):
         self.assertRegex(velmor("--version").stdout, r"^velmor \d+\.\d+\.\d+\n$")
         self.assertEqual(velmor("track", "--help").stdout, velmor("help", "track").stdout)

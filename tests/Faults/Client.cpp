@@ -101,7 +101,7 @@ void Client::ship(const Row& row, const std::string& url) {
 // fast it is on a quiet machine the sweep of rounds tells.
 void Client::leave(const Row& row, const std::string& url) {
     if (url == server.url()) server.enqueue({row.steps, row.reads});
-    const HttpRequest request{"GET", *Url::parse(url), {}, {}};
+    const HttpRequest request{"GET", Url::parse(url), {}, {}};
     auto transport = makeHttpTransport(options);
     auto exchange = transport->send(request, [](const HttpResult&) { FAIL(); });
     // By then it waits for the peer, or still reads the system's roots: either is ended.

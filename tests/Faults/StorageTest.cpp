@@ -307,7 +307,7 @@ const std::vector<LogRow> kLogRows{
     {"log/line-over-limit", 9, std::string(1'100'000, 'm'), 0, kLine + 1'100'001},
     {"log/line-end-within", 9, "two\nlines", 0, kLine + 10},
     {"log/bad-utf8", 9, "\xC3\x28", 0, 0},
-    {"log/torn-line", 0, "m", 0, kLine + 2}};
+    {"log/torn-line", 0, "m", 0, sizeof("torn") + kLine + 2}};
 constexpr const char* kWriters = "log/32-writers";
 
 TEST(StorageFaults, LogFiles) {

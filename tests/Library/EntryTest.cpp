@@ -73,6 +73,8 @@ TEST_F(EntryTest, DeveloperModeReplacesThePath) {
     init("a", Url::parse("http://localhost:81/api/v2"));
     executor->runUntilIdle();
     EXPECT_EQ(http->requests().at(0).url.absoluteString(), "http://localhost:81/mock/ai/v1/users/a");
+    EXPECT_THAT(logText(), HasSubstr("[CALL] initVelmorConfig a http://localhost:81/api/v2 -\n"))
+        << "as given";
     init("a");
     executor->runUntilIdle();
     EXPECT_THAT(http->requests().back().body, HasSubstr("| I | init | Developer mode is on\\n")) << "shipped";
@@ -89,6 +91,21 @@ TEST_F(EntryTest, OldLogIsDroppedAtTheFirstConfigurationAndShippedLater) {
     executor->runUntilIdle();
     EXPECT_THAT(sent(), Contains("POST https://logs.velmor.example/datadog/api/v2/logs"));
     EXPECT_FALSE(files->contents("/documents/VelmorSDK_send.log"));
+}
+
+TEST_F(EntryTest, AFailedJoinGivesTheLogNoConfiguration) {
+    answerWith = [](const std::string&) { return HttpResponse{401, {}, "{}"}; };
+    for (const char* user : {"a", "b"}) {
+        init(user);
+        executor->runUntilIdle();
+    }
+    EXPECT_THAT(sent(), ElementsAre("GET ai/v1/users/a", "GET ai/v1/users/b"));
+    answerWith = {};
+    init("c");
+    executor->runUntilIdle();
+    init("d");
+    executor->runUntilIdle();
+    EXPECT_THAT(http->requests().back().body, HasSubstr("userId:u1")) << "of the user who joined";
 }
 
 TEST_F(EntryTest, ReportsAreReusedWithTheNewConfiguration) {

@@ -4,6 +4,7 @@
 
 #include "../World.hpp"
 
+#include <array>
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -47,11 +48,24 @@ class Host : public VelmorConfigDelegate,
         note("recordedData " + std::to_string(sequence) + " of " + std::to_string(data.size()) + " bytes");
     }
     void analysing(const Model::Session& session) override { note("analysing " + session.id); }
+    void trackingEnded(const TrackingOutcome& outcome) override { note("ended: " + inWords(outcome)); }
+    static std::string inWords(const TrackingOutcome& outcome) {
+        static constexpr std::array<const char*, 8> kKinds{"closed",     "notClosed",    "sessionGone",
+                                                           "notCreated", "notRecording", "permissionDenied",
+                                                           "stopped",    "abandoned"};
+        return kKinds.at(static_cast<std::size_t>(outcome.kind)) +
+               (outcome.sessionId ? " " + *outcome.sessionId : "") +
+               (outcome.error ? ", " + outcome.error->description() : "");
+    }
 
     std::optional<Config> joined;
+    std::function<void(const std::string& line)> acts = [](const std::string&) {};  ///< inside each call
 
   private:
-    void note(const std::string& line) { lines_.push_back(line); }
+    void note(const std::string& line) {
+        lines_.push_back(line);
+        acts(line);
+    }
     Lines& lines_;
 };
 

@@ -1,9 +1,11 @@
 #include "../World.hpp"
+#include "Library.hpp"
 #include "Log/LogAPI.hpp"
-#include "Log/LogConfig.hpp"
 
+#include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <stdexcept>
 #include <vector>
 
 namespace Velmor {
@@ -50,16 +52,58 @@ TEST_F(LogApiTest, LinesCarryLocalTimeLevelTagAndMessage) {
     for (const char* text : {"X", "i", "", "WT"}) EXPECT_EQ(LogAPI::level(text), std::nullopt) << text;
 }
 
-TEST_F(LogApiTest, TextThatIsNotUtf8IsLeftOut) {
-    for (const char* bad :
-         {"\xff", "\xc0\x80", "\xe0\x80\x80", "\xed\xa0\x80", "\xf4\x90\x80\x80", "cut \xe2\x82"})
+TEST_F(LogApiTest, LinesThatAreNotUtf8AreLeftOutAndShippedOnesRepaired) {
+    const std::vector<std::pair<const char*, const char*>> rows{{"\xff", "?"},
+                                                                {"\xc0\x80", "??"},
+                                                                {"\xe0\x80\x80", "???"},
+                                                                {"\xe0\x9f", "??"},
+                                                                {"\xed\xa0\x80", "???"},
+                                                                {"\xf0\x8f\x80\x80", "????"},
+                                                                {"\xf4\x90\x80\x80", "????"},
+                                                                {"\xf5", "?"},
+                                                                {"cut \xe2\x82", "cut ?"},
+                                                                {"cut \xf0\x9f\x98|", "cut ?|"}};
+    for (const auto& [bad, repaired] : rows) {
+        files->put(kLive, "before ");
         log->log(Level::I, "t", bad);
-    EXPECT_EQ(live(), "(none)");
-    log->log(Level::I, "t", "gr\xc3\xbc\xc3\x9f \xe2\x82\xac \xf0\x9f\x98\xb4");
-    EXPECT_THAT(live(), EndsWith("\xf0\x9f\x98\xb4\n"));
-    files->put(kSend, "\xff");
+        EXPECT_EQ(live(), "before ") << repaired;
+        files->put(kSend, bad);
+        log->uploadLog({}, {});
+        auto message = shipped.back().message;
+        for (auto at = message.find("\xEF\xBF\xBD"); at != message.npos; at = message.find("\xEF\xBF\xBD"))
+            message.replace(at, 3, "?");
+        EXPECT_EQ(message, repaired + std::string("before "));
+        log->removeSendFile();
+    }
+    log->log(Level::I, "t", "gr\xc3\xbc\xc3\x9f \xe2\x82\xac \xed\x9f\xbf \xf4\x8f\xbf\xbf");
+    const auto whole = live();
+    EXPECT_THAT(whole, EndsWith("\xf4\x8f\xbf\xbf\n"));
     log->uploadLog({}, {});
-    EXPECT_EQ(shipped.at(0).message, "") << "what is unreadable is shipped as nothing";
+    EXPECT_EQ(shipped.back().message, whole);
+}
+
+TEST_F(LogApiTest, NothingThatWasWrittenIsDroppedButBySize) {
+    constexpr std::size_t kLimit = LogAPI::kMaxFileSize;
+    const std::string line = "2024-03-05 23:10:04.512 | I | t | m\n";
+    const std::vector<std::pair<std::string, std::string>> rows{
+        {"whole\n", "whole\n" + line},
+        {"whole\ntorn", "whole\ntorn\n" + line},
+        {std::string(kLimit, 'x'), std::string(kLimit, 'x') + "\n" + line},
+        {std::string(kLimit - 1, 'x') + "\n", std::string(kLimit - 1, 'x') + "\n" + line},
+        {std::string(kLimit + 1, 'x'), line}};
+    for (const auto& [before, after] : rows) {
+        files->put(kLive, before);
+        LogAPI(platform).log(Level::I, "t", "m");
+        EXPECT_TRUE(live() == after) << before.substr(0, 20) << " of " << before.size();
+    }
+    files->put(kLive, std::string(kLimit + 1, 'x'));
+    log->log(Level::I, "t", "\xff");
+    EXPECT_EQ(live(), "(none)") << "a line that is left out still counts for the limit";
+
+    log->log(Level::I, "t", "m");
+    files->addFault({.operation = Testing::MemoryFiles::Operation::write, .keptBytes = 10});
+    for (int i = 0; i < 3; ++i) log->log(Level::I, "t", "m");
+    EXPECT_EQ(live(), line + "2024-03-05\n" + line + line) << "the second write broke off";
 }
 
 TEST_F(LogApiTest, FailedWriteIsToldToTheConsoleAlone) {
@@ -75,18 +119,21 @@ TEST_F(LogApiTest, FailedWriteIsToldToTheConsoleAlone) {
 struct Lines : VelmorDebugLoggerDelegate {
     void didPrint(const std::string& message) override {
         lines.push_back(message);
-        if (throws) throw std::runtime_error("delegate");
+        if (then) then();
     }
     std::vector<std::string> lines;
-    bool throws = false;
+    std::function<void()> then;
 };
 
-TEST_F(LogApiTest, DebugLinesReachTheLastDelegateAndTheConsole) {
+TEST_F(LogApiTest, DebugLinesReachTheLastDelegateAndThenTheConsole) {
     log->debugPrint("nobody listens");
     EXPECT_THAT(console, IsEmpty());
     const auto first = std::make_shared<Lines>();
     const auto second = std::make_shared<Lines>();
-    second->throws = true;
+    second->then = [&] {
+        EXPECT_EQ(console.size() + 1, second->lines.size()) << "the console comes after the delegate";
+        throw std::runtime_error("delegate");
+    };
     for (const auto& lines : {first, second}) setDebugLoggerDelegate(lines);
     log->debugPrint("Tracking: request start");
     log->debugPrintError(VelmorError(VelmorError::httpStatus{401, 1002, {}}));
@@ -94,6 +141,32 @@ TEST_F(LogApiTest, DebugLinesReachTheLastDelegateAndTheConsole) {
     EXPECT_THAT(second->lines, ElementsAre("2024-03-05 23:10:04.512 [Velmor SDK] Tracking: request start",
                                            "2024-03-05 23:10:04.512 [Velmor SDK] httpStatus(401, )"));
     EXPECT_EQ(console, second->lines);
+    setDebugLoggerDelegate(nullptr);
+    log->debugPrint("nobody listens any more");
+    EXPECT_EQ(second->lines.size(), 2U);
+    EXPECT_EQ(console.size(), 2U);
+}
+
+TEST_F(LogApiTest, ADebugDelegateMayCallEntryPoints) {
+    const auto delegate = std::make_shared<Lines>();
+    Library library(platform);
+    const Config config("key", "u1", Url::parse(kBaseUrl));
+    const auto manager = library.createSleepTrackingManager(config, {});
+    delegate->then = [&] {
+        manager->getTrackingStatus();
+        library.createReports(config)->report("s1");
+        library.deleteUser(config);
+        log->debugPrint("within");
+    };
+    setDebugLoggerDelegate(delegate);
+    log->debugPrint("without");
+    delegate->then = {};
+    log->debugPrint("after");
+    const std::string stamp = "2024-03-05 23:10:04.512 [Velmor SDK] ";
+    EXPECT_THAT(delegate->lines, ElementsAre(stamp + "without", stamp + "after"));
+    EXPECT_THAT(console, testing::IsSupersetOf({stamp + "Reports: get report, sessionId = s1",
+                                                stamp + "within", stamp + "without", stamp + "after"}));
+    EXPECT_THAT(live(), HasSubstr("[CALL] deleteUser u1"));
 }
 
 TEST_F(LogApiTest, ShipmentMovesTheWholeTextAndTakesLeftoversAlong) {
@@ -101,10 +174,10 @@ TEST_F(LogApiTest, ShipmentMovesTheWholeTextAndTakesLeftoversAlong) {
     EXPECT_TRUE(shipped.empty()) << "no log file, nothing to ship";
 
     files->put(kSend, "left over\n");
-    files->put(kLive, "new\n");
+    files->put(kLive, "new\ntorn");
     log->uploadLog({}, "id");
     ASSERT_EQ(shipped.size(), 1U);
-    EXPECT_EQ(shipped[0].message, "left over\nnew\n");
+    EXPECT_EQ(shipped[0].message, "left over\nnew\ntorn");
     EXPECT_EQ(shipped[0].sessionId, "id");
     EXPECT_THAT(files->paths(), ElementsAre(kSend));
     log->removeSendFile();
@@ -138,14 +211,20 @@ TEST_F(LogApiTest, ShipmentGoesOnWhateverFileOperationFails) {
     }
 }
 
-TEST(LogConfig, TheConfigurationConstructedLastIsTheLogs) {
-    setLogConfig({});
-    const Config first("key", "one", Url::parse("http://localhost"));
-    const Config second = first.withUserId("two");
-    const std::vector<Config> copies(2, first);
-    EXPECT_EQ(copies.back(), first);
-    EXPECT_EQ(logConfig(), second) << "copying is not constructing";
-    setLogConfig({});
+TEST_F(LogApiTest, ShipmentsWithoutAConfigurationCarryTheLogsOwn) {
+    const Config own("key", "own", Url::parse("http://localhost"));
+    const Config given("key", "given", Url::parse("http://localhost"));
+    for (const auto& config : {std::optional<Config>(), std::optional(given)}) {
+        files->put(kLive, "text\n");
+        log->uploadLog(config, {});
+        log->setConfig(own);
+    }
+    files->put(kLive, "text\n");
+    log->uploadLog({}, {});
+    ASSERT_EQ(shipped.size(), 3U);
+    EXPECT_EQ(shipped[0].config, std::nullopt);
+    EXPECT_EQ(shipped[1].config, given);
+    EXPECT_EQ(shipped[2].config, own);
 }
 
 }  // namespace

@@ -51,7 +51,7 @@ class ScriptedTransportTest : public testing::Test {
     std::vector<HttpResult> results;
 
     std::unique_ptr<HttpExchange> send(const char* url = "http://127.0.0.1/x") {
-        return transport.send({"GET", *Url::parse(url), {}, {}},
+        return transport.send({"GET", Url::parse(url), {}, {}},
                               [this](HttpResult result) { results.push_back(std::move(result)); });
     }
     int status(std::size_t i) const { return std::get<HttpResponse>(results.at(i)).status; }

@@ -20,7 +20,7 @@ using Clock = std::chrono::steady_clock;
 constexpr auto kAtOnce = 250ms;
 
 HttpRequest requestTo(const std::string& url) {
-    return {"GET", Url::parse(url).value(), {}, {}, 5s, 10s};
+    return {"GET", Url::parse(url), {}, {}, 5s, 10s};
 }
 
 /// The outcome of `request`, or a failure of kind `cancelled` when none came at all.

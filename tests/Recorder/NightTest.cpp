@@ -64,7 +64,52 @@ INSTANTIATE_TEST_SUITE_P(
                     Gap{29'600ms, 400ms, {"1: +473600 -6400", "2: +480000"}},
                     Gap{29'600ms, 1s, {"1: +473600 -6400", "2: -9600 +470400"}},
                     Gap{10s, 8h, {"1: +160000 -320000", "961: -160000 +320000"}},
-                    Gap{10s, 80h + 5s, {"1: +160000 -320000", "9601: -240000 +240000"}}));
+                    Gap{10s, 23h + 5s, {"1: +160000 -320000", "2761: -240000 +240000"}}));
+
+struct Day {
+    std::size_t lostAtFirst;  // buffers of 0.4 s, by which chunks end late
+    nanoseconds from, to;     // of an interruption
+    std::vector<std::string> events;
+};
+
+void PrintTo(const Day& day, std::ostream* out) {
+    *out << day.lostAtFirst << " buffers lost, interrupted until " << day.to.count();
+}
+
+class Days : public Night, public testing::WithParamInterface<Day> {};
+
+TEST_P(Days, EndAfter24HoursWithTheLastChunk) {
+    const auto& day = GetParam();
+    microphone->loseBuffers(day.lostAtFirst);
+    microphone->scheduleInterruption(day.from, day.to);
+    start();
+    pass(day.to + 60s);
+    EXPECT_NE(state(), "stopped");
+    pass(60s);
+    EXPECT_EQ(heard(), day.events);
+    EXPECT_EQ(state(), "stopped(over24hours)");
+    EXPECT_EQ(logged().back(), "I | recording | [ST] stopped with error: over24hours");
+    EXPECT_THAT(printed(), testing::Contains("Recorder: state stopped with error: over24hours"));
+    EXPECT_FALSE(service->firstFrameTime());
+    EXPECT_EQ(microphone->engines(), 0U);
+    EXPECT_THAT(temporaryFiles(), IsEmpty());
+    EXPECT_FALSE(loop->next()) << "nothing is left to do";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , Days,
+    testing::Values(
+        Day{0,
+            30s,
+            24h - 60s,
+            {"interrupt", "0: +480000", "resume", "1: -480000", "2878: +480000", "2879: +480000",
+             "fail over24hours"}},
+        Day{1,
+            30s,
+            24h - 60s,
+            {"interrupt", "resume", "0: +473600 -6400", "2877: -473600 +6400", "2878: +480000",
+             "2879: +480000", "fail over24hours"}},
+        Day{0, 30s, 30h, {"interrupt", "0: +480000", "resume", "1: -480000", "fail over24hours"}}));
 
 TEST_F(Night, NumbersHoldWhenTheAudioClockDrifts) {
     // A night of 26 h whose audio clock is 100 ppm fast: 9 s in the end, less than half a period.
@@ -137,6 +182,19 @@ TEST_F(Lag, WhatCompletesAChunkWhenItStopsIsNotLost) {
     audio->advance(400ms);  // the last buffer waits in the queue
     core->stop();
     EXPECT_EQ(heard(), wholeChunks(0, 0));
+}
+
+TEST_F(Lag, AnInterruptionThatIsToldLateBeginsBehindTheFramesThatCameMeanwhile) {
+    start();
+    pass(10s);
+    microphone->notify({AudioNotification::InterruptionBegan{}, {}});
+    audio->advance(800ms);
+    loop->runUntilIdle();
+    pass(4'200ms);
+    microphone->endInterruption();
+    settle();
+    pass(16s);
+    EXPECT_THAT(heard(), ElementsAre("interrupt", "resume", "0: +172800 -67200 +240000"));
 }
 
 }  // namespace

@@ -132,6 +132,20 @@ TEST(WaveHeader, IsAsItIsWritten) {
               "fact\x04\0\0\0\0\x53\x07\0data\0\x4c\x1d\0"s);
 }
 
+TEST_F(Parts, TheTimeInNamesOfMelFilesIsOfTwelveHours) {
+    FileChunkStore store(platform);
+    for (const auto& [hour, text] : std::vector<std::pair<int, const char*>>{{0, "12:04:05 AM"},
+                                                                             {1, "1:04:05 AM"},
+                                                                             {11, "11:04:05 AM"},
+                                                                             {12, "12:04:05 PM"},
+                                                                             {13, "1:04:05 PM"},
+                                                                             {23, "11:04:05 PM"}}) {
+        const auto midnight = std::chrono::floor<std::chrono::days>(clock->wallNow());
+        clock->stepWall(midnight + std::chrono::hours(hour) + 4min + 5s - clock->wallNow());
+        EXPECT_EQ(store.mediumTime(), text);
+    }
+}
+
 TEST_F(Parts, WaveFilesAreReadAndNothingElse) {
     FileChunkStore store(platform);
     const auto header = waveHeader({44'100, 2, 3});

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <memory>
@@ -71,6 +72,14 @@ class RecorderScene : public Scene, public VelmorRecordingDelegate {
         service = core->recordingService().get();
     }
 
+    /// Whatever a scene plays, the microphone is asked for nothing else, and for nothing that it refuses.
+    void TearDown() override {
+        EXPECT_THAT(calls(), testing::Each(testing::AnyOf(kConfigure, "activate", "make engine",
+                                                          "attach mixer 0", kTap, "start", "pause",
+                                                          "remove tap", "detach mixer", "stop", "release")));
+        EXPECT_THAT(microphone->refusals(), testing::IsEmpty());
+    }
+
     void close() {
         service = nullptr;
         core.reset();
@@ -108,6 +117,8 @@ class RecorderScene : public Scene, public VelmorRecordingDelegate {
 
     /// What has been heard since the last call.
     std::vector<std::string> heard() { return std::exchange(events, {}); }
+    /// What the microphone has been asked since the last call.
+    std::vector<std::string> calls() { return microphone->takeCalls(); }
     std::vector<std::string> printed() { return std::exchange(debugLines, {}); }
     std::vector<std::string> temporaryFiles() const {
         std::vector<std::string> found;
@@ -121,9 +132,16 @@ class RecorderScene : public Scene, public VelmorRecordingDelegate {
     }
     void didFail(const VelmorError& error) override { events.push_back("fail " + error.description()); }
     void didInterrupt() override { events.emplace_back("interrupt"); }
-    void didResume() override { events.emplace_back("resume"); }
+    void didResume() override {
+        events.emplace_back("resume");
+        if (onResume) onResume();
+    }
     void micPermissionWasDenied() override { events.emplace_back("denied"); }
 
+    static constexpr const char* kConfigure = "configure 48000 mixing speaker built-in";
+    static constexpr const char* kTap = "install tap 19200 48000x1";
+
+    std::function<void()> onResume;
     std::shared_ptr<Testing::ManualExecutor> loop = executor;
     std::shared_ptr<Testing::ManualExecutor> audio;
     std::shared_ptr<Tone> tone = std::make_shared<Tone>();

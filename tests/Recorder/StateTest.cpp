@@ -26,7 +26,7 @@ void PrintTo(const Row& row, std::ostream* out) {
     *out << row.from;
 }
 
-const std::array<Row, 8> kRows{{
+const std::array<Row, 9> kRows{{
     {"notDetermined", {}, "started", "notDetermined", "notDetermined", true},
     {"started", {"start"}, "started", "stopped", "resumed", false},
     {"interrupted", {"start", "interrupt"}, "interrupted", "stopped", "resumed", false},
@@ -34,6 +34,12 @@ const std::array<Row, 8> kRows{{
     {"stopped", {"start", "stop"}, "started", "stopped", "stopped", true},
     {"error(audioInitializationFailed)", {"unfit", "start"}, "started", "stopped", "resumed", false},
     {"error(cannotActivateInBackground)", {"background", "start"}, "started", "stopped", "resumed", false},
+    {"error(shouldResume)",
+     {"start", "interrupt", "background", "end"},
+     "started",
+     "stopped",
+     "resumed",
+     false},
     {"error(unknown(broken))", {"broken", "start"}, "started", "error(unknown(broken))", "resumed", true},
 }};
 
@@ -55,6 +61,10 @@ class States : public RecorderScene, public testing::WithParamInterface<Row> {
         if (step == "stop") service->stop();
         if (step == "resume") service->resume();
         if (step == "interrupt") microphone->beginInterruption();
+        if (step == "end") {
+            microphone->endInterruption();
+            settle();
+        }
         if (step == "unfit") microphone->setInputFormat({44'100.0, 1});
         if (step == "background")
             microphone->failActivating(PlatformError(Kind::backgroundActivation, "away"));
@@ -143,8 +153,68 @@ TEST_F(Session, StartLogsReadyThenStarted) {
     EXPECT_THAT(printed(),
                 ElementsAre("Recorder: check record permission", "Recorder: granted record permission",
                             "Recorder: request start", "Recorder: state ready", "Recorder: state started"));
-    EXPECT_THAT(logged(), ElementsAre("I | recording | [ST] ready", "I | recording | [ST] started"));
+    EXPECT_THAT(calls(), ElementsAre(kConfigure, "make engine", "attach mixer 0", kConfigure, kConfigure,
+                                     "activate", kTap, "start"));
     EXPECT_EQ(state(), "started(2023-11-14T22:13:20Z)");
+
+    pass(1s);
+    core->stop();
+    EXPECT_THAT(printed(), ElementsAre("Recorder: request stop", "Recorder: state stopped",
+                                       "remove file - file:///tmp/velmor/chunk-14:22:13:20_0.pcm",
+                                       "remove file - file:///tmp/velmor/chunk-14:22:13:20_1.pcm"));
+    EXPECT_THAT(calls(), ElementsAre("release"));
+    EXPECT_THAT(logged(), ElementsAre("I | recording | [ST] ready", "I | recording | [ST] started",
+                                      "I | recording | [ST] stopped"));
+}
+
+// The sound ends before the interruption does: what follows the silence is nothing, unless the filter
+// remembers what was before.
+TEST_F(Session, AnInterruptionBeginsWithTheLastWholeBufferAndIsFilledAfterTheHostHasHeardOfItsEnd) {
+    tone->value = [](std::uint64_t frame) { return frame < 11 * 48'000 ? 0.5F : 0.0F; };
+    std::size_t written = 0;
+    onResume = [&] { written = files->contents("/tmp/velmor/chunk-14:22:13:20_0.pcm").value_or("").size(); };
+    start();
+    pass(10'200ms);
+    calls();
+    microphone->beginInterruption();
+    settle();
+    EXPECT_THAT(calls(), ElementsAre("pause"));
+    pass(2s);
+    microphone->changeInputFormat({48'000.0, 1});
+    settle();
+    EXPECT_THAT(calls(), IsEmpty()) << "the interruption goes on";
+    pass(2'800ms);
+    microphone->endInterruption();
+    settle();
+    EXPECT_EQ(written, 56U + 4 * 160'000);
+    EXPECT_THAT(calls(), ElementsAre(kConfigure, "activate", "remove tap", "detach mixer", "stop",
+                                     "attach mixer 0", kConfigure, kTap, "start"));
+    microphone->notify({AudioNotification::EngineConfigurationChanged{}, "another"});
+    pass(16s);
+    EXPECT_THAT(calls(), IsEmpty());
+    EXPECT_THAT(heard(), ElementsAre("interrupt", "resume", "0: +160000 -320000"));
+    EXPECT_THAT(logged(),
+                ElementsAre("I | recording | [ST] ready", "I | recording | [ST] started",
+                            "I | notifications | [AVAudioSession.interruptionNotification] began",
+                            "I | recording | [ST] interrupted",
+                            "I | notifications | [AVAudioEngineConfigurationChange] input format changed",
+                            "I | notifications | [AVAudioSession.interruptionNotification] ended",
+                            "I | recording | [ST] resumed",
+                            "I | notifications | [AVAudioEngineConfigurationChange] another"));
+}
+
+TEST_F(Session, ANewConfigurationStartsTheEngineAgainAndLosesNoTime) {
+    tone->value = [](std::uint64_t frame) {
+        return frame < 10 * 48'000 || frame > 20 * 48'000 ? 0.5F : 0.0F;
+    };
+    start();
+    pass(10'200ms);
+    calls();
+    microphone->changeInputFormat({48'000.0, 1});
+    settle();
+    EXPECT_THAT(calls(), ElementsAre("remove tap", kTap, "start"));
+    pass(20s);
+    EXPECT_THAT(heard(), ElementsAre(testing::MatchesRegex("0: \\+160000 -1600[0-9][0-9] \\+.*")));
 }
 
 struct Unfit {
@@ -177,7 +247,7 @@ TEST_P(Formats, AtTheStartAndInMidNightAreReportedOnce) {
 
     microphone->changeInputFormat({48'000.0, 1});  // mended: the time without input becomes silence
     pass(16s);
-    EXPECT_THAT(heard(), ElementsAre("1: +80000 -160000 +240000"));
+    EXPECT_THAT(heard(), ElementsAre("resume", "1: +76800 -163200 +240000"));
 }
 
 INSTANTIATE_TEST_SUITE_P(, Formats,
@@ -207,7 +277,7 @@ TEST_F(Session, AResumeInTheBackgroundCanBeRepeatedLater) {
     microphone->failActivating(PlatformError(Kind::backgroundActivation, "in the background"));
     microphone->endInterruption();
     pass(5s);
-    EXPECT_THAT(heard(), ElementsAre("interrupt", "resume", "fail cannotActivateInBackground"));
+    EXPECT_THAT(heard(), ElementsAre("interrupt", "resume", "fail shouldResume"));
     EXPECT_THAT(logged(), Contains("I | recording | [ST] resumed(cannotActivateInBackground)"));
     EXPECT_THAT(printed(), Contains("Recorder: state resumed(cannotActivateInBackground)"));
 
@@ -240,6 +310,60 @@ TEST_F(Session, FramesThatStayAwayAreAnInterruptionUntilTheyReturn) {
     EXPECT_EQ(microphone->mostTaps(), 1U);
 }
 
+class ToldLate : public RecorderScene, public testing::WithParamInterface<int> {};
+
+// After 2 s the watch has begun an interruption of its own.
+TEST_P(ToldLate, ANewConfigurationDoesNotLeaveTheEngineStandingStill) {
+    const std::chrono::milliseconds told(GetParam());
+    start();
+    pass(10s);
+    microphone->setDelivering(false);
+    pass(told);
+    microphone->changeInputFormat({48'000.0, 1});
+    pass(5s - told);
+    microphone->setDelivering(true);
+    pass(16s);
+    EXPECT_THAT(heard(), ElementsAre("interrupt", "resume",
+                                     testing::MatchesRegex("0: \\+160000 -[78][0-9]{4} \\+24[0-9]{4}")));
+}
+
+INSTANTIATE_TEST_SUITE_P(, ToldLate, testing::Values(1'000, 3'000, 3'500, 4'000));
+
+TEST_F(Session, AnEngineThatStopsBeforeTheFirstFramesAfterAnInterruptionIsStartedAgain) {
+    start();
+    pass(10s);
+    microphone->beginInterruption();
+    pass(1s);
+    microphone->endInterruption();
+    pass(200ms);
+    microphone->changeInputFormat({48'000.0, 1});
+    settle();
+    EXPECT_FALSE(microphone->isRunning());
+    pass(4s);
+    EXPECT_THAT(heard(), ElementsAre("interrupt", "resume", "interrupt", "resume"));
+    EXPECT_TRUE(microphone->isRunning());
+}
+
+TEST_F(Session, AttemptsToStartTheEngineAgainAreToldOnceAndGrowRare) {
+    start();
+    pass(10s);
+    microphone->failStarting(PlatformError(Kind::io, "broken"));
+    microphone->changeInputFormat({48'000.0, 1});
+    pass(10min);
+    EXPECT_THAT(heard(), ElementsAre("fail unknown(broken)"));
+    EXPECT_EQ(std::ranges::count(logged(), "E | recording | startEngine ERROR: broken"), 1);
+    EXPECT_EQ(std::ranges::count(calls(), "start"), 16);  // at 0, 1, 3, 7, 15, 31, 63, 123, ... s
+    microphone->failStarting(PlatformError(Kind::audioUnavailable, "gone"));
+    pass(1min);
+    EXPECT_THAT(heard(), ElementsAre("fail audioInitializationFailed")) << "another failure";
+    microphone->failStarting({});
+    pass(61s);
+    EXPECT_EQ(heard().at(0), "resume");
+    EXPECT_EQ(state(), "resumed");
+    core->stop();
+    EXPECT_FALSE(loop->next() && *loop->next() > clock->bootNow() + 1min);
+}
+
 TEST_F(Session, AMachineThatSleptFillsTheTimeAndGoesOn) {
     start();
     pass(40s);
@@ -253,15 +377,18 @@ TEST_F(Session, AMachineThatSleptFillsTheTimeAndGoesOn) {
 TEST_F(Session, RestartedMediaServicesAreAnInterruptionWithANewEngine) {
     start();
     pass(10s);
+    calls();
     microphone->resetMediaServices();
+    settle();
+    EXPECT_THAT(calls(), ElementsAre("pause", kConfigure, "activate", "remove tap", "detach mixer", "stop",
+                                     "release", "make engine", "attach mixer 0", kConfigure, kTap, "start"));
     pass(21s);
     EXPECT_THAT(heard(), ElementsAre("interrupt", "resume", "0: +480000"));
     microphone->changeRoute("old device gone", {"Headphones"});
     settle();
-    EXPECT_THAT(logged(), Contains("I | notifications | [AVAudioSession.routeChangeNotification] old device "
-                                   "gone, previous output Headphones"));
-    EXPECT_THAT(logged(), Contains("I | notifications | [AVAudioSession.mediaServicesWereResetNotification] "
-                                   "media services were reset"));
+    EXPECT_THAT(logged(), Contains("I | notifications | [route change] old device gone, previous output "
+                                   "Headphones"));
+    EXPECT_THAT(logged(), Contains("I | notifications | [media services reset] media services were reset"));
 }
 
 }  // namespace

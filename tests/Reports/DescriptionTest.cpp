@@ -24,8 +24,9 @@ TEST(Description, OfAReport) {
 }
 
 TEST(Description, OfStatistics) {
-    const auto text = read<Model::Report>(kReportJson).stat->description();
-    EXPECT_THAT(text, StartsWith("SleepLatency: 1,\nWakeupLatency: 2,\nSleepTime: 2024-03-05T23:20:00Z,\n"));
+    const auto json = changed(kReportJson, "2024-03-05T23:20:00Z", "0001-01-01T00:00:00Z");
+    const auto text = read<Model::Report>(json).stat->description();
+    EXPECT_THAT(text, StartsWith("SleepLatency: 1,\nWakeupLatency: 2,\nSleepTime: 0001-01-01T00:00:00Z,\n"));
     EXPECT_THAT(text, HasSubstr(",\nTimeInSleepPeriod: 11,\nTimeInREM: 12,\nTimeInLight: 13,\n"));
     EXPECT_THAT(text, HasSubstr(",\nRemRatio: 0.22,\n"));
     EXPECT_THAT(text, HasSubstr(",\nBreathingPattern: MILDLY_UNSTABLE_BREATH,\nBreathingIndex: 31.5,\n"));
@@ -41,14 +42,15 @@ TEST(Description, OfSessionLists) {
 }
 
 TEST(Description, OfAverages) {
-    const auto average = read<Model::AverageReport>(kAverageJson);
+    const auto average =
+        read<Model::AverageReport>(changed(kAverageJson, "2024-02-29T22:00:00Z", "9999-12-31T23:59:59Z"));
     EXPECT_THAT(
         average.averageStats->description(),
         StartsWith("startTime: 22:00:00, \nendTime: 06:00:00,\nsleepTime: 22:15:00,\nwakeTime: 05:50:00, \n"
                    "sleepLatency: 5,\nwakeupLatency: 6,\ntimeInBed: 7, \ntimeInSleepPeriod: 8,\n"
                    "timeInSleep: 9, \ntimeInWake: 10,\ntimeInLight: nil,\n"));
     EXPECT_THAT(average.sleptSessions.at(0).description(),
-                StartsWith("id: s2,\ncreatedTimezone: UTC,\nstartTime: 2024-02-29 22:00:00,\n"));
+                StartsWith("id: s2,\ncreatedTimezone: UTC,\nstartTime: 9999-12-31 23:59:59,\n"));
     EXPECT_EQ(average.description(),
               "Period: [timezone: UTC,\nstartDate: 2024-02-29,\nendDate: 2024-03-06]\nPeculiarities: "
               "[IN_PROGRESS]\n"

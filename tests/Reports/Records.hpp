@@ -12,8 +12,7 @@ namespace Velmor {
 /// Reads `json` as the record `T` in the envelope's result.
 template <class T>
 T read(std::string_view json) {
-    const auto envelope = decodeEnvelope("{\"result\":" + std::string(json) + "}", decodeRecord<T>);
-    return *static_cast<const T*>(envelope.result.get());
+    return *decodeResponse<T>("{\"result\":" + std::string(json) + "}").result;
 }
 
 /// The place and reason of the error that reading gives; empty when there is none.

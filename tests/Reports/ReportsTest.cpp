@@ -29,6 +29,25 @@ class ReportsTest : public Scene {
         return {errorOf(one), errorOf(list), errorOf(gone), errorOf(average)};
     }
 
+    /// Starts all four in their callback form; each outcome becomes one line.
+    void askAll(std::vector<std::string>& heard) {
+        const auto hear = [&](const auto& result, const std::optional<VelmorError>& error) {
+            EXPECT_NE(result.has_value(), error.has_value());
+            if (error)
+                heard.push_back(error->description());
+            else if constexpr (requires { result->description(); })
+                heard.push_back(result->description().substr(0, 12));
+            else
+                heard.push_back(std::to_string(result->size()) + " sessions");
+        };
+        reports->report("s1", hear);
+        reports->reports("a", "b", Model::OrderBy::ascending, 0, 2, hear);
+        reports->deleteReport("s1", [&](const std::optional<VelmorError>& error) {
+            heard.push_back(error ? error->description() : "deleted");
+        });
+        reports->getAverageReport("a", "b", hear);
+    }
+
     std::shared_ptr<ReportQueries> queries = ReportQueries::make(platform, log);
     std::shared_ptr<Reports> reports = std::make_shared<Reports>(queries);
 };
@@ -79,7 +98,7 @@ TEST_F(ReportsTest, FailuresOfEveryKindAreVelmorErrors) {
         ElementsAre("unknown(late)", "unknown(cannot decode result: expected an object, found an array)",
                     "responseResult(ai/v1/sessions/s1)",
                     testing::StartsWith("unknown(cannot decode: not JSON at byte ")));
-    EXPECT_EQ(errorOf(reports->report("")), "responseResult(data/v3/sessions/)");
+    EXPECT_EQ(errorOf(reports->report("")), "unknown(an id is empty)");
     queries->setConfig(config(""));
     EXPECT_EQ(errorOf(reports->getAverageReport("a", "b")),
               "responseResult(data/v1/users//average-stats?start_date=a&end_date=b)");
@@ -97,39 +116,38 @@ TEST_F(ReportsTest, ResultsArriveInBothForms) {
         return HttpResponse{200, {}, "{\"result\":" + result + "}"};
     });
     std::vector<std::string> heard;
-    const auto hear = [&](const auto& result, const std::optional<VelmorError>& error) {
-        EXPECT_FALSE(error);
-        if constexpr (requires { result->description(); })
-            heard.push_back(result->description().substr(0, 12));
-        else
-            heard.push_back(std::to_string(result->size()) + " sessions");
-    };
-    reports->report("s1", hear);
-    reports->reports("a", "b", Model::OrderBy::ascending, 0, 2, hear);
-    reports->deleteReport("s1", [&](auto error) { heard.emplace_back(error ? "failed" : "deleted"); });
-    reports->getAverageReport("a", "b", hear);
-    EXPECT_EQ(http->requestCount(), 0U);  // nothing on the caller's thread
-    EXPECT_EQ(logged().size(), 4U);
+    askAll(heard);
+    queries->setConfig(config("bob"));  // too late for those four
+    EXPECT_EQ(http->requestCount(), 0U) << "on the caller's thread";
+    const std::vector<std::string> entries{
+        "I | reports | [CALL] report callback s1",
+        "I | reports | [CALL] reports callback a - b, offset : 0, limit : 2",
+        "I | reports | [CALL] deleteReport callback s1",
+        "I | reports | [CALL] getAverageReport callback a - b"};
+    EXPECT_EQ(logged(), entries);
     executor->runUntilIdle();
     EXPECT_THAT(heard, ElementsAre("Timezone: As", "2 sessions", "deleted", "Period: [tim"));
-    EXPECT_EQ(logged()[3], "I | reports | [CALL] getAverageReport callback a - b");
-    EXPECT_EQ(logged()[7], "I | reports | [CALL] getAverageReport async a - b");
+    for (const auto& request : http->requests())
+        EXPECT_THAT(request.headers,
+                    testing::Contains(std::pair<std::string, std::string>("x-user-id", "u 1")));
+    EXPECT_EQ(sent().back(), "GET data/v1/users/u%201/average-stats?start_date=a&end_date=b");
 
     const auto list = reports->reports("a", "b", Model::OrderBy::ascending, 0, 2);
+    queries->setConfig(config("carol"));
     executor->runUntilIdle();
     EXPECT_EQ(list.get().at(0).sessionId, "s1");
+    EXPECT_EQ(http->requests().back().headers.at(4).second, "bob");
 }
 
 TEST_F(ReportsTest, CallbacksHearOfErrorsAndMayThrow) {
     http->setHandler([](const HttpRequest&) { return HttpResponse{403, {}, R"({"detail":"no"})"}; });
-    std::optional<VelmorError> heard;
-    reports->report("s1", [&](const auto& report, const auto& error) {
-        EXPECT_FALSE(report);
-        heard = error;
-        throw std::runtime_error("host");
-    });
+    std::vector<std::string> heard;
+    askAll(heard);
     executor->runUntilIdle();
-    EXPECT_EQ(heard->description(), "httpStatus(403, no)");
+    EXPECT_EQ(heard, std::vector<std::string>(4, "httpStatus(403, no)"));
+
+    reports->report("s1", [&](const auto&, const auto&) { throw std::runtime_error("host"); });
+    executor->runUntilIdle();
     EXPECT_EQ(logged().back(), "E | reports | Completion block failed: host");
 }
 

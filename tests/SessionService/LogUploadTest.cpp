@@ -19,9 +19,11 @@ class LogUploadTest : public SessionScene {
 };
 
 TEST_F(LogUploadTest, PostsTheTextToTheProxyAndRemovesTheSendFile) {
-    http->enqueueStatus(202, "{}");
+    http->enqueue(HttpResponse{202, {}, "{}"}, std::chrono::seconds(1));
     send(Request::log{config(), "s1", "one\ntwo \xC3\xA9\n"});
     executor->runUntilIdle();
+    EXPECT_EQ(files->contents(kSendFile), "text") << "the text stays until its attempt has ended";
+    executor->advance(std::chrono::seconds(1));
     const auto request = http->requests().at(0);
     EXPECT_EQ(request.method, "POST");
     EXPECT_EQ(request.url.absoluteString(), "https://logs.test/datadog/api/v2/logs");

@@ -64,6 +64,15 @@ TEST_F(SessionRequestsTest, EveryRequestIsOneCallOneLineAndOneState) {
         debugLines.clear();
         states.clear();
     }
+    http->enqueueStatus(204);
+    send(mel(7));
+    executor->runUntilIdle();
+    EXPECT_EQ(sent().back(), "POST ai/v1/sessions/s1/mel-data/7");
+    EXPECT_THAT(http->requests().back().body,
+                testing::HasSubstr("form-data; name=\"melspectrogram\"; filename=\"melspectrogram.npy\"\r\n"
+                                   "Content-Type: \r\n\r\nbytes\r\n--"));
+    EXPECT_THAT(debugLines, ElementsAre("API: session id is s1 - upload, sequence is 7"));
+    EXPECT_THAT(states, ElementsAre("upload s1 7"));
 }
 
 struct FailureCase {
@@ -87,26 +96,28 @@ TEST_F(SessionRequestsTest, FailuresAreNamedByWhatWasAsked) {
     const std::vector<FailureCase> cases{
         {create(), refusal(403), "error startTrackingNetworkFail(403, no)"},
         {create(), empty, "error responseResult(ai/v1/sessions)"},
-        {create(), lost, "error startTrackingNetworkFail(-9999, )"},
-        {create(), garbage, "error startTrackingNetworkFail(-9999, )"},
+        {create(), lost, "error startTrackingNetworkFail(-9999, ) because of late"},
+        {create(), garbage,
+         "error startTrackingNetworkFail(-9999, ) because of cannot decode: not JSON at byte 1"},
         {Request::create{notUtf8, start, SessionsService::DataType::mel}, empty,
-         "error startTrackingNetworkFail(-9999, )"},
+         "error startTrackingNetworkFail(-9999, ) because of a text to be sent is not UTF-8"},
         {close(), refusal(404), "error stopTrackingNetworkFail(404, no)"},
-        {close(""), empty, "error responseResult(ai/v1/sessions//close)"},
-        {close(), lost, "error stopTrackingNetworkFail(-9999, )"},
+        {close(""), empty, "error stopTrackingNetworkFail(-9999, ) because of an id is empty"},
+        {close(), lost, "error stopTrackingNetworkFail(-9999, ) because of late"},
         {mel(1), refusal(403), "error httpStatus(403, no) closed s1"},
         {mel(1), refusal(404), "error httpStatus(404, no) closed s1"},
         {mel(1), refusal(500), "error httpStatus(500, no)"},
-        {mel(1, ".."), empty, "error responseResult(ai/v1/sessions/../mel-data/1)"},
+        {mel(1, ".."), empty, "error unknown(an id is \"..\", which names another place)"},
         {mel(1), lost, "error unknown(late)"},
         {join, refusal(401), "error httpStatus(401, no)"},
         {join, empty, "error responseResult(ai/v1/users)"},
         {join, lost, "error unknown(late)"},
-        {Request::userJoin{"", config("")}, empty, "error responseResult(ai/v1/users/)"},
+        {Request::userJoin{"", config("")}, empty, "error unknown(an id is empty)"},
         {leave, refusal(404), "error httpStatus(404, no)"},
-        {Request::userDelete{config("a\nb")}, empty, "error responseResult(ai/v1/users/a\nb)"},
-        {analysis, refusal(404), "error unknown(httpStatus(404, no))"},
-        {analysis, empty, "error unknown(responseResult(data/v3/sessions/s1))"},
+        {Request::userDelete{config("a\nb")}, empty,
+         "error unknown(an id holds a control character: byte 2 is 10)"},
+        {analysis, refusal(404), "error httpStatus(404, no)"},
+        {analysis, empty, "error responseResult(data/v3/sessions/s1)"},
         {analysis, lost, "error unknown(late)"}};
     for (const auto& [request, answer, state] : cases) {
         http->setHandler([&answer = answer](const HttpRequest&) { return answer; });

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "../APIService/Scene.hpp"
+#include "../ErrorOf.hpp"
 #include "SessionService/SessionsService.hpp"
 
 #include <string>
@@ -28,7 +29,16 @@ struct InWords {
     std::string operator()(const State::sessions&) const { return "sessions"; }
     std::string operator()(const State::error& state) const {
         const auto closed = state.closedSessionId ? " closed " + *state.closedSessionId : "";
-        return "error " + state.error.description() + closed;
+        return "error " + state.error.description() + closed + causeOf(state.error);
+    }
+
+    /// What a failed start or close keeps beside its description.
+    static std::string causeOf(const VelmorError& error) {
+        const auto* start = error.as<VelmorError::startTrackingNetworkFail>();
+        const auto* stop = error.as<VelmorError::stopTrackingNetworkFail>();
+        const auto cause = start ? start->cause : stop ? stop->cause : nullptr;
+        if (!cause) return "";
+        return " because of " + VelmorTests::errorOf([&] { std::rethrow_exception(cause); });
     }
 };
 

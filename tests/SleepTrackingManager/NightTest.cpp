@@ -1,5 +1,6 @@
 // Nights through the public interface, on a virtual clock.
 #include "../Library/Night.hpp"
+#include "SleepTrackingManager/SleepTracker.hpp"
 
 namespace Velmor {
 namespace {
@@ -14,6 +15,29 @@ using testing::StartsWith;
 
 class TrackingTest : public NightTest {
   protected:
+    using Close = SessionsService::Request::close;
+
+    /// Without the entry points and without conversions, for long nights.
+    std::shared_ptr<SleepTracker> makeTracker() {
+        CaptureParts parts;
+        parts.convert = [files = files](const std::string&) {
+            const std::string path = files->temporaryDirectory() + "result.mel";
+            files->put(path, "mel");
+            return path;
+        };
+        parts.samples = Samples::counted;
+        auto tracker = SleepTracker::make(platform, std::make_shared<LogAPI>(platform), parts);
+        tracker->configure(Config("key", "u1", Url::parse(kBaseUrl)), host);
+        return tracker;
+    }
+
+    static Subscription watchCloses(const SleepTracker& tracker, std::vector<Close>& closes) {
+        return tracker.sessionService()->requestAction.subscribe([&closes](const auto& request) {
+            const auto* close = std::get_if<Close>(&request.value);
+            if (close != nullptr) closes.push_back(*close);
+        });
+    }
+
     void stop() {
         manager->stopTracking();
         executor->runUntilIdle();
@@ -35,7 +59,7 @@ TEST_F(TrackingTest, NightIsUploadedInSequenceAndClosedLast) {
         expectedLines.push_back("didUpload " + std::to_string(i));
         expectedSent.push_back("POST ai/v1/sessions/s1/mel-data/" + std::to_string(i));
     }
-    expectedLines.push_back("didClose s1");
+    expectedLines.insert(expectedLines.end(), {"didClose s1", "ended: closed s1"});
     expectedSent.push_back("POST ai/v1/sessions/s1/close");
     expectedSent.push_back("POST https://logs.velmor.example/datadog/api/v2/logs");
     EXPECT_EQ(lines, expectedLines);
@@ -57,7 +81,7 @@ TEST_F(TrackingTest, ChunkThatEndsWithTheStopGoesOutBeforeTheClose) {
     executor->clock()->advance(milliseconds(1));  // the last buffer and the stop fall due together
     manager->stopTracking();
     executor->runUntilIdle();
-    EXPECT_THAT(lines, ElementsAre("didUpload 0", "didClose s1"));
+    EXPECT_THAT(lines, ElementsAre("didUpload 0", "didClose s1", "ended: closed s1"));
     EXPECT_THAT(sent(), Contains("POST ai/v1/sessions/s1/close"));
 }
 
@@ -66,17 +90,42 @@ TEST_F(TrackingTest, SessionIsOpenedOnlyForARecordingThatRuns) {
     makeManager();
     manager->startTracking();
     executor->advance(seconds(3));
-    EXPECT_EQ(lines, Lines{"micPermissionWasDenied"});
-    EXPECT_THAT(logText(), HasSubstr("| tracking | start request can not working\n"));
+    EXPECT_THAT(logText(), HasSubstr("| I | tracking | mic permission was denied\n"));
+    EXPECT_THAT(logText(), HasSubstr("| I | tracking | start request can not working\n"));
 
     microphone->setPermission(RecordPermission::granted);
-    microphone->setInputFormat({44'100.0, 1});
-    lines.clear();
+    microphone->failStarting(PlatformError(PlatformError::Kind::io, "broken"));
     manager->startTracking();
     executor->advance(seconds(3));
-    EXPECT_EQ(lines, Lines{"didFail audioInitializationFailed"});
-    EXPECT_THAT(logText(), HasSubstr("| tracking | request failed "));
+    EXPECT_THAT(logText(), HasSubstr("| E | tracking | request failed error(unknown(broken))\n"));
     EXPECT_THAT(sent(), Not(Contains("POST ai/v1/sessions")));
+}
+
+TEST_F(TrackingTest, TheStatusSaysWhetherSoundIsRecorded) {
+    std::string seen;
+    const auto look = [&] {
+        executor->runUntilIdle();
+        const auto status = manager->getTrackingStatus();
+        seen += status.sessionId.value_or("-") + (status.recording ? "+ " : "_ ");
+    };
+    makeManager();
+    look();
+    manager->startTracking();
+    look();
+    executor->advance(seconds(2));
+    microphone->beginInterruption();
+    look();
+    microphone->endInterruption();
+    look();
+    microphone->setDelivering(false);
+    executor->advance(seconds(3));
+    look();
+    microphone->setDelivering(true);
+    executor->advance(seconds(1));
+    look();
+    manager->stopTracking();
+    look();
+    EXPECT_EQ(seen, "-_ -+ s1_ s1+ s1_ s1+ -_ ");
 }
 
 TEST_F(TrackingTest, SeveralStartsMakeOneSession) {
@@ -92,17 +141,6 @@ TEST_F(TrackingTest, SeveralStartsMakeOneSession) {
     EXPECT_EQ(lines, Lines{"didCreate"});
 }
 
-TEST_F(TrackingTest, StopBeforeTheSessionExistsClosesItOnceItDoes) {
-    makeManager();
-    http->setDelay(seconds(8));
-    manager->startTracking();
-    executor->advance(seconds(3));
-    manager->stopTracking();
-    executor->advance(seconds(30));
-    EXPECT_EQ(lines, (Lines{"didCreate", "didClose s1"}));
-    EXPECT_FALSE(microphone->isRunning());
-}
-
 TEST_F(TrackingTest, StopAndStartWhileTheSessionIsMadeKeepsIt) {
     begin();
     stop();
@@ -116,17 +154,6 @@ TEST_F(TrackingTest, StopAndStartWhileTheSessionIsMadeKeepsIt) {
     EXPECT_THAT(lines, ElementsAre("didCreate", "didUpload 0"));
 }
 
-TEST_F(TrackingTest, StopWhileTheUserIsAskedCancelsTheStart) {
-    microphone->setPermission(RecordPermission::undetermined);
-    makeManager();
-    manager->startTracking();
-    manager->stopTracking();
-    executor->advance(seconds(5));
-    EXPECT_THAT(lines, IsEmpty());
-    EXPECT_FALSE(microphone->isRunning());
-    EXPECT_EQ(sessions, 0);
-}
-
 TEST_F(TrackingTest, ConfirmationsAfterTheStopBelongToTheirSession) {
     begin();
     executor->advance(seconds(28) - milliseconds(1));
@@ -138,22 +165,12 @@ TEST_F(TrackingTest, ConfirmationsAfterTheStopBelongToTheirSession) {
     executor->advance(seconds(50));
     manager->stopTracking();
     executor->advance(seconds(10));
-    EXPECT_THAT(lines, ElementsAre("didUpload 0", "didClose s1", "didCreate", "didUpload 0", "didClose s2"));
+    EXPECT_THAT(lines, ElementsAre("didUpload 0", "didClose s1", "ended: closed s1", "didCreate",
+                                   "didUpload 0", "didClose s2", "ended: closed s2"));
     for (const auto& request : http->requests()) {
         if (!placeOf(request).ends_with("/logs")) continue;
         EXPECT_THAT(request.body, HasSubstr("| Upload | 0 1\\n"));
     }
-}
-
-TEST_F(TrackingTest, ASessionThatIsGoneEndsTheNight) {
-    answerWith = [](const std::string& path) -> std::optional<HttpResult> {
-        if (!path.ends_with("/mel-data/1")) return {};
-        return HttpResponse{404, {}, R"({"detail":"gone"})"};
-    };
-    begin();
-    executor->advance(seconds(95));
-    EXPECT_THAT(lines, ElementsAre("didUpload 0", "didFail httpStatus(404, gone)"));
-    EXPECT_FALSE(microphone->isRunning());
 }
 
 TEST_F(TrackingTest, AnalysisWithoutASessionAsksNothing) {
@@ -162,6 +179,81 @@ TEST_F(TrackingTest, AnalysisWithoutASessionAsksNothing) {
     executor->runUntilIdle();
     EXPECT_THAT(sent(), ElementsAre("GET ai/v1/users/u1"));
     EXPECT_THAT(lines, IsEmpty());
+}
+
+// The flag is no part of the request's body; it travels on the channel of requests.
+TEST_F(TrackingTest, ANightUnderHalfAnHourIsClosedAsInvalid) {
+    const struct {
+        seconds length;
+        bool invalid;
+    } rows[] = {
+        {minutes(29), true}, {minutes(30) - seconds(1), true}, {minutes(30), false}, {minutes(31), false}};
+    for (const auto& row : rows) {
+        const auto tracker = makeTracker();
+        std::vector<Close> closes;
+        const auto watching = watchCloses(*tracker, closes);
+        tracker->startTracking();
+        executor->advance(row.length);
+        tracker->stopTracking();
+        executor->runUntilIdle();
+        ASSERT_EQ(closes.size(), 1U);
+        EXPECT_EQ(closes[0].invalid, row.invalid) << row.length.count() << " s";
+        EXPECT_FALSE(closes[0].unexpected);
+        EXPECT_EQ(closes[0].date, clock->wallNow());
+    }
+}
+
+TEST_F(TrackingTest, ANightEndsAfterTwentyFourHours) {
+    const auto tracker = makeTracker();
+    std::vector<Close> closes;
+    const auto watching = watchCloses(*tracker, closes);
+    tracker->startTracking();
+    executor->advance(std::chrono::hours(24) + seconds(1));
+    ASSERT_EQ(lines.size(), 2884U);
+    EXPECT_EQ(Lines(lines.end() - 4, lines.end()), (Lines{"didFail over24hours", "didUpload 2879",
+                                                          "didClose s1", "ended: closed s1, over24hours"}));
+    ASSERT_EQ(closes.size(), 1U);
+    EXPECT_EQ(closes[0].invalid, false);
+    EXPECT_FALSE(microphone->isRunning());
+}
+
+TEST_F(TrackingTest, TheStartCheckAndShipmentsWaitForTheBackground) {
+    const auto background = std::make_shared<Testing::ManualExecutor>(clock);
+    auto own = *platform;
+    own.background = background;
+    setPlatform(own);
+    makeManager();
+    manager->startTracking();
+    executor->advance(seconds(3));
+    EXPECT_THAT(sent(), Not(Contains("POST ai/v1/sessions")));
+    background->runUntilIdle();
+    executor->runUntilIdle();
+    EXPECT_THAT(sent(), Contains("POST ai/v1/sessions"));
+    host->acts = [this](const std::string& line) {
+        if (line != "didClose s1") return;
+        EXPECT_THAT(files->paths(), ElementsAre("/documents/VelmorSDK.log"))
+            << "told before the log is moved";
+    };
+    manager->stopTracking();
+    executor->runUntilIdle();
+    EXPECT_THAT(lines, ElementsAre("didCreate", "didClose s1", "ended: closed s1"));
+    EXPECT_TRUE(files->contents("/documents/VelmorSDK_send.log"));
+    background->runUntilIdle();
+    executor->runUntilIdle();
+    EXPECT_THAT(http->requests().back().body, HasSubstr(", sessionId:s1, userId:u1, apikey:key"));
+}
+
+TEST_F(TrackingTest, TheLogShowsTwoHundredCharactersOfAnError) {
+    const std::string detail(300, 'd');
+    answerWith = [&](const std::string& path) -> std::optional<HttpResult> {
+        if (!path.ends_with("/mel-data/0")) return {};
+        return HttpResponse{500, {}, R"({"detail":")" + detail + "\"}"};
+    };
+    begin();
+    executor->advance(seconds(29));
+    const auto whole = "httpStatus(500, " + detail + ")";
+    EXPECT_THAT(lines, ElementsAre("didFail " + whole));
+    EXPECT_THAT(logText(), HasSubstr("| E | tracking | " + whole.substr(0, 200) + "\n"));
 }
 
 }  // namespace

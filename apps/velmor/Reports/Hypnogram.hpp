@@ -6,15 +6,15 @@
 #include <span>
 #include <string>
 
-#include <Velmor/Platform/Clock.hpp>
+#include <Velmor/Model.hpp>
 
 namespace VelmorApp {
 
 /// One stage code for each epoch: 0 awake, 1 light, 2 deep, 3 REM; any other is not known and stays empty.
 struct Hypnogram {
     std::span<const std::int64_t> stages;
-    Velmor::WallTime start;
-    std::chrono::nanoseconds epoch{};
+    Velmor::Model::Date start;
+    std::chrono::microseconds epoch{};
 };
 
 /// Four rows and a line of hours, at most `width` columns wide; a column shows the stage that fills most of

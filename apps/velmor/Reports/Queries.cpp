@@ -44,12 +44,19 @@ std::size_t terminalWidth() {
     return std::min<std::size_t>(size.ws_col, 160);
 }
 
+// None when the session is under way, or when its dates only mark that they are not known.
+std::optional<std::chrono::microseconds> lengthOf(const Model::Session& session) {
+    constexpr std::chrono::days kLongest{31};
+    if (!session.endTime) return {};
+    const auto length = *session.endTime - session.startTime;
+    return length < length.zero() || length > kLongest ? std::nullopt : std::optional(length);
+}
+
 Hypnogram hypnogramOf(const Model::Session& session) {
     const auto& stages = *session.sleepStages;
-    std::chrono::nanoseconds epoch = kUsualEpoch;
-    if (session.endTime && !stages.empty())
-        epoch = std::chrono::nanoseconds(*session.endTime - session.startTime) /
-                static_cast<std::int64_t>(stages.size());
+    std::chrono::microseconds epoch = kUsualEpoch;
+    if (const auto length = lengthOf(session); length && !stages.empty())
+        epoch = *length / static_cast<std::int64_t>(stages.size());
     return {stages, session.startTime, epoch};
 }
 
@@ -70,9 +77,11 @@ std::string reportText(const Model::Report& report) {
     head.add({"Session", session.id});
     head.add({"State", std::string(rawValue(session.state))});
     head.add({"Started", localTimeText(session.startTime)});
-    if (session.endTime)
-        head.add({"Ended", localTimeText(*session.endTime) + "  (" +
-                               durationText(*session.endTime - session.startTime) + ")"});
+    if (session.endTime) {
+        const auto length = lengthOf(session);
+        head.add({"Ended", localTimeText(*session.endTime) +
+                               (length ? "  (" + durationText(*length) + ")" : std::string())});
+    }
     if (session.unexpectedEndTime) head.add({"Broke off", localTimeText(*session.unexpectedEndTime)});
     head.add({"Time zone", report.timezone});
     head.add({"Missing data", valueText("missingDataRatio", report.missingDataRatio)});

@@ -4,6 +4,7 @@
 #include "Json.hpp"
 #include "Values.hpp"
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <type_traits>
@@ -22,7 +23,8 @@ inline std::string valueJson(std::int64_t value) {
 inline std::string valueJson(float value) {
     return jsonNumber(value);
 }
-inline std::string valueJson(Velmor::Model::Date value) {
+template <class Duration>
+std::string valueJson(std::chrono::sys_time<Duration> value) {
     return jsonText(isoTimeText(value));
 }
 inline std::string valueJson(Velmor::Model::Day value) {

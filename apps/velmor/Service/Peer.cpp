@@ -2,8 +2,6 @@
 
 #include "service/LocalService.hpp"
 
-#include <stdexcept>
-
 #include <Velmor/Platform/Files.hpp>
 
 namespace VelmorApp {
@@ -28,7 +26,6 @@ Peer::Peer(const SharedOptions& shared, Screen& screen) : url_(shared.baseUrl), 
     options.directory = directory_;
     local_ = std::make_unique<VelmorService::LocalService>(options);
     url_ = Velmor::Url::parse(local_->url());
-    if (!url_) throw std::runtime_error("the local service is at no URL: " + local_->url());
     if (!logUrl_) logUrl_ = url_;
     screen.remark("No --base-url: started a local service at " + local_->url() + ", data in " + directory_);
 }

@@ -8,6 +8,7 @@ namespace VelmorApp {
 namespace {
 
 using Velmor::Lock;
+using Velmor::TrackingOutcome;
 using Velmor::VelmorError;
 
 constexpr std::chrono::seconds kPatience{10};
@@ -16,13 +17,29 @@ std::optional<std::string> unlessEmpty(const std::string& text) {
     return text.empty() ? std::nullopt : std::optional(text);
 }
 
-std::int64_t numberBehind(std::string_view line, std::string_view lead) {
-    return std::stoll(std::string(line.substr(line.find(lead) + lead.size())));
+std::string reasonOf(TrackingOutcome::Kind kind) {
+    using Kind = TrackingOutcome::Kind;
+    switch (kind) {
+        case Kind::notRecording:
+            return "recording did not start";
+        case Kind::permissionDenied:
+            return "the microphone may not be used";
+        case Kind::stopped:
+            return "the night ended before its session was opened";
+        case Kind::notCreated:
+            return "no session was opened";
+        case Kind::sessionGone:
+            return "the service gave the session up";
+        case Kind::closed:
+        case Kind::notClosed:
+        case Kind::abandoned:
+            break;
+    }
+    return "the session was not closed";
 }
 
-bool isStatus(const VelmorError& error, std::int64_t status) {
-    const auto* http = error.as<VelmorError::httpStatus>();
-    return http != nullptr && http->code == status;
+std::int64_t numberBehind(std::string_view line, std::string_view lead) {
+    return std::stoll(std::string(line.substr(line.find(lead) + lead.size())));
 }
 
 }  // namespace
@@ -122,13 +139,23 @@ void Night::interrupt() {
 }
 
 void Night::didClose(const std::string& sessionId) {
+    const Lock lock(mutex_);
+    books_.closed = true;
+    lastMove_ = clock_->bootNow();
+    printer_.didClose(sessionId);
+}
+
+void Night::trackingEnded(const TrackingOutcome& outcome) {
     {
         const Lock lock(mutex_);
-        books_.closed = true;
+        if (phase_ == Phase::over) return;  // given up before
         if (!books_.ended) books_.ended = clock_->wallNow();
         lastMove_ = clock_->bootNow();
-        printer_.didClose(sessionId);
-        if (!analysis_) return setOver();
+        printer_.trackingEnded(outcome);
+        if (outcome.kind != TrackingOutcome::Kind::closed || !analysis_) {
+            const bool tells = outcome.kind == TrackingOutcome::Kind::closed || books_.code != ExitCode::done;
+            return tells ? setOver() : giveUp(reasonOf(outcome.kind));
+        }
         phase_ = Phase::analysing;
     }
     manager()->requestAnalysis();
@@ -160,7 +187,6 @@ void Night::micPermissionWasDenied() {
     const Lock lock(mutex_);
     books_.code = ExitCode::audio;
     printer_.micPermissionWasDenied();
-    setOver();
 }
 
 void Night::didPrint(const std::string& line) {
@@ -174,8 +200,6 @@ void Night::didPrint(const std::string& line) {
         stopSeen_ = false;
     } else if (line.ends_with("] Tracking: already stopped")) {
         if (!std::exchange(stopSeen_, false)) ++books_.dropped;
-    } else if (line.ends_with("] Tracking: request failed")) {
-        giveUp("recording did not start");
     }
 }
 
@@ -183,27 +207,15 @@ void Night::didPrint(const std::string& line) {
 
 void Night::didFail(const VelmorError& error) {
     bool stopNow = false;
-    bool letGo = false;
     {
         const Lock lock(mutex_);
         stopSeen_ = false;
-        const bool final = endsNight(error);
-        if (phase_ == Phase::analysing) books_.analysisFailure = error.description();
-        if (phase_ != Phase::analysing && books_.created && isOfService(error)) ++uploadFailures_;
-        letGo = final && phase_ == Phase::starting;
+        const bool final = phase_ == Phase::analysing;  // no other failure is the last word
+        if (final) books_.analysisFailure = error.description();
         stopNow = stopsRecording(error);
         fail(error, final);
     }
-    if (letGo) manager()->stopTracking();  // a recording without a session would go on
     if (stopNow) stop();
-}
-
-bool Night::endsNight(const VelmorError& error) const {
-    if (phase_ == Phase::starting || phase_ == Phase::analysing) return true;
-    if (error.is<VelmorError::startTrackingNetworkFail>() || error.is<VelmorError::stopTrackingNetworkFail>())
-        return true;
-    if (isStatus(error, 403) || isStatus(error, 404)) return true;
-    return phase_ == Phase::stopping && isOfService(error) && unanswered() == 0;
 }
 
 // The library has no microphone any more; without a stop the session would stay open for ever.
@@ -220,11 +232,6 @@ void Night::fail(const VelmorError& error, bool final) {
     if (books_.code == ExitCode::done && !notYet) books_.code = problem.code;
     printer_.didFail(problem);
     if (final) setOver();
-}
-
-std::size_t Night::unanswered() const {
-    const std::size_t answered = books_.uploaded.size() + uploadFailures_;
-    return books_.handedOver.size() > answered ? books_.handedOver.size() - answered : 0;
 }
 
 void Night::watch(std::size_t underWay, bool stalled) {

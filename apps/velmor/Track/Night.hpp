@@ -75,6 +75,7 @@ class Night : public Velmor::VelmorConfigDelegate,
     void didResume() override;
     void micPermissionWasDenied() override;
     void analysing(const Velmor::Model::Session& session) override;
+    void trackingEnded(const Velmor::TrackingOutcome& outcome) override;
 
     /// A debug line of the library's: some of what must be in the books is told there only.
     void didPrint(const std::string& line);
@@ -86,11 +87,9 @@ class Night : public Velmor::VelmorConfigDelegate,
 
     // With the mutex held.
     void fail(const Velmor::VelmorError& error, bool final) VELMOR_REQUIRES(mutex_);
-    bool endsNight(const Velmor::VelmorError& error) const VELMOR_REQUIRES(mutex_);
     bool stopsRecording(const Velmor::VelmorError& error) const VELMOR_REQUIRES(mutex_);
     void setOver() VELMOR_REQUIRES(mutex_);
     void giveUp(const std::string& reason) VELMOR_REQUIRES(mutex_);
-    std::size_t unanswered() const VELMOR_REQUIRES(mutex_);
     std::chrono::nanoseconds sinceStart() const VELMOR_REQUIRES(mutex_);
 
     const SharedOptions& shared_;
@@ -108,7 +107,6 @@ class Night : public Velmor::VelmorConfigDelegate,
     bool stopWanted_ VELMOR_GUARDED_BY(mutex_) = false;
     bool stopSeen_ VELMOR_GUARDED_BY(mutex_) =
         false;  // the library's next "already stopped" answers a stop, not a chunk
-    std::size_t uploadFailures_ VELMOR_GUARDED_BY(mutex_) = 0;
     Velmor::BootTime startedAt_ VELMOR_GUARDED_BY(mutex_){};
     Velmor::BootTime lastMove_ VELMOR_GUARDED_BY(mutex_){};  // when something last happened or was under way
 };

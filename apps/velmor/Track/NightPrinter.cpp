@@ -7,6 +7,32 @@
 #include <cstdio>
 
 namespace VelmorApp {
+namespace {
+
+const char* nameOf(Velmor::TrackingOutcome::Kind kind) {
+    using Kind = Velmor::TrackingOutcome::Kind;
+    switch (kind) {
+        case Kind::closed:
+            return "closed";
+        case Kind::notClosed:
+            return "notClosed";
+        case Kind::sessionGone:
+            return "sessionGone";
+        case Kind::notCreated:
+            return "notCreated";
+        case Kind::notRecording:
+            return "notRecording";
+        case Kind::permissionDenied:
+            return "permissionDenied";
+        case Kind::stopped:
+            return "stopped";
+        case Kind::abandoned:
+            break;
+    }
+    return "abandoned";
+}
+
+}  // namespace
 
 void NightPrinter::event(const std::string& json) {
     std::printf("%s\n", json.c_str());
@@ -64,6 +90,15 @@ void NightPrinter::analysing(const Velmor::Model::Session& session) {
 
 void NightPrinter::failure(const std::string& text) {
     screen_.error(text);
+}
+
+void NightPrinter::trackingEnded(const Velmor::TrackingOutcome& outcome) {
+    if (!json_) return;
+    JsonObject object;
+    object.text("event", "trackingEnded").text("outcome", nameOf(outcome.kind));
+    if (outcome.sessionId) object.text("sessionId", *outcome.sessionId);
+    if (outcome.error) object.text("error", outcome.error->description());
+    event(object.str());
 }
 
 }  // namespace VelmorApp

@@ -8,6 +8,7 @@
 #include <string>
 
 #include <Velmor/Model.hpp>
+#include <Velmor/SleepTrackingManager.hpp>
 
 namespace VelmorApp {
 
@@ -25,6 +26,7 @@ class NightPrinter {
     void didResume(std::chrono::nanoseconds at);
     void micPermissionWasDenied();
     void analysing(const Velmor::Model::Session& session);
+    void trackingEnded(const Velmor::TrackingOutcome& outcome);
     /// Something that no delegate call told.
     void failure(const std::string& text);
 

@@ -33,8 +33,11 @@ class AudioSource {
 /// The position in the source follows the clock, also while nothing is recorded, as it does in a bedroom. An
 /// executor that runs more than a second late has slept, and the microphone with it: those frames are lost.
 ///
-/// Permission is granted, the format 48 kHz mono and nothing fails until it is told otherwise. Any thread;
-/// taps are called on the executor with the microphone's mutex held, observers without.
+/// Permission is granted, the format 48 kHz mono and nothing fails until it is told otherwise. What a real
+/// engine would refuse is refused with a std::logic_error and kept in `refusals`; a call from inside a tap is
+/// refused too. What an engine has gathered of a buffer when it stops or pauses is lost.
+///
+/// Any thread; taps are called on the executor with the microphone's mutex held, observers without.
 class VirtualMicrophone : public AudioSystem {
   public:
     VirtualMicrophone(std::shared_ptr<Executor> executor, std::shared_ptr<const Clock> clock,
@@ -51,7 +54,7 @@ class VirtualMicrophone : public AudioSystem {
     /// An interruption from `from` to `to` after the microphone was first started. Repeatable; to be called
     /// before the start.
     void scheduleInterruption(std::chrono::nanoseconds from, std::chrono::nanoseconds to);
-    /// Now: delivers what there is of the current buffer, stops the engine and notifies.
+    /// Now: stops the engine and notifies.
     void beginInterruption();
     /// Notifies; it is for the client to start the engine again.
     void endInterruption();
@@ -75,6 +78,18 @@ class VirtualMicrophone : public AudioSystem {
     /// `ended` is called once, on the executor, after the last frame of the source was delivered.
     void whenEnded(std::function<void()> ended);
 
+    /// What was asked of the session and the engines since the last call, in order and at most the last
+    /// thousand, for instance "configure 48000 mixing speaker built-in", "activate", "make engine",
+    /// "attach mixer 0", "install tap 19200 48000x1", "start", "pause", "remove tap", "detach mixer", "stop",
+    /// "release". The removal of a tap that is not there is left out.
+    std::vector<std::string> takeCalls();
+    /// What was asked for and refused: a second tap, a tap that is not of the input's format, a second mixer
+    /// or the removal of none, a start without a tap, a mixer or an active session, and an active session
+    /// that was never configured.
+    std::vector<std::string> refusals() const;
+
+    /// Whether an engine that is started now, with the session activated, gets frames at 48 kHz mono.
+    bool isAvailable() const;
     bool isRunning() const;
     std::size_t taps() const;      ///< installed at this moment
     std::size_t mostTaps() const;  ///< that were ever installed at once

@@ -8,8 +8,21 @@ class VirtualMicrophone::Session : public AudioSession {
   public:
     explicit Session(std::shared_ptr<Room> room) : room_(std::move(room)) {}
 
-    void configure(const AudioSessionSettings&) override { fail(&Room::configureFailure); }
-    void activate() override { fail(&Room::activateFailure); }
+    void configure(const AudioSessionSettings& settings) override {
+        const Lock lock(room_->mutex);
+        room_->asked({.what = Asked::configure, .settings = settings});
+        if (room_->configureFailure) throw PlatformError(*room_->configureFailure);
+        room_->isConfigured = true;
+    }
+
+    void activate() override {
+        const Lock lock(room_->mutex);
+        room_->asked({.what = Asked::activate});
+        if (!room_->isConfigured) room_->refuse("an active session that was never configured");
+        if (room_->activateFailure) throw PlatformError(*room_->activateFailure);
+        room_->isActive = true;
+        room_->isInterrupted = false;
+    }
 
     RecordPermission recordPermission() override {
         const Lock lock(room_->mutex);
@@ -31,11 +44,6 @@ class VirtualMicrophone::Session : public AudioSession {
     }
 
   private:
-    void fail(std::optional<PlatformError> Room::*which) {
-        const Lock lock(room_->mutex);
-        if (const auto& error = (*room_).*which) throw PlatformError(*error);
-    }
-
     const std::shared_ptr<Room> room_;
 };
 
@@ -133,6 +141,30 @@ void VirtualMicrophone::failStarting(std::optional<PlatformError> error) {
 void VirtualMicrophone::whenEnded(std::function<void()> ended) {
     const Lock lock(room_->mutex);
     room_->ended = std::move(ended);
+}
+
+std::vector<std::string> VirtualMicrophone::takeCalls() {
+    const Lock lock(room_->mutex);
+    std::vector<std::string> texts;
+    for (auto i = room_->callsTaken; i < room_->calls; ++i) {
+        if (room_->calls - i > Room::kCallsKept) continue;
+        texts.push_back(room_->kept[i % Room::kCallsKept].text());
+    }
+    room_->callsTaken = room_->calls;
+    return texts;
+}
+
+std::vector<std::string> VirtualMicrophone::refusals() const {
+    const Lock lock(room_->mutex);
+    return room_->refusals;
+}
+
+bool VirtualMicrophone::isAvailable() const {
+    const Lock lock(room_->mutex);
+    const bool fails = room_->configureFailure || room_->activateFailure || room_->startFailure;
+    return !fails && room_->permission == RecordPermission::granted &&
+           room_->format == AudioFormat{48'000.0, 1} && room_->delivering && room_->toLose == 0 &&
+           !room_->isInterrupted && !room_->hasEnded;
 }
 
 bool VirtualMicrophone::isRunning() const {

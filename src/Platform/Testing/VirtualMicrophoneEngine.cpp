@@ -1,11 +1,62 @@
 #include "VirtualMicrophoneEngine.hpp"
 
+#include <stdexcept>
+
 namespace Velmor::Testing {
 namespace {
 
 constexpr std::chrono::seconds kSlept{1};  // later than this, the machine was asleep
 
+std::string number(double value) {
+    auto text = std::to_string(value);
+    text.erase(text.find_last_not_of('0') + 1);
+    if (text.ends_with('.')) text.pop_back();
+    return text;
+}
+
 }  // namespace
+
+std::string Asked::text() const {
+    switch (what) {
+        case configure:
+            return "configure " + number(settings.preferredSampleRate) +
+                   (settings.mixWithOthers ? " mixing" : "") + (settings.defaultToSpeaker ? " speaker" : "") +
+                   (settings.preferBuiltInMicrophone ? " built-in" : "");
+        case activate:
+            return "activate";
+        case makeEngine:
+            return "make engine";
+        case attachMixer:
+            return "attach mixer " + number(double{volume});
+        case detachMixer:
+            return "detach mixer";
+        case installTap:
+            return "install tap " + std::to_string(frames) + " " + number(format.sampleRate) + "x" +
+                   std::to_string(format.channelCount);
+        case removeTap:
+            return "remove tap";
+        case start:
+            return "start";
+        case pause:
+            return "pause";
+        case stop:
+            return "stop";
+        case release:
+            break;
+    }
+    return "release";
+}
+
+void VirtualMicrophone::Room::refuse(const char* what) {
+    refusals.emplace_back(what);
+    throw std::logic_error(what);
+}
+
+void VirtualMicrophone::Room::checkThread(const char* what) const {
+    // It holds the mutex that the list of refusals needs, and would wait for itself.
+    if (tapThread == std::this_thread::get_id())
+        throw std::logic_error(std::string(what) + " from inside a tap");
+}
 
 void VirtualMicrophone::Room::happen(const AudioNotification& notification) {
     if (!std::holds_alternative<AudioNotification::InterruptionEnded>(notification.event)) {
@@ -19,6 +70,11 @@ void VirtualMicrophone::Room::notify(const AudioNotification& notification) {
     AudioSession::Observer tell;
     {
         const Lock lock(mutex);
+        if (std::holds_alternative<AudioNotification::InterruptionBegan>(notification.event))
+            isInterrupted = true;
+        if (std::holds_alternative<AudioNotification::InterruptionEnded>(notification.event) ||
+            std::holds_alternative<AudioNotification::MediaServicesReset>(notification.event))
+            isInterrupted = false;
         tell = observer;
     }
     if (tell) tell(notification);
@@ -54,11 +110,13 @@ bool VirtualMicrophone::Room::anyRunning() const {
 
 VirtualMicrophone::Engine::Engine(std::shared_ptr<Room> room) : room_(std::move(room)) {
     const Lock lock(room_->mutex);
+    room_->asked({.what = Asked::makeEngine});
     room_->engines.push_back(this);
 }
 
 VirtualMicrophone::Engine::~Engine() {
     const Lock lock(room_->mutex);
+    room_->asked({.what = Asked::release});
     std::erase(room_->engines, this);
     dropTap();
 }
@@ -73,14 +131,34 @@ bool VirtualMicrophone::Engine::isRunning() {
     return running_;
 }
 
-void VirtualMicrophone::Engine::installTap(std::uint32_t, const AudioFormat&, Tap tap) {
+void VirtualMicrophone::Engine::attachMixer(float volume) {
+    room_->checkThread("a mixer");
     const Lock lock(room_->mutex);
-    if (!tap_) room_->mostTaps = std::max(room_->mostTaps, ++room_->taps);
+    room_->asked({.what = Asked::attachMixer, .volume = volume});
+    if (std::exchange(hasMixer_, true)) room_->refuse("a second mixer");
+}
+
+void VirtualMicrophone::Engine::detachMixer() {
+    room_->checkThread("the removal of a mixer");
+    const Lock lock(room_->mutex);
+    room_->asked({.what = Asked::detachMixer});
+    if (!std::exchange(hasMixer_, false)) room_->refuse("the removal of no mixer");
+}
+
+void VirtualMicrophone::Engine::installTap(std::uint32_t bufferFrames, const AudioFormat& format, Tap tap) {
+    room_->checkThread("a tap");
+    const Lock lock(room_->mutex);
+    room_->asked({.what = Asked::installTap, .format = format, .frames = bufferFrames});
+    if (tap_) room_->refuse("a second tap");
+    if (!(format == room_->format)) room_->refuse("a tap that is not of the input's format");
+    room_->mostTaps = std::max(room_->mostTaps, ++room_->taps);
     tap_ = std::move(tap);
 }
 
 void VirtualMicrophone::Engine::removeTap() {
+    room_->checkThread("the removal of a tap");
     const Lock lock(room_->mutex);
+    if (tap_) room_->asked({.what = Asked::removeTap});
     dropTap();
 }
 
@@ -91,7 +169,12 @@ void VirtualMicrophone::Engine::dropTap() {
 }
 
 void VirtualMicrophone::Engine::start() {
+    room_->checkThread("a start");
     const Lock lock(room_->mutex);
+    room_->asked({.what = Asked::start});
+    if (!tap_) room_->refuse("a start without a tap");
+    if (!hasMixer_) room_->refuse("a start without a mixer");
+    if (!room_->isActive) room_->refuse("a start without an active session");
     if (room_->startFailure) throw PlatformError(*room_->startFailure);
     if (running_) return;
     room_->begin();
@@ -102,12 +185,17 @@ void VirtualMicrophone::Engine::start() {
 }
 
 void VirtualMicrophone::Engine::pause() {
+    room_->checkThread("a pause");
     const Lock lock(room_->mutex);
+    room_->asked({.what = Asked::pause});
     running_ = false;
 }
 
 void VirtualMicrophone::Engine::stop() {
-    pause();
+    room_->checkThread("a stop");
+    const Lock lock(room_->mutex);
+    room_->asked({.what = Asked::stop});
+    running_ = false;
 }
 
 void VirtualMicrophone::Engine::schedule() {
@@ -143,7 +231,9 @@ void VirtualMicrophone::Engine::deliver(std::uint64_t frames) {
     const bool lost = room_->toLose > 0;
     if (lost) --room_->toLose;
     if (tap_ && room_->delivering && !lost && (heard > 0 || frames == 0)) {
+        room_->tapThread = std::this_thread::get_id();
         tap_(std::span(room_->buffer).first(heard), room_->timeOf(next_ + heard));
+        room_->tapThread = std::thread::id{};
         room_->framesDelivered += heard;
     }
     next_ += frames;
@@ -153,10 +243,7 @@ void VirtualMicrophone::Engine::deliver(std::uint64_t frames) {
 
 void VirtualMicrophone::Engine::cutOff() {
     room_->mutex.assertHeld();
-    if (!running_) return;
-    const auto now = room_->positionNow();
-    while (running_ && next_ < now && !room_->hasEnded)
-        deliver(std::min<std::uint64_t>(now - next_, room_->buffer.size()));
+    if (running_ && room_->clock->bootNow() == room_->timeOf(next_ + frames_)) deliver(frames_);
     running_ = false;
 }
 

@@ -4,16 +4,43 @@
 #include "Runtime/ThreadSafety.hpp"
 
 #include <algorithm>
+#include <atomic>
+#include <thread>
 #include <utility>
 
 #include <Velmor/Testing/VirtualMicrophone.hpp>
 
 namespace Velmor::Testing {
 
+/// One call of the session or of an engine. Kept as it is, because its text takes memory.
+struct Asked {
+    enum What {
+        configure,
+        activate,
+        makeEngine,
+        attachMixer,
+        detachMixer,
+        installTap,
+        removeTap,
+        start,
+        pause,
+        stop,
+        release
+    };
+    What what = start;
+    AudioSessionSettings settings = {};
+    AudioFormat format = {};
+    float volume = 0;
+    std::uint32_t frames = 0;
+
+    std::string text() const;
+};
+
 struct VirtualMicrophone::Room : std::enable_shared_from_this<Room> {
     Room(std::shared_ptr<Executor> on, std::shared_ptr<const Clock> by, std::shared_ptr<AudioSource> of)
         : executor(std::move(on)), clock(std::move(by)), source(std::move(of)) {
         setSizes({kBufferFrames});
+        kept.resize(kCallsKept);
     }
 
     /// What stops the engines, or does not, and is told to the observer. Called without the mutex.
@@ -27,8 +54,15 @@ struct VirtualMicrophone::Room : std::enable_shared_from_this<Room> {
     BootTime timeOf(std::uint64_t position) const VELMOR_REQUIRES(mutex);
     std::uint64_t positionNow() const VELMOR_REQUIRES(mutex);
     bool anyRunning() const VELMOR_REQUIRES(mutex);
+    void asked(const Asked& call) VELMOR_REQUIRES(mutex) { kept[calls++ % kCallsKept] = call; }
+    [[noreturn]] void refuse(const char* what) VELMOR_REQUIRES(mutex);
+
+    /// Before the mutex is taken, which the tap's thread holds.
+    void checkThread(const char* what) const;
 
     static constexpr std::uint32_t kBufferFrames = 19'200;
+    static constexpr std::size_t kCallsKept = 1'000;
+    std::atomic<std::thread::id> tapThread{};  // the one that is inside a tap
 
     const std::shared_ptr<Executor> executor;
     const std::shared_ptr<const Clock> clock;
@@ -54,6 +88,13 @@ struct VirtualMicrophone::Room : std::enable_shared_from_this<Room> {
     std::size_t taps VELMOR_GUARDED_BY(mutex) = 0;
     std::size_t mostTaps VELMOR_GUARDED_BY(mutex) = 0;
     std::uint64_t framesDelivered VELMOR_GUARDED_BY(mutex) = 0;
+    bool isConfigured VELMOR_GUARDED_BY(mutex) = false;
+    bool isActive VELMOR_GUARDED_BY(mutex) = false;
+    bool isInterrupted VELMOR_GUARDED_BY(mutex) = false;
+    std::vector<Asked> kept VELMOR_GUARDED_BY(mutex);  // a ring
+    std::size_t calls VELMOR_GUARDED_BY(mutex) = 0;
+    std::size_t callsTaken VELMOR_GUARDED_BY(mutex) = 0;
+    std::vector<std::string> refusals VELMOR_GUARDED_BY(mutex);
 };
 
 class VirtualMicrophone::Engine : public AudioEngine {
@@ -63,8 +104,8 @@ class VirtualMicrophone::Engine : public AudioEngine {
 
     AudioFormat inputFormat() override;
     bool isRunning() override;
-    void attachMixer(float) override {}
-    void detachMixer() override {}
+    void attachMixer(float volume) override;
+    void detachMixer() override;
     void installTap(std::uint32_t bufferFrames, const AudioFormat& format, Tap tap) override;
     void removeTap() override;
     void start() override;
@@ -73,7 +114,7 @@ class VirtualMicrophone::Engine : public AudioEngine {
 
     // With the room's mutex held:
     bool runs() const { return running_; }
-    /// Delivers what was heard of the current buffer and stops.
+    /// Delivers the buffer that is full at this moment, if one is, and stops.
     void cutOff();
 
   private:
@@ -85,6 +126,7 @@ class VirtualMicrophone::Engine : public AudioEngine {
     const std::shared_ptr<Room> room_;
     const std::shared_ptr<char> alive_ = std::make_shared<char>();  // for the timers
     Tap tap_;
+    bool hasMixer_ = false;
     bool running_ = false;
     std::uint64_t run_ = 0;     // timers of earlier runs are void
     std::uint64_t next_ = 0;    // position of the next frame to deliver
