@@ -1,9 +1,12 @@
 #include "Platform/Linux/SystemFacts.hpp"
 
+#include <array>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <utility>
+#include <vector>
 
 namespace Velmor {
 namespace {
@@ -57,6 +60,19 @@ TEST(SystemDevice, FollowsTheZoneVariable) {
     }
     unsetenv("TZ");
     tzset();
+}
+
+TEST(SystemDevice, FollowsTheLanguageVariables) {
+    const std::array<const char*, 4> names{"LANGUAGE", "LC_ALL", "LC_TIME", "LANG"};
+    const std::vector<std::pair<std::array<const char*, 4>, const char*>> rows{
+        {{"", "", "", "de_DE.UTF-8"}, "de_DE"},       {{"", "", "ar_EG", "de_DE"}, "ar_EG"},
+        {{"", "fa_IR@x", "ar_EG", "de_DE"}, "fa_IR"}, {{"bn:en", "", "", "de_DE"}, "bn"},
+        {{"bn", "C.UTF-8", "", "de_DE"}, "en"},       {{"", "", "", ""}, "en"}};
+    for (const auto& [values, language] : rows) {
+        for (std::size_t i = 0; i < names.size(); ++i) setenv(names[i], values[i], 1);
+        EXPECT_EQ(makeDevice()->language(), language);
+    }
+    for (const char* name : names) unsetenv(name);
 }
 
 TEST(SystemDevice, TellsWhatMayStandInAHeader) {
