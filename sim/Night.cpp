@@ -72,8 +72,10 @@ void Night::install() {
     };
     const auto shared = std::make_shared<const Platform>(platform);
     if (plan.audio)
-        realConvert_ = [made = std::make_shared<Preprocessor>(std::make_shared<FileChunkStore>(shared))](
-                           const std::string& path) { return made->convert(path); };
+        realConvert_ = [shared](const std::string& path) {
+            FileChunkStore store(shared);
+            return Preprocessor::shared().convert(path, store);
+        };
     else
         realConvert_ = [this, shared](const std::string&) {
             FileChunkStore store(shared);

@@ -3,6 +3,7 @@
 #include "Preprocessor/Chunk/ChunkConverter.hpp"
 #include "Preprocessor/velmor_NR.hpp"
 
+#include <new>
 #include <utility>
 
 namespace velmor {
@@ -10,52 +11,72 @@ namespace velmor {
 ConverterWrapper::ConverterWrapper() = default;
 ConverterWrapper::~ConverterWrapper() = default;
 
-template <class Use>
-void ConverterWrapper::withConverter(const Use& use) const {
-    std::unique_ptr<ChunkConverter> converter;
+std::unique_ptr<ChunkConverter> ConverterWrapper::take() const {
     {
         const Velmor::Lock lock(idleMutex_);
         if (!idle_.empty()) {
-            converter = std::move(idle_.back());
+            auto converter = std::move(idle_.back());
             idle_.pop_back();
+            return converter;
         }
     }
-    if (!converter) converter = std::make_unique<ChunkConverter>();
-    use(*converter);
-    const Velmor::Lock lock(idleMutex_);
-    idle_.push_back(std::move(converter));
+    return std::make_unique<ChunkConverter>();
 }
 
-std::optional<std::vector<float>> ConverterWrapper::noiseReduction(std::span<const float> samples) const {
+void ConverterWrapper::putBack(std::unique_ptr<ChunkConverter> converter) const noexcept {
+    try {
+        const Velmor::Lock lock(idleMutex_);
+        idle_.push_back(std::move(converter));
+    } catch (...) {  // the next call makes another
+    }
+}
+
+std::optional<std::vector<float>> ConverterWrapper::noiseReduction(std::span<const float> samples) const try {
     if (samples.size() < static_cast<std::size_t>(NoiseReductionSettings{}.frameLength)) return std::nullopt;
     if (samples.size() == kChunkSamples) {
         std::vector<float> clean(samples.size());
-        withConverter([&](ChunkConverter& converter) { converter.denoise(samples, clean); });
+        auto converter = take();
+        converter->denoise(samples, clean);
+        putBack(std::move(converter));
         return clean;
     }
     const NoiseReduction reduction;
     const std::vector<float> noise = reduction.getNoiseFrame(samples);
     std::vector<float> signal(samples.begin(), samples.end());
     return reduction.reduceNoiseFromSignal(signal, noise);
+} catch (const std::bad_alloc&) {
+    return std::nullopt;
 }
 
-std::optional<std::vector<float>> ConverterWrapper::convertMel(std::span<const float> samples) const {
+std::optional<std::vector<float>> ConverterWrapper::convertMel(std::span<const float> samples) const try {
     if (samples.size() != kChunkSamples) return transMel().getVelmorMelspectrogram(samples);
     std::vector<float> mel(kMelCells);
-    withConverter([&](ChunkConverter& converter) { converter.mel(samples, mel); });
+    auto converter = take();
+    converter->mel(samples, mel);
+    putBack(std::move(converter));
     return mel;
+} catch (const std::bad_alloc&) {
+    return std::nullopt;
 }
 
 std::optional<std::vector<float>> ConverterWrapper::convertChunk(std::span<const float> samples) const {
-    if (samples.size() == kChunkSamples) return convertChunk(samples.first<kChunkSamples>());
     const auto clean = noiseReduction(samples);
     return clean ? convertMel(*clean) : std::nullopt;
 }
 
-std::vector<float> ConverterWrapper::convertChunk(std::span<const float, kChunkSamples> samples) const {
-    std::vector<float> mel(kMelCells);
-    withConverter([&](ChunkConverter& converter) { converter.convert(samples, mel); });
-    return mel;
+std::variant<std::vector<float>, ConverterWrapper::Step> ConverterWrapper::convertChunk(
+    std::span<const float, kChunkSamples> samples) const {
+    auto step = Step::noiseReduction;
+    try {
+        auto converter = take();
+        step = Step::convertMel;
+        std::vector<float> mel(kMelCells);
+        converter->convert(samples, mel);
+        putBack(std::move(converter));
+        return mel;
+    } catch (const std::bad_alloc&) {
+        return step;
+    }
 }
 
 }  // namespace velmor

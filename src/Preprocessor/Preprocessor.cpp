@@ -8,7 +8,10 @@
 #include <charconv>
 #include <cstdint>
 #include <limits>
+#include <memory>
+#include <new>
 #include <utility>
+#include <variant>
 
 namespace Velmor {
 namespace {
@@ -55,6 +58,45 @@ auto withErrorsMapped(const Step& step) {
     }
 }
 
+std::vector<float> bufferForChunk() {
+    try {
+        return std::vector<float>(kBufferFrames);
+    } catch (const std::bad_alloc&) {
+        throw PreprocessorError(PreprocessorError::melFormat{});
+    }
+}
+
+std::vector<float> readChunk(const std::string& location, ChunkStore& store) {
+    const std::unique_ptr<ChunkReader> chunk = store.openChunk(location);
+    checkFormat(*chunk);
+    auto buffer = bufferForChunk();
+    if (chunk->read(buffer) < velmor::kChunkSamples)
+        throw PreprocessorError(PreprocessorError::channelData{});
+    return buffer;
+}
+
+// Whatever is in the way of a location, no store says more than that there is none.
+std::string outputLocation(ChunkStore& store) {
+    try {
+        const std::string directory = store.temporaryDirectory();
+        const std::string time = store.mediumTime();
+        if (!directory.empty() && !time.empty())
+            return std::string(directory).append("result-").append(time).append(".mel");
+    } catch (...) {
+    }
+    throw PreprocessorError(PreprocessorError::melFile{});
+}
+
+std::vector<float> melOf(const velmor::ConverterWrapper& converter,
+                         std::span<const float, velmor::kChunkSamples> samples) {
+    using Step = velmor::ConverterWrapper::Step;
+    auto result = converter.convertChunk(samples);
+    if (auto* mel = std::get_if<std::vector<float>>(&result)) return std::move(*mel);
+    if (std::get<Step>(result) == Step::noiseReduction)
+        throw PreprocessorError(PreprocessorError::noiseReduction{});
+    throw PreprocessorError(PreprocessorError::convertMel{});
+}
+
 }  // namespace
 
 std::vector<std::byte> melFileImage(const velmor::ConverterWrapper& converter,
@@ -65,42 +107,29 @@ std::vector<std::byte> melFileImage(const velmor::ConverterWrapper& converter,
     if (samples.empty()) throw PreprocessorError(PreprocessorError::noiseReduction{});
     std::vector<float> mel;
     if (samples.size() == velmor::kChunkSamples)
-        mel = converter.convertChunk(samples.first<velmor::kChunkSamples>());
+        mel = melOf(converter, samples.first<velmor::kChunkSamples>());
     const auto chunks = static_cast<std::int64_t>(mel.size() / velmor::kMelCells);
     return velmor::Npy({chunks, velmor::kMelBands, velmor::kMelFrames}, mel, velmor::NpyByteOrder::native,
                        false)
         .format();
 }
 
-Preprocessor::Preprocessor(const std::shared_ptr<ChunkStore>& store) : store_(store) {}
+const Preprocessor& Preprocessor::shared() {
+    static const auto* const made = new Preprocessor;
+    return *made;
+}
 
-std::string Preprocessor::convert(const std::string& from) {
+std::string Preprocessor::convert(const std::string& from, ChunkStore& store) const {
     return withErrorsMapped([&] {
-        const std::vector<float> buffer = readChunk(from);
-        std::string into = outputLocation();
-        convert(std::span(buffer).first(velmor::kChunkSamples), into);
+        const std::vector<float> buffer = readChunk(from, store);
+        std::string into = outputLocation(store);
+        convert(std::span(buffer).first(velmor::kChunkSamples), into, store);
         return into;
     });
 }
 
-void Preprocessor::convert(std::span<const float> samples, const std::string& into) {
-    withErrorsMapped([&] { store_->write(into, melFileImage(converter_, samples)); });
-}
-
-std::vector<float> Preprocessor::readChunk(const std::string& location) {
-    const std::unique_ptr<ChunkReader> chunk = store_->openChunk(location);
-    checkFormat(*chunk);
-    std::vector<float> buffer(kBufferFrames);
-    if (chunk->read(buffer) < velmor::kChunkSamples)
-        throw PreprocessorError(PreprocessorError::channelData{});
-    return buffer;
-}
-
-std::string Preprocessor::outputLocation() {
-    const std::string directory = store_->temporaryDirectory();
-    const std::string time = store_->mediumTime();
-    if (directory.empty() || time.empty()) throw PreprocessorError(PreprocessorError::melFile{});
-    return std::string(directory).append("result-").append(time).append(".mel");
+void Preprocessor::convert(std::span<const float> samples, const std::string& into, ChunkStore& store) const {
+    withErrorsMapped([&] { store.write(into, melFileImage(converter_, samples)); });
 }
 
 }  // namespace Velmor

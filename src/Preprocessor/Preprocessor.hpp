@@ -8,15 +8,15 @@
 #include "Preprocessor/PreprocessorError.hpp"
 
 #include <cstddef>
-#include <memory>
 #include <span>
 #include <string>
 #include <vector>
 
 namespace Velmor {
 
-/// The whole `.npy` file of samples (mono, 16 kHz), of shape (1, 20, 1201) for a chunk of 480,000. Other
-/// multiples of 480,000 give an empty array, any other count throws `arrayLength`. Any thread.
+/// The whole `.npy` file of samples (mono, 16 kHz), of shape (1, 20, 1201) for a chunk of 480,000. More
+/// chunks give an empty array, none throws `noiseReduction`, any other count `arrayLength`; without memory
+/// for one of the two steps it throws `noiseReduction` or `convertMel`. Any thread.
 std::vector<std::byte> melFileImage(const velmor::ConverterWrapper& converter,
                                     std::span<const float> samples);
 
@@ -24,21 +24,19 @@ std::vector<std::byte> melFileImage(const velmor::ConverterWrapper& converter,
 /// PreprocessorError, and a conversion that throws has written nothing.
 class Preprocessor {
   public:
-    explicit Preprocessor(const std::shared_ptr<ChunkStore>& store);
+    /// The process's, made when it is first asked for, on whatever thread, and never destroyed, since a
+    /// recording may end while the process exits. All recordings use it, and so one work space.
+    static const Preprocessor& shared();
 
     /// Converts the chunk file at `from` and returns the location of the mel file: "result-", the time and
     /// ".mel" in the temporary directory. Two chunks within a second share a name, and the later overwrites
     /// the earlier.
-    std::string convert(const std::string& from);
+    std::string convert(const std::string& from, ChunkStore& store) const;
 
     /// Converts samples and writes the mel file to `into`.
-    void convert(std::span<const float> samples, const std::string& into);
+    void convert(std::span<const float> samples, const std::string& into, ChunkStore& store) const;
 
   private:
-    std::vector<float> readChunk(const std::string& location);
-    std::string outputLocation();
-
-    const std::shared_ptr<ChunkStore> store_;
     velmor::ConverterWrapper converter_;
 };
 

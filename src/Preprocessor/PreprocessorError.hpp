@@ -18,17 +18,17 @@ class PreprocessorError : public std::exception {
     struct system {
         std::exception_ptr error;
     };
-    /// The sample buffer cannot be made.
+    /// There is no memory for the samples of the file.
     struct melFormat {};
     /// The file holds fewer samples than it says.
     struct channelData {};
-    /// The noise reduction gave nothing: the signal is shorter than a noise clip.
+    /// The noise reduction gave nothing: there are no samples, or there is no memory for it.
     struct noiseReduction {};
-    /// The mel spectrogram gave nothing.
+    /// The mel spectrogram gave nothing: there is no memory for it.
     struct convertMel {};
     /// The number of samples is not a multiple of a chunk's.
     struct arrayLength {};
-    /// No place for the output file.
+    /// No location for the output file, since the directory or the time cannot be told.
     struct melFile {};
 
     using Case = std::variant<pcmFormat, system, melFormat, channelData, noiseReduction, convertMel,

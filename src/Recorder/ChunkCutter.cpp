@@ -2,7 +2,9 @@
 
 #include "Recorder/AudioConstants.hpp"
 #include "Recorder/ErrorText.hpp"
+#include "Recorder/LocalDigits.hpp"
 #include "Runtime/Contain.hpp"
+#include "Runtime/Text.hpp"
 
 #include <algorithm>
 #include <cstdio>
@@ -109,9 +111,9 @@ void ChunkCutter::removeFiles(const std::function<void(const std::string& path)>
 std::string ChunkCutter::chunkName(const char* suffix) const {
     const std::tm time = platform_->device->localTime(platform_->clock->wallNow());
     std::array<char, 64> text{};
-    std::snprintf(text.data(), text.size(), "chunk-%02d:%02d:%02d:%02d%s.pcm", time.tm_mday, time.tm_hour,
-                  time.tm_min, time.tm_sec, suffix);
-    return text.data();
+    std::snprintf(text.data(), text.size(), "%02d:%02d:%02d:%02d", time.tm_mday, time.tm_hour, time.tm_min,
+                  time.tm_sec);
+    return joined({"chunk-", withDigitsOf(platform_->device->language(), text.data()), suffix, ".pcm"});
 }
 
 std::unique_ptr<ChunkFile> ChunkCutter::makeFile(std::string name) const {

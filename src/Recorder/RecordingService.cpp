@@ -25,8 +25,10 @@ std::shared_ptr<RecordingService> RecordingService::make(const std::shared_ptr<c
                                                          const std::shared_ptr<LogAPI>& log,
                                                          CaptureParts parts) {
     if (!parts.convert)
-        parts.convert = [preprocessor = std::make_shared<Preprocessor>(std::make_shared<FileChunkStore>(
-                             platform))](const std::string& path) { return preprocessor->convert(path); };
+        parts.convert = [platform](const std::string& path) {
+            FileChunkStore store(platform);
+            return Preprocessor::shared().convert(path, store);
+        };
     std::shared_ptr<RecordingService> service(new RecordingService);
     service->capture_ = std::make_unique<Capture>(*service, platform, log, std::move(parts));
     service->handler_ =

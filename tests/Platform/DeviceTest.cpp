@@ -1,10 +1,13 @@
 #include "../Faults/Here.hpp"
 #include "Platform/Linux/SystemFacts.hpp"
 
+#include <array>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <utility>
+#include <vector>
 
 namespace Velmor {
 namespace {
@@ -80,6 +83,19 @@ TEST(SystemDevice, FollowsTheZoneOfTheSystem) {
     if (!Faults::apart(0, followZones)) GTEST_SKIP() << "this process may not have an /etc of its own";
     EXPECT_EQ(zones, (std::vector<std::string>{"Asia/Tokyo", "Europe/Berlin", "America/Lima", "UTC"}));
     tzset();
+}
+
+TEST(SystemDevice, FollowsTheLanguageVariables) {
+    const std::array<const char*, 4> names{"LANGUAGE", "LC_ALL", "LC_TIME", "LANG"};
+    const std::vector<std::pair<std::array<const char*, 4>, const char*>> rows{
+        {{"", "", "", "de_DE.UTF-8"}, "de_DE"},       {{"", "", "ar_EG", "de_DE"}, "ar_EG"},
+        {{"", "fa_IR@x", "ar_EG", "de_DE"}, "fa_IR"}, {{"bn:en", "", "", "de_DE"}, "bn"},
+        {{"bn", "C.UTF-8", "", "de_DE"}, "en"},       {{"", "", "", ""}, "en"}};
+    for (const auto& [values, language] : rows) {
+        for (std::size_t i = 0; i < names.size(); ++i) setenv(names[i], values[i], 1);
+        EXPECT_EQ(makeDevice()->language(), language);
+    }
+    for (const char* name : names) unsetenv(name);
 }
 
 TEST(SystemDevice, TellsWhatMayStandInAHeader) {

@@ -1,3 +1,4 @@
+#include "../../sim/Allocations.hpp"
 #include "../ErrorOf.hpp"
 #include "Preprocessor/Preprocessor.hpp"
 #include "TestSignals.hpp"
@@ -7,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <map>
+#include <set>
 #include <stdexcept>
 
 namespace {
@@ -56,25 +58,27 @@ class FakeStore : public Velmor::ChunkStore {
         if (writeFails) throw std::runtime_error("disk full");
         written[location].assign(bytes.begin(), bytes.end());
     }
-    std::string temporaryDirectory() override { return directory; }
+    std::string temporaryDirectory() override {
+        if (directory == "gone") throw std::runtime_error("no such directory");
+        return directory;
+    }
     std::string mediumTime() override { return "3:41:07 PM"; }
 };
 
 class PreprocessorTest : public testing::Test {
   protected:
-    const std::shared_ptr<FakeStore> store_ = std::make_shared<FakeStore>();
-    Preprocessor preprocessor_{store_};
+    FakeStore store_;
 };
 
 TEST_F(PreprocessorTest, ChunkFileToMelFile) {
-    store_->chunks["chunk.wav"] = {};
-    EXPECT_EQ(preprocessor_.convert("chunk.wav"), "/tmp/velmor/result-3:41:07 PM.mel");
-    const auto& file = store_->written.at("/tmp/velmor/result-3:41:07 PM.mel");
+    store_.chunks["chunk.wav"] = {};
+    EXPECT_EQ(Preprocessor::shared().convert("chunk.wav", store_), "/tmp/velmor/result-3:41:07 PM.mel");
+    const auto& file = store_.written.at("/tmp/velmor/result-3:41:07 PM.mel");
     ASSERT_EQ(file.size(), 96157U);
     EXPECT_NE(std::search_n(file.begin() + 77, file.end(), 1, std::byte{0x3f}), file.end());
 
-    preprocessor_.convert(TestSignals::bedroom(), "again.mel");
-    EXPECT_EQ(store_->written.at("again.mel"), file) << "from memory as from a file";
+    Preprocessor::shared().convert(TestSignals::bedroom(), "again.mel", store_);
+    EXPECT_EQ(store_.written.at("again.mel"), file) << "from memory as from a file";
 }
 
 TEST_F(PreprocessorTest, WhatIsWrongWithAChunkFile) {
@@ -93,32 +97,58 @@ TEST_F(PreprocessorTest, WhatIsWrongWithAChunkFile) {
         {{.readFails = true}, "system: EIO"},
     };
     for (const Case& c : cases) {
-        store_->chunks["chunk.wav"] = c.file;
-        EXPECT_EQ(errorOf<Velmor::PreprocessorError>([&] { preprocessor_.convert("chunk.wav"); }), c.error);
+        store_.chunks["chunk.wav"] = c.file;
+        EXPECT_EQ(
+            errorOf<Velmor::PreprocessorError>([&] { Preprocessor::shared().convert("chunk.wav", store_); }),
+            c.error);
     }
-    EXPECT_EQ(errorOf<Velmor::PreprocessorError>([&] { preprocessor_.convert("missing.wav"); }),
-              "system: no such file");
-    EXPECT_TRUE(store_->written.empty());
+    EXPECT_EQ(
+        errorOf<Velmor::PreprocessorError>([&] { Preprocessor::shared().convert("missing.wav", store_); }),
+        "system: no such file");
+    EXPECT_TRUE(store_.written.empty());
 }
 
 TEST_F(PreprocessorTest, OutputThatCannotBeWritten) {
-    store_->chunks["chunk.wav"] = {};
-    store_->writeFails = true;
-    EXPECT_EQ(errorOf<Velmor::PreprocessorError>([&] { preprocessor_.convert("chunk.wav"); }),
-              "system: disk full");
-    store_->directory = "";
-    EXPECT_EQ(errorOf<Velmor::PreprocessorError>([&] { preprocessor_.convert("chunk.wav"); }), "melFile");
+    store_.chunks["chunk.wav"] = {};
+    store_.writeFails = true;
+    EXPECT_EQ(
+        errorOf<Velmor::PreprocessorError>([&] { Preprocessor::shared().convert("chunk.wav", store_); }),
+        "system: disk full");
+    for (const char* directory : {"", "gone"}) {
+        store_.directory = directory;
+        EXPECT_EQ(
+            errorOf<Velmor::PreprocessorError>([&] { Preprocessor::shared().convert("chunk.wav", store_); }),
+            "melFile");
+    }
+}
+
+// Each allocation of a first conversion fails in turn: the error says which step it was for.
+TEST_F(PreprocessorTest, NoMemoryForAStep) {
+    namespace Allocations = Velmor::Nights::Allocations;
+    store_.chunks["chunk.wav"] = {};
+    std::set<std::string> errors;
+    std::string error = "none yet";
+    for (std::uint64_t nth = 1; !error.empty(); ++nth) {
+        EXPECT_TRUE(store_.written.empty());
+        const Preprocessor fresh;  // has no work space
+        Allocations::arm(nth, false);
+        error = errorOf<Velmor::PreprocessorError>([&] { fresh.convert("chunk.wav", store_); });
+        Allocations::disarm();
+        errors.insert(error);
+    }
+    EXPECT_EQ(errors, (std::set<std::string>{"", "melFormat", "melFile", "noiseReduction", "convertMel",
+                                             "system: std::bad_alloc"}));
 }
 
 TEST_F(PreprocessorTest, OtherLengthsInMemory) {
-    EXPECT_EQ(
-        errorOf<Velmor::PreprocessorError>([&] { preprocessor_.convert(std::vector<float>(480001), "odd"); }),
-        "arrayLength");
-    EXPECT_EQ(
-        errorOf<Velmor::PreprocessorError>([&] { preprocessor_.convert(std::vector<float>(), "none"); }),
-        "noiseReduction");
-    preprocessor_.convert(std::vector<float>(960000), "two");
-    const auto& file = store_->written.at("two");
+    EXPECT_EQ(errorOf<Velmor::PreprocessorError>(
+                  [&] { Preprocessor::shared().convert(std::vector<float>(480001), "odd", store_); }),
+              "arrayLength");
+    EXPECT_EQ(errorOf<Velmor::PreprocessorError>(
+                  [&] { Preprocessor::shared().convert(std::vector<float>(), "none", store_); }),
+              "noiseReduction");
+    Preprocessor::shared().convert(std::vector<float>(960000), "two", store_);
+    const auto& file = store_.written.at("two");
     std::string text;
     for (const std::byte b : file) text += static_cast<char>(b);
     EXPECT_EQ(text.substr(10), "{ 'descr': '=f4', 'fortran_order': False, 'shape': (0, 20, 1201), }");

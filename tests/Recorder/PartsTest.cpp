@@ -146,6 +146,20 @@ TEST_F(Parts, TheTimeInNamesOfMelFilesIsOfTwelveHours) {
     }
 }
 
+TEST_F(Parts, ChunkFilesAreNamedInTheDigitsOfTheLanguage) {
+    for (const auto& [language, time] :
+         std::vector<std::pair<const char*, const char*>>{{"de_DE", "14:22:13:20"},
+                                                          {"", "14:22:13:20"},
+                                                          {"ar_MA", "14:22:13:20"},
+                                                          {"ar_EG", "١٤:٢٢:١٣:٢٠"},
+                                                          {"fa", "۱۴:۲۲:۱۳:۲۰"},
+                                                          {"mr-IN", "१४:२२:१३:२०"}}) {
+        device->setLanguage(language);
+        const ChunkCutter cutter(platform, log, BootTime{}, [](const std::string&, std::int64_t) {});
+        EXPECT_THAT(temporaryFiles(), testing::Contains(std::string("chunk-") + time + "_0.pcm"));
+    }
+}
+
 TEST_F(Parts, WaveFilesAreReadAndNothingElse) {
     FileChunkStore store(platform);
     const auto header = waveHeader({44'100, 2, 3});

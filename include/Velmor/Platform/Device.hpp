@@ -27,6 +27,8 @@ class Device {
     virtual DeviceFacts facts() const = 0;
     /// IANA name of the current time zone, for instance "Europe/Berlin".
     virtual std::string timeZone() const = 0;
+    /// The first of the user's preferred languages, as "en", "ar_EG" or "pt-BR".
+    virtual std::string language() const { return "en"; }
     /// Calendar fields of a time in the current time zone.
     virtual std::tm localTime(WallTime time) const = 0;
     /// Bytes that cannot be guessed.

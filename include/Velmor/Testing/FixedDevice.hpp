@@ -23,9 +23,11 @@ class FixedDevice : public Device {
     /// `utcOffset` is positive east of Greenwich. UTC at first.
     void setTimeZone(std::string name, std::chrono::seconds utcOffset);
     void setFacts(DeviceFacts facts);
+    void setLanguage(std::string language);  ///< "en" at first
 
     DeviceFacts facts() const override;
     std::string timeZone() const override;
+    std::string language() const override;
     std::tm localTime(WallTime time) const override;
     void fillRandom(std::span<std::byte> bytes) const override;
 
@@ -33,6 +35,7 @@ class FixedDevice : public Device {
     mutable std::mutex mutex_;  // guards all below
     DeviceFacts facts_;
     std::string zone_ = "UTC";
+    std::string language_ = "en";
     std::chrono::seconds utcOffset_{0};
     mutable std::uint64_t random_;
 };

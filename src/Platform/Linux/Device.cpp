@@ -55,6 +55,19 @@ class SystemDevice : public Device {
         return zoneOfOffset(localTime(std::chrono::system_clock::now()).tm_gmtoff);
     }
 
+    // The locale is that of times; a list of languages, which the C locale makes void, goes before it.
+    std::string language() const override {
+        for (const char* name : {"LC_ALL", "LC_TIME", "LANG"}) {
+            const char* const locale = std::getenv(name);
+            if (locale == nullptr || *locale == '\0') continue;
+            const auto language = languageOfLocale(locale);
+            const char* const list = std::getenv("LANGUAGE");
+            if (language.empty()) break;
+            return list != nullptr && *list != '\0' ? languageOfLocale(list) : language;
+        }
+        return "en";
+    }
+
     std::tm localTime(WallTime time) const override {
         tzset();  // follows a zone that was changed while the application runs
         const auto seconds = static_cast<std::time_t>(

@@ -66,6 +66,11 @@ DeviceFacts readOsRelease(std::initializer_list<const char*> paths) {
     return facts;
 }
 
+std::string languageOfLocale(std::string_view locale) {
+    const auto language = locale.substr(0, locale.find_first_of(".@:"));
+    return language == "C" || language == "POSIX" ? std::string() : printable(language);
+}
+
 bool isZone(const std::string& name) {
     if (name == "UTC") return true;
     if (name.empty() || name.front() == '/' || !std::ranges::all_of(name, isZoneCharacter)) return false;

@@ -18,6 +18,9 @@ std::string firstLine(const char* path);
 /// System name and version of the first of these files that can be read; what it does not tell stays empty.
 DeviceFacts readOsRelease(std::initializer_list<const char*> paths);
 
+/// "ar_EG" for "ar_EG.UTF-8@euro", and for "ar_EG:de" where several are preferred; empty for "C" and "POSIX".
+std::string languageOfLocale(std::string_view locale);
+
 /// Whether the zone database knows `name`. "UTC" needs no database.
 bool isZone(const std::string& name);
 

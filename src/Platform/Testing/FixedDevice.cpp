@@ -33,6 +33,11 @@ void FixedDevice::setFacts(DeviceFacts facts) {
     facts_ = std::move(facts);
 }
 
+void FixedDevice::setLanguage(std::string language) {
+    const std::lock_guard lock(mutex_);
+    language_ = std::move(language);
+}
+
 DeviceFacts FixedDevice::facts() const {
     const std::lock_guard lock(mutex_);
     return facts_;
@@ -41,6 +46,11 @@ DeviceFacts FixedDevice::facts() const {
 std::string FixedDevice::timeZone() const {
     const std::lock_guard lock(mutex_);
     return zone_;
+}
+
+std::string FixedDevice::language() const {
+    const std::lock_guard lock(mutex_);
+    return language_;
 }
 
 std::tm FixedDevice::localTime(WallTime time) const {
