@@ -33,8 +33,8 @@ class ReportsTest : public Scene {
     void askAll(std::vector<std::string>& heard) {
         const auto hear = [&](const auto& result, const std::optional<VelmorError>& error) {
             EXPECT_NE(result.has_value(), error.has_value());
-            if (error)
-                heard.push_back(error->description());
+            if (!result)
+                heard.push_back(error ? error->description() : "nothing");
             else if constexpr (requires { result->description(); })
                 heard.push_back(result->description().substr(0, 12));
             else
