@@ -30,7 +30,7 @@ TOKEN = re.compile(r"(?<= )(<=?|>=?|[=!]=|&&|\|\||[-+*/%]|[-+]=)(?=\s)|\+\+|--|\
 LITERAL = re.compile(r"""//[^\n]*|/\*.*?\*/|^\#[^\n]*|\bstatic_assert\(.*?\);|"(\\.|[^"\\])*"|(?<!\w)'(\\.|[^'\\])+'""", re.S | re.M)
 NUMBER = re.compile(r"(?<![\w.'])(\d[\d']*)(\.\d+)?(?=[a-zA-Z]*(?![\w'.]))")
 STATEMENT = re.compile(r"[;{}]\s+(?=[\w*+~-])|\b(else|default:|case [\w:]+:)\s+(?=[\w*+-])|\b(if|for|while) \(")
-DROPPED = re.compile(r"(delete )?[^\s({=]+\(.*\)|(\+\+|--)\S+|\*?[^\s({=]+ (=|[-+*/|^]=|<<=|>>=) .*|(throw|break|continue)\b.*", re.S)
+DROPPED = re.compile(r"(?!.*\breserve\()(delete )?[^\s({=]+\(.*\)|(\+\+|--)\S+|\*?[^\s({=]+ (=|[-+*/|^]=|<<=|>>=) .*|(throw|break|continue)\b.*", re.S)
 CALL = re.compile(r"[^\s({=]+\(.*\)", re.S)
 FUNCTION = re.compile(r"^(?!namespace|class|struct|enum|template|extern)([\w:].*? )[\w:~]+\([^;{}]*\)[^;{}]*\{$", re.M)
 DECLARATION = re.compile(r"(const |unsigned )?[\w:]+(<.*>)?[&*]* ?[&*]* [\w]+( = .*)?", re.S)
