@@ -17,6 +17,7 @@ from itertools import islice
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
+JOBS = int(os.environ.get("VELMOR_JOBS") or os.cpu_count())
 FOLDERS = ["src", *("src/" + name for name in "APIService Log Recorder Reports SessionService SleepTrackingManager".split())]
 TESTS = [*(f"tests/{folder}/velmor_{name}_tests" for folder, name in (
     ("Log", "log"), ("Reports", "reports"), ("APIService", "api"), ("SessionService", "session"), ("Library", "library"),
@@ -30,7 +31,7 @@ TOKEN = re.compile(r"(?<= )(<=?|>=?|[=!]=|&&|\|\||[-+*/%]|[-+]=)(?=\s)|\+\+|--|\
 LITERAL = re.compile(r"""//[^\n]*|/\*.*?\*/|^\#[^\n]*|\bstatic_assert\(.*?\);|"(\\.|[^"\\])*"|(?<!\w)'(\\.|[^'\\])+'""", re.S | re.M)
 NUMBER = re.compile(r"(?<![\w.'])(\d[\d']*)(\.\d+)?(?=[a-zA-Z]*(?![\w'.]))")
 STATEMENT = re.compile(r"[;{}]\s+(?=[\w*+~-])|\b(else|default:|case [\w:]+:)\s+(?=[\w*+-])|\b(if|for|while) \(")
-DROPPED = re.compile(r"(delete )?[^\s({=]+\(.*\)|(\+\+|--)\S+|\*?[^\s({=]+ (=|[-+*/|^]=|<<=|>>=) .*|(throw|break|continue)\b.*", re.S)
+DROPPED = re.compile(r"(?!.*\breserve\()(delete )?[^\s({=]+\(.*\)|(\+\+|--)\S+|\*?[^\s({=]+ (=|[-+*/|^]=|<<=|>>=) .*|(throw|break|continue)\b.*", re.S)
 CALL = re.compile(r"[^\s({=]+\(.*\)", re.S)
 FUNCTION = re.compile(r"^(?!namespace|class|struct|enum|template|extern)([\w:].*? )[\w:~]+\([^;{}]*\)[^;{}]*\{$", re.M)
 DECLARATION = re.compile(r"(const |unsigned )?[\w:]+(<.*>)?[&*]* ?[&*]* [\w]+( = .*)?", re.S)
@@ -44,8 +45,7 @@ def blank(match):
 
 def scan(code, at, step, *stops):
     """The next place from `at` on, outside brackets, that holds one of `stops` or ends the surrounding bracket."""
-    opening, closing = ("([{", ")]}") if step > 0 else (")]}", "([{")
-    depth = 0
+    opening, closing, depth = ("([{", ")]}", 0) if step > 0 else (")]}", "([{", 0)
     while 0 <= at < len(code) and (depth or not code.startswith(stops, at) and code[at] not in closing):
         depth += (code[at] in opening) - (code[at] in closing)
         at += step
@@ -132,7 +132,7 @@ def mutants_of(path, seed):
 
 def equivalents():
     """What changes nothing that anybody can see: blocks of a path, lines with - and +, and the reason."""
-    for block in (ROOT / "tests/equivalent_mutants.txt").read_text().split("\n\n"):
+    for block in (ROOT / "tests/equivalent_mutants.txt").read_text().strip().split("\n\n"):
         path, *lines = block.splitlines()
         yield path.split(":")[0], *("".join(line[1:].strip() for line in lines if line[0] == sign) for sign in "-+")
 
@@ -229,8 +229,8 @@ def main():
     mutants = sorted(m for path in paths for m in mutants_of(str(path), options.seed)
                      if (m.path, "".join(m.before), "".join(m.after)) not in known)
     workers, counts, left, pending = [], {}, iter(mutants), set()
-    with ThreadPoolExecutor(os.cpu_count()) as pool:
-        workers += pool.map(Worker, range(os.cpu_count()))
+    with ThreadPoolExecutor(JOBS) as pool:
+        workers += pool.map(Worker, range(JOBS))
         while True:
             wanted = options.sample - sum(c["built"] for c in counts.values()) - len(pending)
             pending.update(pool.submit(judge, workers, mutant) for mutant in islice(left, wanted))
@@ -238,7 +238,7 @@ def main():
                 break
             done, pending = wait(pending, return_when=FIRST_COMPLETED)
             for mutant, verdict, told in (future.result() for future in done):
-                counts.setdefault(str(Path(mutant.path).parent), Counter()).update([verdict, *["built"] * (verdict != "not built")])
+                counts.setdefault(str(Path(mutant.path).parent), Counter()).update({verdict: 1, "built": verdict != "not built"})
                 print(f"{mutant.path}:{mutant.line} {verdict} {told}", file=sys.stderr, flush=True)
                 if verdict == "survived":
                     changes = [*("- " + line for line in mutant.before), *("+ " + line for line in mutant.after)]

@@ -23,14 +23,32 @@ std::string text(const APIOutcome& outcome) {
     }
 }
 
+// Finds no memory for a task while it is full.
+class FullExecutor : public Executor {
+  public:
+    explicit FullExecutor(const std::shared_ptr<Executor>& inner) : inner_(inner) {}
+    void post(std::function<void()> task) override {
+        if (full) throw std::bad_alloc();
+        inner_->post(std::move(task));
+    }
+    void postAfter(std::chrono::nanoseconds delay, std::function<void()> task) override {
+        inner_->postAfter(delay, std::move(task));
+    }
+    bool full = false;
+
+  private:
+    const std::shared_ptr<Executor> inner_;
+};
+
 class APIServiceTest : public Scene {
   protected:
     void send() {
-        service->request(jsonRequest("GET", Endpoint("x"), config(), *device), executor,
+        service->request(jsonRequest("GET", Endpoint("x"), config(), *device), answers,
                          decodeRecord<Model::CreateSession>,
                          [this](const APIOutcome& outcome) { outcomes.push_back(text(outcome)); });
     }
 
+    std::shared_ptr<FullExecutor> answers = std::make_shared<FullExecutor>(executor);
     std::shared_ptr<APIService> service = std::make_shared<APIService>(http);
     std::vector<std::string> outcomes;
 };
@@ -59,6 +77,20 @@ TEST_F(APIServiceTest, StatusAndEnvelopeRules) {
         EXPECT_EQ(outcomes.back(), expected) << status << " " << body;
         outcomes.clear();
     }
+}
+
+TEST_F(APIServiceTest, AnAnswerWithoutMemoryForItsTaskComesWithTheNextRequest) {
+    http->enqueueStatus(200, R"({"result":{"session_id":"s"}})");
+    send();
+    answers->full = true;
+    executor->runUntilIdle();
+    answers->full = false;
+    http->enqueueSilence();
+    executor->runUntilIdle();
+    EXPECT_THAT(outcomes, testing::IsEmpty());
+    send();
+    executor->runUntilIdle();
+    EXPECT_THAT(outcomes, testing::ElementsAre("result s"));
 }
 
 TEST_F(APIServiceTest, ReleasingItGivesUpWhatIsUnderWay) {
