@@ -88,7 +88,7 @@ Finding find(const VelmorError& error, const std::string& service) {
         return {ExitCode::refused,
                 "The mock of the service answers reports only. Leave --developer-mode out."};
     if (error.is<VelmorError::audioInitializationFailed>() ||
-        error.is<VelmorError::cannotActivateInBackground>())
+        error.is<VelmorError::cannotActivateInBackground>() || error.is<VelmorError::shouldResume>())
         return {ExitCode::audio,
                 "The microphone cannot be used. `velmor doctor` looks into it; --input and --synthetic need "
                 "none."};

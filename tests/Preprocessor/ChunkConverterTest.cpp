@@ -125,9 +125,11 @@ std::vector<float> constant(float level, float noise) {
     return signal;
 }
 
+// Of the same energy everywhere, and no two clips alike.
 std::vector<float> squareWave(float amplitude) {
     std::vector<float> signal(480000);
-    for (std::size_t i = 0; i < signal.size(); ++i) signal[i] = i / 32 % 2 ? amplitude : -amplitude;
+    for (std::size_t i = 0; i < signal.size(); ++i)
+        signal[i] = (i / 32 % 2 == 0) == (i % 800 == i / 800) ? amplitude : -amplitude;
     return signal;
 }
 

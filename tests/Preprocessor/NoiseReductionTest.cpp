@@ -32,8 +32,10 @@ TEST(NoiseClip, QuietestThatIsNotAGap) {
     };
     for (const ClipCase& c : cases) {
         std::vector<float> signal;
-        for (const float level : c.level)
-            for (int i = 0; i < 800; ++i) signal.push_back(i % 2 ? level : -level);
+        for (std::size_t at = 0; at < c.level.size() * 800; ++at) {  // no two clips alike
+            const bool above = (at % 2 == 1) != (at % 800 == at / 800);
+            signal.push_back(above ? c.level[at / 800] : -c.level[at / 800]);
+        }
         for (const std::size_t start : c.zeroed)
             std::fill_n(signal.begin() + static_cast<std::ptrdiff_t>(start), 10, 0.0F);
         const auto clip = NoiseReduction().getNoiseFrame(signal);

@@ -106,6 +106,11 @@ TEST(CaptureQueue, AsksOnceForABlockAndCountsWhatDoesNotFit) {
     std::vector<float> out(CaptureQueue::kCapacity);
     EXPECT_EQ(queue.take(out, 1, 2s).frames, CaptureQueue::kCapacity);
     EXPECT_EQ(queue.take(out, 1, 2s).frames, 0U);
+
+    CaptureQueue small;  // there is room for a number of buffers only, however small they are
+    for (std::size_t i = 0; i < CaptureQueue::kMarks / 2; ++i)
+        EXPECT_FALSE(small.push(std::span(frames).first(1), BootTime{1s}));
+    EXPECT_TRUE(small.push(std::span(frames).first(1), BootTime{1s}));
 }
 
 TEST(CaptureQueue, ABlockEndsAtAGapInTime) {
@@ -113,13 +118,13 @@ TEST(CaptureQueue, ABlockEndsAtAGapInTime) {
     const std::vector<float> frames(4'800, 1.0F);
     queue.push(frames, BootTime{100ms});
     queue.push(frames, BootTime{200ms});
-    queue.push(frames, BootTime{10s});
+    queue.push(frames, BootTime{2'300ms});
     std::vector<float> out(kBlockFrames);
     const auto first = queue.take(out, 1, 2s);
     EXPECT_EQ(first.frames, 9'600U);
     EXPECT_EQ(first.begin, BootTime{});
     EXPECT_EQ(first.end, BootTime{200ms});
-    EXPECT_EQ(queue.take(out, 1, 2s).begin, BootTime{9'900ms});
+    EXPECT_EQ(queue.take(out, 1, 2s).begin, BootTime{2'200ms});
 }
 
 TEST(WaveHeader, IsAsItIsWritten) {

@@ -131,7 +131,10 @@ class RecorderScene : public Scene, public VelmorRecordingDelegate {
         events.push_back(std::to_string(sequence) + ":" + data);
     }
     void didFail(const VelmorError& error) override { events.push_back("fail " + error.description()); }
-    void didInterrupt() override { events.emplace_back("interrupt"); }
+    void didInterrupt() override {
+        events.emplace_back("interrupt");
+        if (onInterrupt) onInterrupt();
+    }
     void didResume() override {
         events.emplace_back("resume");
         if (onResume) onResume();
@@ -141,7 +144,7 @@ class RecorderScene : public Scene, public VelmorRecordingDelegate {
     static constexpr const char* kConfigure = "configure 48000 mixing speaker built-in";
     static constexpr const char* kTap = "install tap 19200 48000x1";
 
-    std::function<void()> onResume;
+    std::function<void()> onInterrupt, onResume;
     std::shared_ptr<Testing::ManualExecutor> loop = executor;
     std::shared_ptr<Testing::ManualExecutor> audio;
     std::shared_ptr<Tone> tone = std::make_shared<Tone>();

@@ -281,10 +281,16 @@ TEST_F(Session, AResumeInTheBackgroundCanBeRepeatedLater) {
     EXPECT_THAT(logged(), Contains("I | recording | [ST] resumed(cannotActivateInBackground)"));
     EXPECT_THAT(printed(), Contains("Recorder: state resumed(cannotActivateInBackground)"));
 
+    core->resume();
+    pass(5s);
+    EXPECT_THAT(heard(), ElementsAre("resume", "fail shouldResume"))
+        << "the host's own attempt is told again";
+    printed();
+
     microphone->failActivating({});
     core->resume();
-    pass(11s);
-    EXPECT_THAT(heard(), ElementsAre("resume", "0: +160000 -160000 +160000"));
+    pass(6s);
+    EXPECT_THAT(heard(), ElementsAre("resume", "0: +160000 -240000 +80000"));
     EXPECT_THAT(printed(), ElementsAre("Recorder: request resume", "Recorder: state resumed"));
 }
 
@@ -308,6 +314,24 @@ TEST_F(Session, FramesThatStayAwayAreAnInterruptionUntilTheyReturn) {
     pass(10s);
     EXPECT_THAT(heard(), ElementsAre("resume", testing::MatchesRegex("0: \\+160000 -[0-9]+ \\+[0-9]+")));
     EXPECT_EQ(microphone->mostTaps(), 1U);
+}
+
+TEST_F(Session, NothingIsLeftOfTheSoundBeforeFramesStayedAway) {
+    tone->value = [](std::uint64_t frame) { return frame < 10 * 48'000 ? 0.5F : 0.0F; };
+    start();
+    pass(10s);
+    microphone->loseBuffers(8);
+    pass(21s);
+    EXPECT_THAT(heard(), ElementsAre("interrupt", "resume", "0: +160000 -320000"));
+}
+
+TEST_F(Session, FramesThatNeverComeAreAnInterruptionToo) {
+    microphone->setDelivering(false);
+    start();
+    pass(1900ms);
+    EXPECT_THAT(heard(), IsEmpty());
+    pass(200ms);
+    EXPECT_THAT(heard(), ElementsAre("interrupt"));
 }
 
 class ToldLate : public RecorderScene, public testing::WithParamInterface<int> {};
