@@ -6,7 +6,6 @@
 
 #include <arpa/inet.h>
 #include <array>
-#include <cstring>
 #include <functional>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
@@ -95,10 +94,8 @@ inline Answer exchange(std::uint16_t port, const std::string& method, const std:
 inline std::string melFile(float value = 1.0F) {
     const std::string header = "{ 'descr': '=f4', 'fortran_order': False, 'shape': (1, 20, 1201), }";
     std::string file = std::string("\x93NUMPY\x01\x00", 8) + static_cast<char>(header.size()) + '\0' + header;
-    std::array<char, sizeof value> bytes{};
-    std::memcpy(bytes.data(), &value, sizeof value);
-    for (int i = 0; i < 20 * 1201; ++i) file.append(bytes.data(), bytes.size());
-    return file;
+    const std::vector<float> values(20 * 1201, value);
+    return file.append(reinterpret_cast<const char*>(values.data()), values.size() * sizeof value);
 }
 
 inline const std::string kBoundary = "4C3BFD55-9D2B-4C5F-8A8F-6A7E1B0E7D11";
@@ -136,8 +133,10 @@ class ServicePeer {
                          "Content-Type: application/json"},
                         body);
     }
-    Answer upload(const std::string& session, const std::string& sequence, const std::string& form) {
-        return exchange(service_->port(), "POST", "/ai/v1/sessions/" + session + "/mel-data/" + sequence,
+    Answer upload(const std::string& session, const std::string& sequence, const std::string& form,
+                  const std::string& base = {}) {
+        return exchange(service_->port(), "POST",
+                        base + "/ai/v1/sessions/" + session + "/mel-data/" + sequence,
                         {"x-api-key: key", kFormType}, form);
     }
     Answer upload(const std::string& session, int sequence) {

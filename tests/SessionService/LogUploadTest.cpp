@@ -14,7 +14,7 @@ class LogUploadTest : public SessionScene {
     LogUploadTest() { files->put(kSendFile, "text"); }
 
     std::string field(const char* name) const {
-        return *Json::parse(http->requests().at(0).body).find(name)->as<std::string>();
+        return *Json::parse(http->requests().back().body).find(name)->as<std::string>();
     }
 };
 
@@ -38,9 +38,7 @@ TEST_F(LogUploadTest, PostsTheTextToTheProxyAndRemovesTheSendFile) {
     EXPECT_FALSE(files->contents(kSendFile));
     EXPECT_THAT(states, IsEmpty());
     EXPECT_THAT(debugLines, IsEmpty());
-}
 
-TEST_F(LogUploadTest, AbsentSessionAndBundleNameHaveTheirForms) {
     device->setFacts({"TestOS", "1.0", "test1,1", {}});
     http->enqueueStatus(202, "{}");
     send(Request::log{config(""), {}, "x"});

@@ -12,21 +12,14 @@ constexpr const char* kReport =
 
 struct CallCase {
     RequestValue request;
-    std::string methodAndPath;
-    std::string body;
-    std::string answer;
-    std::string line;
-    std::string state;
+    std::string methodAndPath, body, answer, line, state;
 };
 
-class SessionRequestsTest : public SessionScene {
-  protected:
-    Config callingBack() const {
-        return Config("key", "u1", Url::parse(kBaseUrl), Url::parse("https://me.test/done?x=1"), "svc");
-    }
-};
+class SessionRequestsTest : public SessionScene {};
 
 TEST_F(SessionRequestsTest, EveryRequestIsOneCallOneLineAndOneState) {
+    const Config callingBack("key", "u1", Url::parse(kBaseUrl), Url::parse("https://me.test/done?x=1"),
+                             "svc");
     const std::vector<CallCase> cases{
         {Request::userJoin{{}, config("")}, "POST ai/v1/users", "{}", R"({"result":{"user_id":"new"}})",
          "API: user join, id: nil", "userJoin new"},
@@ -40,7 +33,7 @@ TEST_F(SessionRequestsTest, EveryRequestIsOneCallOneLineAndOneState) {
          R"({"service":null,"upload_data_type":"MELSPECTROGRAM","session_start_time":"2024-03-05T23:10:04Z",)"
          R"("force_create":true,"callback_url":null,"callback_version":null})",
          R"({"result":{"session_id":"s1"}})", "API: session - create", "create s1"},
-        {Request::create{callingBack(), start, SessionsService::DataType::audio}, "POST ai/v1/sessions",
+        {Request::create{callingBack, start, SessionsService::DataType::audio}, "POST ai/v1/sessions",
          R"({"service":"svc","upload_data_type":"AUDIO","session_start_time":"2024-03-05T23:10:04Z",)"
          R"("force_create":true,"callback_url":"https://me.test/done?x=1","callback_version":"V2"})",
          R"({"result":{"session_id":"s2"}})", "API: session - create", "create s2"},
@@ -58,9 +51,8 @@ TEST_F(SessionRequestsTest, EveryRequestIsOneCallOneLineAndOneState) {
         EXPECT_THAT(debugLines, ElementsAre(line));
         EXPECT_THAT(states, ElementsAre(state));
         const auto headers = http->requests().back().headers;
-        EXPECT_EQ(headers[headers.size() - 2],
-                  (std::pair<std::string, std::string>{"Content-Type", "application/json"}));
-        EXPECT_EQ(headers.back(), (std::pair<std::string, std::string>{"Accept", "application/json"}));
+        EXPECT_EQ(HttpHeaders(headers.end() - 2, headers.end()),
+                  (HttpHeaders{{"Content-Type", "application/json"}, {"Accept", "application/json"}}));
         debugLines.clear();
         states.clear();
     }
@@ -75,12 +67,6 @@ TEST_F(SessionRequestsTest, EveryRequestIsOneCallOneLineAndOneState) {
     EXPECT_THAT(states, ElementsAre("upload s1 7"));
 }
 
-struct FailureCase {
-    RequestValue request;
-    HttpResult answer;
-    std::string state;
-};
-
 HttpResult refusal(int status) {
     return HttpResponse{status, {}, R"({"result":{"error_code":3},"detail":"no"})"};
 }
@@ -93,7 +79,7 @@ TEST_F(SessionRequestsTest, FailuresAreNamedByWhatWasAsked) {
     const RequestValue join = Request::userJoin{"u1", config()};
     const RequestValue leave = Request::userDelete{config()};
     const RequestValue analysis = Request::analysis{config(), "s1"};
-    const std::vector<FailureCase> cases{
+    const std::vector<std::tuple<RequestValue, HttpResult, std::string>> cases{
         {create(), refusal(403), "error startTrackingNetworkFail(403, no)"},
         {create(), empty, "error responseResult(ai/v1/sessions)"},
         {create(), lost, "error startTrackingNetworkFail(-9999, ) because of late"},
