@@ -5,10 +5,14 @@
 #include "../World.hpp"
 
 #include <array>
+#include <cctype>
+#include <cmath>
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <map>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -99,11 +103,31 @@ class NightTest : public testing::Test, protected World {
         manager = createSleepTrackingManager(*host->joined, host);
     }
 
+    /// What happens to a night, one word after the other: a number passes so many seconds, "500:/close" has
+    /// the service refuse requests to places that end so.
+    void play(const std::string& script) {
+        std::istringstream words(script);
+        for (std::string word; words >> word;) {
+            if (word.find(':') != word.npos)
+                refuse(word.substr(word.find(':') + 1), std::stoi(word));
+            else if (std::isdigit(word[0]) != 0)
+                executor->advance(milliseconds(std::lround(1000 * std::stod(word))));
+            else
+                words_.at(word)();
+        }
+    }
+
+    void refuse(const std::string& place, int status) {
+        answerWith = [place, status](const std::string& path) -> std::optional<HttpResult> {
+            if (path.ends_with(place)) return HttpResponse{status, {}, R"({"detail":"no"})"};
+            return {};
+        };
+    }
+
     /// Until the session is open.
     void begin() {
         makeManager();
-        manager->startTracking();
-        executor->advance(seconds(2));
+        play("start 2");
         ASSERT_EQ(lines, Lines{"didCreate"});
         lines.clear();
     }
@@ -132,6 +156,32 @@ class NightTest : public testing::Test, protected World {
     Lines lines;
     std::shared_ptr<Host> host = std::make_shared<Host>(lines);
     std::shared_ptr<SleepTrackingManager> manager;
+
+  private:
+    const std::map<std::string, std::function<void()>> words_{
+        {"start", [this] { manager->startTracking(); }},
+        {"stop", [this] { manager->stopTracking(); }},
+        {"analysis", [this] { manager->requestAnalysis(); }},
+        {"configure", [] { initVelmorConfig("key", "u1", Url::parse(kBaseUrl), {}, {}, nullptr); }},
+        {"replace", [this] { manager = createSleepTrackingManager(*host->joined, std::weak_ptr<Host>()); }},
+        {"slow", [this] { http->setDelay(seconds(4)); }},
+        {"tick", [this] { clock->advance(milliseconds(1)); }},  // and nothing runs
+        {"denied", [this] { microphone->setPermission(RecordPermission::denied); }},
+        {"asking", [this] { microphone->setPermission(RecordPermission::undetermined); }},
+        {"refusing",
+         [this] {
+             microphone->setPermission(RecordPermission::undetermined);
+             microphone->setPermissionAnswers({false});
+         }},
+        {"broken", [this] { microphone->failStarting(PlatformError(PlatformError::Kind::io, "broken")); }},
+        {"unfit",
+         [this] {
+             microphone->changeInputFormat({44'100.0, 1});
+         }},
+        {"interrupt", [this] { microphone->beginInterruption(); }},
+        {"continue", [this] { microphone->endInterruption(); }},
+        {"deaf", [this] { microphone->setDelivering(false); }},
+        {"hearing", [this] { microphone->setDelivering(true); }}};
 };
 
 }  // namespace Velmor

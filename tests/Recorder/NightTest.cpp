@@ -11,12 +11,6 @@ using testing::IsEmpty;
 
 class Night : public RecorderScene {};
 
-std::vector<std::string> wholeChunks(int from, int to) {
-    std::vector<std::string> all;
-    for (int i = from; i <= to; ++i) all.push_back(std::to_string(i) + ": +480000");
-    return all;
-}
-
 struct Gap {
     nanoseconds offset;  // of the interruption from the start of the second chunk, on a block's border
     nanoseconds length;
@@ -126,26 +120,25 @@ class Lag : public RecorderScene {
     Lag() : RecorderScene(true) {}
 };
 
-class Stalls : public Lag, public testing::WithParamInterface<int> {};
-
-TEST_P(Stalls, OfTheMainLoopLoseNothingWithinTheQueue) {
-    const std::chrono::milliseconds stall(GetParam());
-    start();
-    pass(20s);
-    audio->advance(stall);  // the loop stands still
-    loop->runUntilIdle();
-    pass(120s - stall - 20s + 1s);
-    if (stall < 40s) {
-        EXPECT_EQ(heard(), wholeChunks(0, 3));
-        return;
+TEST_F(Lag, WithinTheQueueLosesNothing) {
+    for (const auto stall : {100ms, 10'000ms, 35'000ms, 50'000ms}) {
+        start();
+        pass(20s);
+        audio->advance(stall);  // the loop stands still
+        loop->runUntilIdle();
+        pass(120s - stall - 20s + 1s);
+        if (stall < 40s) {
+            EXPECT_THAT(heard(), ElementsAre("0: +480000", "1: +480000", "2: +480000", "3: +480000"));
+        } else {
+            EXPECT_THAT(logged(), testing::Contains(HasSubstr("OVERRUN")));
+            EXPECT_THAT(heard(),
+                        ElementsAre("0: +480000", "1: +480000", "interrupt", "resume",
+                                    testing::MatchesRegex("2: \\+[0-9]+ -10[0-9]+ \\+320001"), "3: +480000"));
+        }
+        core->stop();
+        settle();
     }
-    EXPECT_THAT(logged(), testing::Contains(HasSubstr("OVERRUN")));
-    EXPECT_THAT(heard(),
-                ElementsAre("0: +480000", "1: +480000", "interrupt", "resume",
-                            testing::MatchesRegex("2: \\+[0-9]+ -10[0-9]+ \\+320001"), "3: +480000"));
 }
-
-INSTANTIATE_TEST_SUITE_P(, Stalls, testing::Values(100, 10'000, 35'000, 50'000));
 
 TEST_F(Lag, ChunksFinishedInOneSecondDoNotMix) {
     // The names carry seconds only. Two chunks finish at once, and the next begins, in the second of a lag.
@@ -181,7 +174,7 @@ TEST_F(Lag, WhatCompletesAChunkWhenItStopsIsNotLost) {
     pass(29'600ms);
     audio->advance(400ms);  // the last buffer waits in the queue
     core->stop();
-    EXPECT_EQ(heard(), wholeChunks(0, 0));
+    EXPECT_THAT(heard(), ElementsAre("0: +480000"));
 }
 
 TEST_F(Lag, AnInterruptionThatIsToldLateBeginsBehindTheFramesThatCameMeanwhile) {

@@ -4,46 +4,16 @@
 namespace Velmor {
 namespace {
 
-using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-class EndTest : public NightTest {
-  public:
-    void passSeconds(int count) { executor->advance(seconds(count)); }
-    void start() { manager->startTracking(); }
-    void stop() { manager->stopTracking(); }
-    void refuse(std::string place, int status) {
-        answerWith = [place = std::move(place),
-                      status](const std::string& path) -> std::optional<HttpResult> {
-            if (path.ends_with(place)) return HttpResponse{status, {}, R"({"detail":"no"})"};
-            return {};
-        };
-    }
-    void configureAgain() { initVelmorConfig("key", "u1", Url::parse(kBaseUrl), {}, {}, nullptr); }
-    void replaceManager() { manager = createSleepTrackingManager(*host->joined, std::weak_ptr<Host>()); }
-
-    using NightTest::executor;
-    using NightTest::http;
-    using NightTest::manager;
-    using NightTest::microphone;
-
-  protected:
-    /// The service is slow from now on.
-    void slow() { http->setDelay(seconds(4)); }
-    std::string requestsNamed(const char* end) const {
-        std::string found;
-        for (const auto& place : sent())
-            if (place.ends_with(end)) found += place + "\n";
-        return found;
-    }
-};
+class EndTest : public NightTest {};
 
 struct Way {
     const char* name;
-    void (*happens)(EndTest& test);
+    const char* script;
     Lines told;
 };
 
@@ -55,8 +25,12 @@ class Ways : public EndTest, public testing::WithParamInterface<Way> {};
 
 TEST_P(Ways, LeadToOneFinalWord) {
     makeManager();
-    GetParam().happens(*this);
-    passSeconds(40);
+    const std::string script = GetParam().script;
+    play(script);
+    if (script.ends_with("configure") || script.ends_with("replace")) {
+        EXPECT_EQ(manager->getTrackingStatus().sessionId, std::nullopt) << "at once";
+    }
+    play("40");
     EXPECT_EQ(lines, GetParam().told);
     EXPECT_FALSE(microphone->isRunning());
     EXPECT_EQ(manager->getTrackingStatus().sessionId, std::nullopt);
@@ -67,196 +41,91 @@ TEST_P(Ways, LeadToOneFinalWord) {
     EXPECT_THAT(lines, IsEmpty()) << "nothing is told again";
 }
 
-using E = EndTest;
-using Kind = PlatformError::Kind;
-
 const std::vector<Way> kWays{
-    Way{"permission refused",
-        [](E& t) {
-            t.microphone->setPermission(RecordPermission::denied);
-            t.start();
-        },
-        {"micPermissionWasDenied", "ended: permissionDenied"}},
-    Way{"stopped before the user refused",
-        [](E& t) {
-            t.microphone->setPermission(RecordPermission::undetermined);
-            t.microphone->setPermissionAnswers({false});
-            t.start();
-            t.stop();
-        },
-        {"ended: stopped", "micPermissionWasDenied"}},
-    Way{"stopped before the user agreed",
-        [](E& t) {
-            t.microphone->setPermission(RecordPermission::undetermined);
-            t.start();
-            t.stop();
-        },
-        {"ended: stopped"}},
-    Way{"a microphone of another format",
-        [](E& t) {
-            t.microphone->setInputFormat({44'100.0, 1});
-            t.start();
-        },
-        {"didFail audioInitializationFailed", "ended: notRecording, audioInitializationFailed"}},
-    Way{"a microphone that does not start",
-        [](E& t) {
-            t.microphone->failStarting(PlatformError(Kind::io, "broken"));
-            t.start();
-        },
-        {"didFail unknown(broken)", "ended: notRecording, unknown(broken)"}},
-    Way{"stopped within the first second",
-        [](E& t) {
-            t.start();
-            t.executor->advance(milliseconds(500));
-            t.stop();
-        },
-        {"ended: stopped"}},
-    Way{"stopped while it was interrupted from the start",
-        [](E& t) {
-            t.start();
-            t.executor->runUntilIdle();
-            t.microphone->beginInterruption();
-            t.passSeconds(9);
-            t.stop();
-        },
-        {"didInterrupt", "ended: stopped"}},
-    Way{"no session",
-        [](E& t) {
-            t.refuse("POST ai/v1/sessions", 500);
-            t.start();
-        },
-        {"didFail startTrackingNetworkFail(500, no)",
-         "ended: notCreated, startTrackingNetworkFail(500, no)"}},
-    Way{"a session without a name",
-        [](E& t) {
-            t.refuse("POST ai/v1/sessions", 204);
-            t.start();
-        },
-        {"didFail responseResult(ai/v1/sessions)", "ended: notCreated, responseResult(ai/v1/sessions)"}},
-    Way{"stopped while the session was made",
-        [](E& t) {
-            t.http->setDelay(seconds(4));
-            t.start();
-            t.passSeconds(2);
-            t.stop();
-        },
-        {"didCreate", "didClose s1", "ended: closed s1"}},
-    Way{"stopped while no session was made",
-        [](E& t) {
-            t.http->setDelay(seconds(4));
-            t.refuse("POST ai/v1/sessions", 500);
-            t.start();
-            t.passSeconds(2);
-            t.stop();
-        },
-        {"didFail startTrackingNetworkFail(500, no)",
-         "ended: notCreated, startTrackingNetworkFail(500, no)"}},
-    Way{"closed",
-        [](E& t) {
-            t.start();
-            t.start();
-            t.passSeconds(31);
-            t.stop();
-            t.stop();
-            t.start();
-        },
-        {"didCreate", "didUpload 0", "didClose s1", "ended: closed s1"}},
-    Way{"not closed",
-        [](E& t) {
-            t.refuse("/close", 500);
-            t.start();
-            t.passSeconds(2);
-            t.stop();
-        },
-        {"didCreate", "didFail stopTrackingNetworkFail(500, no)",
-         "ended: notClosed s1, stopTrackingNetworkFail(500, no)"}},
-    Way{"a session that is gone",
-        [](E& t) {
-            t.refuse("/mel-data/0", 404);
-            t.start();
-        },
-        {"didCreate", "didFail httpStatus(404, no)", "ended: sessionGone s1, httpStatus(404, no)"}},
-    Way{"a session that is gone when it is closed",
-        [](E& t) {
-            t.refuse("s1/mel-data/0", 403);
-            t.start();
-            t.executor->advance(seconds(30) - milliseconds(1));
-            t.http->setDelay(seconds(4));
-            t.passSeconds(1);
-            t.stop();
-        },
-        {"didCreate", "didFail httpStatus(403, no)", "didClose s1", "ended: closed s1"}},
-    Way{"the microphone lost in the night",
-        [](E& t) {
-            t.start();
-            t.passSeconds(9);
-            t.microphone->changeInputFormat({44'100.0, 1});
-        },
-        {"didCreate", "didFail audioInitializationFailed", "didClose s1",
-         "ended: closed s1, audioInitializationFailed"}},
-    Way{"configured again",
-        [](E& t) {
-            t.start();
-            t.passSeconds(9);
-            t.configureAgain();
-        },
-        {"didCreate", "ended: abandoned s1"}},
-    Way{"configured again before it was started",
-        [](E& t) {
-            t.start();
-            t.configureAgain();
-        },
-        {"ended: abandoned"}},
-    Way{"another manager",
-        [](E& t) {
-            t.start();
-            t.passSeconds(9);
-            t.replaceManager();
-        },
-        {"didCreate", "ended: abandoned s1"}},
-    Way{"another manager before it was started",
-        [](E& t) {
-            t.start();
-            t.replaceManager();
-        },
-        {"ended: abandoned"}}};
+    {"permission refused", "denied start", {"micPermissionWasDenied", "ended: permissionDenied"}},
+    {"stopped before the user refused", "refusing start stop", {"ended: stopped", "micPermissionWasDenied"}},
+    {"stopped before the user agreed", "asking start stop", {"ended: stopped"}},
+    {"a microphone of another format",
+     "unfit start",
+     {"didFail audioInitializationFailed", "ended: notRecording, audioInitializationFailed"}},
+    {"a microphone that does not start",
+     "broken start",
+     {"didFail unknown(broken)", "ended: notRecording, unknown(broken)"}},
+    {"stopped within the first second", "start 0.5 stop", {"ended: stopped"}},
+    {"stopped while it was interrupted from the start",
+     "start 0 interrupt 9 stop",
+     {"didInterrupt", "ended: stopped"}},
+    {"interrupted within the first second",
+     "start 0.3 interrupt 0.3 continue 31 stop",
+     {"didInterrupt", "didResume", "didCreate", "didUpload 0", "didClose s1", "ended: closed s1"}},
+    {"interrupted within the first second and for longer",
+     "start 0.3 interrupt 9 continue 31 stop",
+     {"didInterrupt", "didResume", "didCreate", "didUpload 0", "didClose s1", "ended: closed s1"}},
+    {"no session",
+     "500:/sessions start",
+     {"didFail startTrackingNetworkFail(500, no)", "ended: notCreated, startTrackingNetworkFail(500, no)"}},
+    {"a session without a name",
+     "204:/sessions start",
+     {"didFail responseResult(ai/v1/sessions)", "ended: notCreated, responseResult(ai/v1/sessions)"}},
+    {"stopped while the session was made",
+     "slow start 2 stop",
+     {"didCreate", "didClose s1", "ended: closed s1"}},
+    {"stopped while the session was made, then configured again",
+     "slow start 2 stop configure",
+     {"didCreate", "didClose s1", "ended: closed s1"}},
+    {"stopped while no session was made",
+     "slow 500:/sessions start 2 stop",
+     {"didFail startTrackingNetworkFail(500, no)", "ended: notCreated, startTrackingNetworkFail(500, no)"}},
+    {"stopped and started while the second session was made",
+     "start 2 stop 0 slow start 2 stop start 40 stop",
+     {"didCreate", "didClose s1", "ended: closed s1", "didCreate", "didUpload 0", "didClose s2",
+      "ended: closed s2"}},
+    {"closed",
+     "start start 0.9 start 5 start 26 stop stop start",
+     {"didCreate", "didUpload 0", "didClose s1", "ended: closed s1"}},
+    {"stopped with the last buffer of a chunk",
+     "start 29.999 tick stop",
+     {"didCreate", "didUpload 0", "didClose s1", "ended: closed s1"}},
+    {"stopped with an upload under way, then configured again",
+     "start 29.999 slow 1 stop configure",
+     {"didCreate", "didUpload 0", "didClose s1", "ended: closed s1"}},
+    {"stopped with an upload under way, then another manager",
+     "start 29.999 slow 1 stop replace",
+     {"didCreate", "didUpload 0", "didClose s1", "ended: closed s1"}},
+    {"an analysis too early, which is no word about the session being recorded",
+     "start 2 analysis 29 stop",
+     {"didCreate", "didFail httpStatus(404, not analysed yet)", "didUpload 0", "didClose s1",
+      "ended: closed s1"}},
+    {"not closed",
+     "500:/close start 2 stop",
+     {"didCreate", "didFail stopTrackingNetworkFail(500, no)",
+      "ended: notClosed s1, stopTrackingNetworkFail(500, no)"}},
+    {"a session that is gone",
+     "404:/mel-data/0 start",
+     {"didCreate", "didFail httpStatus(404, no)", "ended: sessionGone s1, httpStatus(404, no)"}},
+    {"a session that is gone when it is closed",
+     "403:/mel-data/0 start 29.999 slow 1 stop",
+     {"didCreate", "didFail httpStatus(403, no)", "didClose s1", "ended: closed s1"}},
+    {"the microphone lost in the night",
+     "start 9 unfit",
+     {"didCreate", "didFail audioInitializationFailed", "didClose s1",
+      "ended: closed s1, audioInitializationFailed"}},
+    {"configured again", "start 9 configure", {"didCreate", "ended: abandoned s1"}},
+    {"configured again before it was started", "start configure", {"ended: abandoned"}},
+    {"another manager", "start 9 replace", {"didCreate", "ended: abandoned s1"}},
+    {"another manager before it was started", "start replace", {"ended: abandoned"}}};
 
 INSTANTIATE_TEST_SUITE_P(, Ways, testing::ValuesIn(kWays));
 
-// What a stop has queued is done, whoever configures or makes a manager meanwhile.
-TEST_F(EndTest, AStoppedNightIsClosedWhateverTheHostDoesNext) {
-    for (const bool configures : {true, false}) {
-        lines.clear();
-        http->setDelay({});
-        makeManager();
-        const auto session = "s" + std::to_string(sessions + 1);
-        start();
-        executor->advance(seconds(30) - milliseconds(1));
-        slow();
-        passSeconds(1);
-        stop();
-        if (configures)
-            configureAgain();
-        else
-            replaceManager();
-        EXPECT_EQ(manager->getTrackingStatus().sessionId, std::nullopt) << "at once";
-        passSeconds(30);
-        EXPECT_THAT(lines, ElementsAre("didCreate", "didUpload 0", "didClose " + session,
-                                       "ended: closed " + session));
-        EXPECT_THAT(sent(), Contains("POST ai/v1/sessions/" + session + "/close"));
-        manager.reset();
-    }
-}
-
-TEST_F(EndTest, AStopBeforeTheSessionExistsHoldsThroughAnotherConfiguration) {
+TEST_F(EndTest, ConfirmationsAfterTheStopBelongToTheirSession) {
     makeManager();
-    slow();
-    start();
-    passSeconds(2);
-    stop();
-    configureAgain();
-    passSeconds(40);
-    EXPECT_THAT(lines, ElementsAre("didCreate", "didClose s1", "ended: closed s1"));
+    play("start 29.999 slow 1 stop 14 start 50 stop 10");
+    EXPECT_THAT(lines, ElementsAre("didCreate", "didUpload 0", "didClose s1", "ended: closed s1", "didCreate",
+                                   "didUpload 0", "didClose s2", "ended: closed s2"));
+    for (const auto& request : http->requests())
+        if (placeOf(request).ends_with("/logs")) {
+            EXPECT_THAT(request.body, HasSubstr("| Upload | 0 1\\n"));
+        }
 }
 
 // Chunks of a dead session may be refused one after the other, when another one is alive long since.
@@ -268,48 +137,14 @@ TEST_F(EndTest, OnlyTheCurrentSessionsEndIsTheRecordings) {
     begin();
     http->setDelay(seconds(8));
     host->acts = [this](const std::string& line) {
-        if (line.starts_with("ended: sessionGone")) start();
+        if (line.starts_with("ended: sessionGone")) manager->startTracking();
     };
-    passSeconds(8);
-    microphone->beginInterruption();
-    passSeconds(45);
-    microphone->endInterruption();  // chunk 0 is full at once and 1 in 5 s: 0 is refused while 1 waits
-    passSeconds(50);
+    play("8 interrupt 45 continue 50");  // chunk 0 is full at once and 1 in 5 s: 0 is refused while 1 waits
     EXPECT_THAT(lines, ElementsAre("didInterrupt", "didResume", "didFail httpStatus(404, gone)",
                                    "ended: sessionGone s1, httpStatus(404, gone)",
                                    "didFail httpStatus(404, gone)", "didCreate", "didUpload 0"));
     EXPECT_TRUE(microphone->isRunning());
     EXPECT_EQ(manager->getTrackingStatus().sessionId, "s2");
-}
-
-// A report that is asked for too early answers 404, which is no word about the session being recorded.
-TEST_F(EndTest, AnAnalysisThatFailsEndsNothing) {
-    begin();
-    manager->requestAnalysis();
-    passSeconds(29);
-    EXPECT_THAT(lines, ElementsAre("didFail httpStatus(404, not analysed yet)", "didUpload 0"));
-}
-
-TEST_F(EndTest, AnInterruptionWithinTheFirstSecondOnlyDelaysTheSession) {
-    makeManager();
-    start();
-    executor->advance(milliseconds(300));
-    microphone->beginInterruption();
-    executor->advance(milliseconds(300));
-    microphone->endInterruption();
-    passSeconds(31);
-    EXPECT_THAT(lines, ElementsAre("didInterrupt", "didResume", "didCreate", "didUpload 0"));
-
-    manager.reset();
-    makeManager();
-    start();
-    executor->advance(milliseconds(300));
-    microphone->beginInterruption();
-    passSeconds(9);
-    EXPECT_THAT(lines, ElementsAre("didInterrupt"));
-    microphone->endInterruption();
-    passSeconds(31);
-    EXPECT_THAT(lines, ElementsAre("didInterrupt", "didResume", "didCreate", "didUpload 0"));
 }
 
 // Whoever is told of a failure finds the state behind it.
@@ -319,17 +154,11 @@ TEST_F(EndTest, FailuresAreToldWhenTheStateHasChanged) {
         if (line.starts_with("didFail")) found.push_back(manager->getTrackingStatus().sessionId);
     };
     makeManager();
-    for (const auto* place : {"/close", "/mel-data/0", "POST ai/v1/sessions"}) {
-        refuse(place, 403);
-        start();
-        passSeconds(31);
-        stop();
-        passSeconds(1);
-    }
+    for (const std::string place : {"/close", "/mel-data/0", "/sessions"})
+        play("403:" + place + " start 31 stop 1");
     EXPECT_THAT(found, ElementsAre(std::nullopt, std::nullopt, std::nullopt));
     answerWith = {};
-    manager->requestAnalysis();
-    executor->runUntilIdle();
+    play("analysis 0");
     EXPECT_THAT(sent().back(), Not(HasSubstr("data/v3"))) << "a night that was not created leaves no session";
 }
 
@@ -337,11 +166,10 @@ TEST_F(EndTest, FailuresOfStartAndCloseKeepTheirCause) {
     makeManager();
     answerWith = [](const std::string& path) -> std::optional<HttpResult> {
         if (path.ends_with("ai/v1/sessions") || path.ends_with("/close"))
-            return PlatformError(Kind::timedOut, "no answer within 15 s");
+            return PlatformError(PlatformError::Kind::timedOut, "no answer within 15 s");
         return {};
     };
-    start();
-    passSeconds(2);
+    play("start 2");
     EXPECT_THAT(logText(), HasSubstr("| E | tracking | startTrackingNetworkFail(-9999, )\n"));
     EXPECT_THAT(logText(), HasSubstr("| E | tracking | cause: no answer within 15 s\n"));
 }
