@@ -67,8 +67,8 @@ void SleepTracker::configure(Config config,
     nights_.setDelegate(delegate_);
 }
 
-template <class... Arguments>
-void SleepTracker::onMainLoop(void (SleepTracker::*step)(Arguments...), Arguments... arguments) {
+template <class... Parameters, class... Arguments>
+void SleepTracker::onMainLoop(void (SleepTracker::*step)(Parameters...), Arguments... arguments) {
     platform_->mainLoop->post([weak = weak_from_this(), step, arguments...] {
         if (const auto self = weak.lock()) (*self.*step)(arguments...);
     });
@@ -224,7 +224,7 @@ bool SleepTracker::closeNight(bool invalid) {
     return true;
 }
 
-void SleepTracker::sendClose(std::string sessionId, bool invalid) {
+void SleepTracker::sendClose(const std::string& sessionId, bool invalid) {
     if (!nights_.sendClose(sessionId)) return;  // the server gave the session up meanwhile
     try {
         sessionService_->requestAction.send(
@@ -316,7 +316,7 @@ void SleepTracker::didInterrupt() {
 
 void SleepTracker::didResume() {
     // Later: whether the microphone runs again is settled behind this call.
-    if (std::exchange(checkAgain_, false)) onMainLoop(&SleepTracker::checkStart, std::uint64_t{starts_});
+    if (std::exchange(checkAgain_, false)) onMainLoop(&SleepTracker::checkStart, starts_);
     delegate_.tell([](auto& delegate) { delegate.didResume(); });
 }
 

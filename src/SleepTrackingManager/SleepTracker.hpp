@@ -69,8 +69,8 @@ class SleepTracker : public VelmorRecordingDelegate, public std::enable_shared_f
 
     SleepTracker(const std::shared_ptr<const Platform>& platform, const std::shared_ptr<LogAPI>& log);
 
-    template <class... Arguments>
-    void onMainLoop(void (SleepTracker::*step)(Arguments...), Arguments... arguments);
+    template <class... Parameters, class... Arguments>
+    void onMainLoop(void (SleepTracker::*step)(Parameters...), Arguments... arguments);
     void connectSessions();
 
     void start();
@@ -82,7 +82,7 @@ class SleepTracker : public VelmorRecordingDelegate, public std::enable_shared_f
     void stop();
     bool stopAndClose(bool invalid);
     bool closeNight(bool invalid);
-    void sendClose(std::string sessionId, bool invalid);
+    void sendClose(const std::string& sessionId, bool invalid);
     bool isInvalid() const;
     bool isClosing() const;
     void analyse();

@@ -22,10 +22,7 @@ VELMOR = os.environ["VELMOR"]
 
 class Request:
     def __init__(self, handler, body):
-        self.method = handler.command
-        self.path = handler.path
-        self.headers = handler.headers
-        self.body = body
+        self.method, self.path, self.headers, self.body = handler.command, handler.path, handler.headers, body
 
     def mel_sequence(self):
         match = re.fullmatch(r"/ai/v1/sessions/[^/]+/mel-data/(-?\d+)", self.path)
@@ -51,11 +48,7 @@ class Peer(http.server.ThreadingHTTPServer):
         super().__init__(("127.0.0.1", 0), Handler)
         self.answer = answer
         self.delay = delay
-        self.lock = threading.Lock()
         self.requests = []
-        self.logs = []
-        self.lifecycle = 0
-        self.overlaps = 0
         self.url = f"http://127.0.0.1:{self.server_port}"
 
     def __enter__(self):
@@ -69,8 +62,8 @@ class Peer(http.server.ThreadingHTTPServer):
     def uploads(self):
         return [r for r in self.requests if r.mel_sequence() is not None]
 
-    def track(self, *options, **how):
-        return velmor("track", "--base-url", self.url, "--api-key", "secret", "--json", *options, **how)
+    def track(self, *options):
+        return velmor("track", "--base-url", self.url, "--api-key", "secret", "--json", *options)
 
 
 class Handler(http.server.BaseHTTPRequestHandler):
@@ -79,17 +72,10 @@ class Handler(http.server.BaseHTTPRequestHandler):
         body = self.rfile.read(int(length[0])) if length else b""
         request = Request(self, body)
         if self.path == "/datadog/api/v2/logs":
-            self.server.logs.append(request)
             return self.reply(202, {})
-        lifecycle = self.path.startswith("/ai/v1/sessions")
-        with self.server.lock:
-            self.server.requests.append(request)
-            self.server.lifecycle += lifecycle
-            self.server.overlaps += lifecycle and self.server.lifecycle > 1
+        self.server.requests.append(request)
         time.sleep(self.server.delay)
         status, answer = self.server.answer(request) or self.usual(request)
-        with self.server.lock:
-            self.server.lifecycle -= lifecycle
         self.reply(status, answer)
 
     do_GET = do_POST = do_DELETE = handle_one
@@ -122,9 +108,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
 
 class Outcome:
     def __init__(self, process):
-        self.code = process.returncode
-        self.stdout = process.stdout
-        self.stderr = process.stderr
+        self.code, self.stdout, self.stderr = process.returncode, process.stdout, process.stderr
 
     def events(self):
         return [json.loads(line) for line in self.stdout.splitlines()]
@@ -167,8 +151,7 @@ def started(*arguments):
                             stderr=subprocess.PIPE, text=True)
 
 
-def velmor(*arguments, timeout=240):
+def velmor(*arguments):
     with tempfile.TemporaryDirectory() as home:
-        process = subprocess.run([VELMOR, *map(str, arguments)], capture_output=True, text=True, timeout=timeout,
-                                 env=environment() | {"XDG_DATA_HOME": home})
-        return Outcome(process)
+        return Outcome(subprocess.run([VELMOR, *map(str, arguments)], capture_output=True, text=True, timeout=240,
+                                      env=environment() | {"XDG_DATA_HOME": home}))

@@ -85,6 +85,13 @@ const std::vector<Way> kWays{
             t.stop();
         },
         {"ended: stopped", "micPermissionWasDenied"}},
+    Way{"stopped before the user agreed",
+        [](E& t) {
+            t.microphone->setPermission(RecordPermission::undetermined);
+            t.start();
+            t.stop();
+        },
+        {"ended: stopped"}},
     Way{"a microphone of another format",
         [](E& t) {
             t.microphone->setInputFormat({44'100.0, 1});
