@@ -156,7 +156,7 @@ class Worker:
         shutil.rmtree(self.kept, ignore_errors=True)
         shutil.copytree(self.build, self.kept, copy_function=os.link, ignore=shutil.ignore_patterns(".ninja*", "*.gch"))
         for test in TESTS:
-            self.limits[test] = 5 + 5 * self.must("build/mutate/" + test)
+            self.limits[test] = 10 + 3 * self.must("build/mutate/" + test)
 
     def run(self, command, limit=3600):
         """The exit code; none if it took longer than the limit, in seconds."""
