@@ -24,7 +24,8 @@ TESTS = [*(f"tests/{folder}/velmor_{name}_tests" for folder, name in (
     ("Recorder", "recorder"), ("SleepTrackingManager", "tracking"), ("Runtime", "runtime"), ("Platform", "platform"),
     ("Recorder", "recorder_night"), ("Faults", "fault")))]  # quickest first; those of the changed folder come before them
 TESTS[7:7] = [f"sim/velmor-nights {arguments}" for arguments in (
-    "--seeds 1-40 --regressions sim/regressions.txt", "--sweep delegates", "--sweep events --stride 5", "--sweep files --stride 5")]
+    "--seeds 1-40 --regressions sim/regressions.txt", "--sweep delegates", "--sweep events --stride 5", "--sweep files --stride 5",
+    "--sweep allocations --stride 5")]
 OPPOSITES = {"<": "<=", "<=": "<", ">": ">=", ">=": ">", "==": "!=", "!=": "==", "&&": "||", "||": "&&", "+": "-", "-": "+",
              "*": "/", "/": "*", "%": "/", "+=": "-=", "-=": "+=", "++": "--", "--": "++", "true": "false", "false": "true"}
 TOKEN = re.compile(r"(?<= )(<=?|>=?|[=!]=|&&|\|\||[-+*/%]|[-+]=)(?=\s)|\+\+|--|\b(true|false)\b")
@@ -155,7 +156,7 @@ class Worker:
         shutil.rmtree(self.kept, ignore_errors=True)
         shutil.copytree(self.build, self.kept, copy_function=os.link, ignore=shutil.ignore_patterns(".ninja*", "*.gch"))
         for test in TESTS:
-            self.limits[test] = 5 + 5 * self.must("build/mutate/" + test)
+            self.limits[test] = 10 + 3 * self.must("build/mutate/" + test)
 
     def run(self, command, limit=3600):
         """The exit code; none if it took longer than the limit, in seconds."""
@@ -225,9 +226,8 @@ def main():
     folders = [folder if (ROOT / folder).exists() else f"src/{folder}" for folder in options.folders]
     paths = [path.relative_to(ROOT) for folder in folders for path in (
         [ROOT / folder] if (ROOT / folder).is_file() else (ROOT / folder).glob("*.?pp" if folder == "src" else "**/*.?pp"))]
-    known = set(equivalents())
-    mutants = sorted(m for path in paths for m in mutants_of(str(path), options.seed)
-                     if (m.path, "".join(m.before), "".join(m.after)) not in known)
+    known, everything = set(equivalents()), (m for path in paths for m in mutants_of(str(path), options.seed))
+    mutants = sorted(m for m in everything if (m.path, "".join(m.before), "".join(m.after)) not in known)
     workers, counts, left, pending = [], {}, iter(mutants), set()
     with ThreadPoolExecutor(JOBS) as pool:
         workers += pool.map(Worker, range(JOBS))
