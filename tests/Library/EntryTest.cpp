@@ -18,6 +18,10 @@ class EntryTest : public NightTest {
               const std::shared_ptr<VelmorConfigDelegate>& delegate = {}) {
         initVelmorConfig("key", userId, baseUrl, {}, {}, delegate ? delegate : host);
     }
+    void initAndRun(const std::optional<std::string>& userId) {
+        init(userId);
+        executor->runUntilIdle();
+    }
 };
 
 TEST_F(EntryTest, JoinsAKnownUserAndMakesANewOne) {
@@ -25,8 +29,7 @@ TEST_F(EntryTest, JoinsAKnownUserAndMakesANewOne) {
     EXPECT_THAT(logText(), HasSubstr("| I | init | [CALL] initVelmorConfig - http://localhost/base -\n"));
     executor->runUntilIdle();
     EXPECT_EQ(host->joined->userId(), "u1");
-    init("x y");
-    executor->runUntilIdle();
+    initAndRun("x y");
     EXPECT_THAT(sent(), testing::AllOf(Contains("POST ai/v1/users"), Contains("GET ai/v1/users/x%20y")));
     EXPECT_EQ(lines, (Lines{"userDidJoin u1", "userDidJoin u1"}));
     EXPECT_THAT(logText(), HasSubstr("| I | init | [CALL] initVelmorConfig x y http://localhost/base -\n"));
@@ -48,8 +51,7 @@ TEST_F(EntryTest, OnlyTheLastDelegateHears) {
 TEST_F(EntryTest, FailedJoinIsToldWholeAndLoggedShort) {
     const std::string detail(300, 'd');
     answerWith = [&](const std::string&) { return HttpResponse{401, {}, R"({"detail":")" + detail + "\"}"}; };
-    init("a");
-    executor->runUntilIdle();
+    initAndRun("a");
     EXPECT_EQ(lines, Lines{"didFailUserJoin httpStatus(401, " + detail + ")"});
     EXPECT_THAT(logText(), HasSubstr("| E | init | Failed to user " +
                                      ("httpStatus(401, " + detail).substr(0, 200) + "\n"));
@@ -75,36 +77,28 @@ TEST_F(EntryTest, DeveloperModeReplacesThePath) {
     EXPECT_EQ(http->requests().at(0).url.absoluteString(), "http://localhost:81/mock/ai/v1/users/a");
     EXPECT_THAT(logText(), HasSubstr("[CALL] initVelmorConfig a http://localhost:81/api/v2 -\n"))
         << "as given";
-    init("a");
-    executor->runUntilIdle();
+    initAndRun("a");
     EXPECT_THAT(http->requests().back().body, HasSubstr("| I | init | Developer mode is on\\n")) << "shipped";
 }
 
 TEST_F(EntryTest, OldLogIsDroppedAtTheFirstConfigurationAndShippedLater) {
     files->put("/documents/VelmorSDK.log", "of an earlier run\n");
-    init("a");
-    executor->runUntilIdle();
+    initAndRun("a");
     EXPECT_THAT(sent(), ElementsAre("GET ai/v1/users/a"));
     EXPECT_FALSE(files->contents("/documents/VelmorSDK_send.log"));
     EXPECT_THAT(logText(), Not(HasSubstr("earlier run")));
-    init("b");
-    executor->runUntilIdle();
+    initAndRun("b");
     EXPECT_THAT(sent(), Contains("POST https://logs.velmor.example/datadog/api/v2/logs"));
     EXPECT_FALSE(files->contents("/documents/VelmorSDK_send.log"));
 }
 
 TEST_F(EntryTest, AFailedJoinGivesTheLogNoConfiguration) {
     answerWith = [](const std::string&) { return HttpResponse{401, {}, "{}"}; };
-    for (const char* user : {"a", "b"}) {
-        init(user);
-        executor->runUntilIdle();
-    }
+    for (const char* user : {"a", "b"}) initAndRun(user);
     EXPECT_THAT(sent(), ElementsAre("GET ai/v1/users/a", "GET ai/v1/users/b"));
     answerWith = {};
-    init("c");
-    executor->runUntilIdle();
-    init("d");
-    executor->runUntilIdle();
+    initAndRun("c");
+    initAndRun("d");
     EXPECT_THAT(http->requests().back().body, HasSubstr("userId:u1")) << "of the user who joined";
 }
 
