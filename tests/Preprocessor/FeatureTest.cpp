@@ -58,23 +58,9 @@ TEST(Decibels, CutEightyBelowTheLoudestThenDoubled) {
     EXPECT_DEATH(Feature::decibels({}), "Feature.cpp: Fatal error: stft.size\\(\\) > 0");
 }
 
-TEST(Istft, UndoesTheForwardTransform) {
-    auto x = TestSignals::noise(128 * 20 + 77, 1.0F);
-    const std::size_t kept = 128 * 20;
-    x.resize(x.size() + 128);
-    const auto y = Feature::istft(Feature::stftTranspose(x, 256, 128, "hann", true, "reflect"), 128);
-    ASSERT_EQ(y.size(), kept);
-    for (std::size_t i = 0; i < kept; ++i) ASSERT_NEAR(y[i], x[i], 1e-6F) << i;
+TEST(Istft, HopsAQuarterOfAFrameUnlessItIsTold) {
     const velmor::Matrix<std::complex<float>> flat(129, 9, 1.0F);
-    EXPECT_EQ(Feature::istft(flat, 0), Feature::istft(flat, 64)) << "a quarter of a frame unless it is told";
-}
-
-// What the filters weigh is held against the reference.
-TEST(MelBank, ScaleIsLinearBelowItsJoint) {
-    EXPECT_FLOAT_EQ(librosa::internal::hertzToMel(999), 999 / 66.666664F);
-    EXPECT_FLOAT_EQ(librosa::internal::hertzToMel(1000), 15.000001F);
-    for (const int hertz : {0, 500, 1000, 4000, 8000})
-        EXPECT_NEAR(librosa::internal::melToHertz(librosa::internal::hertzToMel(hertz)), hertz, 1e-3 * hertz);
+    EXPECT_EQ(Feature::istft(flat, 0), Feature::istft(flat, 64));
 }
 
 TEST(Mel, OfOneWholeChunkWhateverTheNames) {

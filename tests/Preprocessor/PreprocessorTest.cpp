@@ -67,6 +67,13 @@ class FakeStore : public Velmor::ChunkStore {
 
 class PreprocessorTest : public testing::Test {
   protected:
+    /// What is wrong with the conversion of that file; empty when nothing is.
+    std::string errorWith(const ChunkFile& file) {
+        store_.chunks["chunk.wav"] = file;
+        return errorOf<Velmor::PreprocessorError>(
+            [&] { Preprocessor::shared().convert("chunk.wav", store_); });
+    }
+
     FakeStore store_;
 };
 
@@ -96,12 +103,7 @@ TEST_F(PreprocessorTest, WhatIsWrongWithAChunkFile) {
         {{.present = 479999}, "channelData"},
         {{.readFails = true}, "system: EIO"},
     };
-    for (const Case& c : cases) {
-        store_.chunks["chunk.wav"] = c.file;
-        EXPECT_EQ(
-            errorOf<Velmor::PreprocessorError>([&] { Preprocessor::shared().convert("chunk.wav", store_); }),
-            c.error);
-    }
+    for (const Case& c : cases) EXPECT_EQ(errorWith(c.file), c.error);
     EXPECT_EQ(
         errorOf<Velmor::PreprocessorError>([&] { Preprocessor::shared().convert("missing.wav", store_); }),
         "system: no such file");
@@ -109,16 +111,11 @@ TEST_F(PreprocessorTest, WhatIsWrongWithAChunkFile) {
 }
 
 TEST_F(PreprocessorTest, OutputThatCannotBeWritten) {
-    store_.chunks["chunk.wav"] = {};
     store_.writeFails = true;
-    EXPECT_EQ(
-        errorOf<Velmor::PreprocessorError>([&] { Preprocessor::shared().convert("chunk.wav", store_); }),
-        "system: disk full");
+    EXPECT_EQ(errorWith({}), "system: disk full");
     for (const char* directory : {"", "gone"}) {
         store_.directory = directory;
-        EXPECT_EQ(
-            errorOf<Velmor::PreprocessorError>([&] { Preprocessor::shared().convert("chunk.wav", store_); }),
-            "melFile");
+        EXPECT_EQ(errorWith({}), "melFile");
     }
 }
 

@@ -3,7 +3,6 @@
 #include <future>
 #include <gtest/gtest.h>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <Velmor/Async.hpp>
@@ -54,13 +53,6 @@ TEST(Async, ThrowsTheErrorFromGetAndFromAwait) {
     promise.set(VelmorError(VelmorError::over24hours{}));
     EXPECT_THROW(promise.async().get(), VelmorError);
     EXPECT_EQ(log, std::vector{VelmorError(VelmorError::over24hours{}).description()});
-}
-
-TEST(Async, GetWaitsForAnotherThread) {
-    const AsyncPromise<void> promise;
-    std::thread other([promise] { promise.set(std::monostate{}); });
-    promise.async().get();
-    other.join();
 }
 
 TEST(Async, APromiseThatIsDroppedEndsTheWait) {

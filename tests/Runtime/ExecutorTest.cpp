@@ -81,41 +81,31 @@ TEST(ThreadExecutor, EndingItDropsWhatHasNotStartedAndWaitsForWhatHas) {
     EXPECT_EQ(owned.use_count(), 1);
 }
 
-TEST(ThreadExecutor, TwoMayEndEachOther) {
-    struct Shared {  // the threads outlive this test
-        std::barrier<> posted{3};
-        std::array<std::promise<void>, 2> done;
-    };
-    const auto shared = std::make_shared<Shared>();
-    std::array executors{makeThreadExecutor(makeClock(), 1, "test"),
-                         makeThreadExecutor(makeClock(), 1, "test")};
-    const std::array raw{executors[0].get(), executors[1].get()};
-    for (std::size_t i : {0U, 1U})
-        raw.at(i)->post([held = std::move(executors.at(1 - i)), shared, i]() mutable {
-            shared->posted.arrive_and_wait();
-            held.reset();
-            shared->done.at(i).set_value();
-        });
-    shared->posted.arrive_and_wait();  // whoever posts needs the executor to the end of the call
-    for (auto& done : shared->done) {
-        auto ended = done.get_future();
-        EXPECT_TRUE(arrives(ended));
+// One ends itself in its own task, two end each other.
+TEST(ThreadExecutor, TheLastReferencesMayDropInsideTasks) {
+    for (const std::ptrdiff_t count : {1, 2}) {
+        struct Shared {  // the threads outlive this test
+            explicit Shared(std::ptrdiff_t count) : posted(count) {}
+            std::barrier<> posted;
+            std::array<std::promise<void>, 2> done;
+        };
+        const auto shared = std::make_shared<Shared>(count + 1);
+        std::vector<std::shared_ptr<Executor>> executors;
+        std::vector<Executor*> raw;
+        for (std::ptrdiff_t i = 0; i < count; ++i)
+            raw.push_back(executors.emplace_back(makeThreadExecutor(makeClock(), 1, "test")).get());
+        for (std::size_t i = 0; i < raw.size(); ++i)
+            raw[i]->post([held = std::move(executors[raw.size() - 1 - i]), shared, i]() mutable {
+                shared->posted.arrive_and_wait();
+                held.reset();
+                shared->done.at(i).set_value();
+            });
+        shared->posted.arrive_and_wait();  // whoever posts needs the executor to the end of the call
+        for (std::size_t i = 0; i < raw.size(); ++i) {
+            auto ended = shared->done.at(i).get_future();
+            EXPECT_TRUE(arrives(ended));
+        }
     }
-}
-
-TEST(ThreadExecutor, TheLastReferenceMayDropInsideATask) {
-    auto executor = makeThreadExecutor(makeClock(), 2, "test");
-    const auto done = std::make_shared<std::promise<void>>();  // the thread outlives this test
-    auto finished = done->get_future();
-    std::promise<void> posted;
-    auto* raw = executor.get();
-    raw->post([held = std::move(executor), done, returned = posted.get_future().share()]() mutable {
-        returned.wait();
-        held.reset();
-        done->set_value();
-    });
-    posted.set_value();
-    EXPECT_TRUE(arrives(finished));
 }
 
 class Manual : public testing::Test {
