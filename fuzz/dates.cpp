@@ -23,7 +23,7 @@ void writeAndRead(Model::Date time) {
 void readAndWrite(std::string text) {
     const auto time = Iso8601::parse(text);
     if (text.size() > 14 && text[8] == 'T')  // basic; to extended
-        for (const auto& [at, mark] : {std::pair{4, "-"}, {7, "-"}, {13, ":"}, {16, ":"}})
+        for (const auto& [at, mark] : {std::pair{std::size_t{4}, "-"}, {7U, "-"}, {13U, ":"}, {16U, ":"}})
             text.insert(at, mark);
     const auto day = Iso8601::parseDay(text.substr(0, 10));
     if (day) require(Iso8601::formatDay(*day) == text.substr(0, 10), "another day than was read", text);
