@@ -31,7 +31,7 @@ void requireState(const APIOutcome& outcome, std::optional<std::int64_t> status)
     require(upload.closedSessionId.has_value() == (status.value_or(0) == 403 || status.value_or(0) == 404),
             "a session is closed by 403 and 404");
     const auto analysis = failed({Request::analysis{config, "s"}});
-    require(analysis.error.is<VelmorError::unknown>(), "an early analysis looks like a closed session");
+    require(!analysis.closedSessionId, "an early analysis looks like a closed session");
 }
 
 void requireOutcome(std::int64_t status, const std::string& body, const APIOutcome& outcome) {
