@@ -5,6 +5,7 @@
 #include "Runtime/ThreadSafety.hpp"
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <exception>
 #include <functional>
@@ -38,35 +39,33 @@ struct APIOutcome {
 /// Any thread. Releasing it gives up what is under way; the completions are then destroyed uncalled.
 class APIService : public std::enable_shared_from_this<APIService> {
   public:
+    /// Longer than any request takes.
+    static constexpr std::chrono::seconds kAnswerCheck{60};
+
     explicit APIService(const std::shared_ptr<HttpTransport>& http);
 
-    /// The answer is decoded and `completion` called on `on`. Null for 204 without looking at the body.
-    /// Statuses outside 200 to 399 are a VelmorError, case `httpStatus`; bodies that are no envelope are a
-    /// DecodingError.
+    /// The answer is decoded and `completion` called on `on`. When the executor has no memory to take an
+    /// answer in, the answer waits for a timer that was set before the request went out, at most
+    /// `kAnswerCheck`. Null for 204 without looking at the body. Statuses outside 200 to 399 are a
+    /// VelmorError, case `httpStatus`; bodies that are no envelope are a DecodingError.
     void request(HttpRequest&& request, const std::shared_ptr<Executor>& on, RecordDecoder decoder,
                  std::function<void(const APIOutcome&)> completion);
 
-    /// Brings the answers that found no memory on their way; without it they come with the next request.
-    void deliverLate();
-
   private:
     using Completion = HttpTransport::Completion;
-    /// Written by the transport, read by `finish`.
     struct Answer {
-        std::optional<HttpResult> result;
-        std::atomic<bool> late{false};  ///< there was no memory for the task that brings it
+        std::optional<HttpResult> result;  ///< written by the transport, read once it has arrived
+        std::atomic<bool> arrived{false};
     };
     struct Pending {
         std::unique_ptr<HttpExchange> exchange;
         Completion completion;
         std::shared_ptr<Answer> answer;
-        std::shared_ptr<Executor> on;
     };
 
     void send(HttpRequest request, const std::shared_ptr<Executor>& on, Completion completion);
     void finish(std::uint64_t number);
     std::optional<Pending> take(std::uint64_t number);
-    static bool post(const std::weak_ptr<APIService>& self, Executor& on, std::uint64_t number);
 
     const std::shared_ptr<HttpTransport> http_;
     Mutex mutex_;

@@ -4,7 +4,7 @@
 #include "Runtime/Channel.hpp"
 
 #include <cstdint>
-#include <list>
+#include <deque>
 #include <memory>
 #include <optional>
 #include <string>
@@ -106,29 +106,30 @@ class SessionsService : public std::enable_shared_from_this<SessionsService> {
     Channel<Request> requestAction;
     Channel<State> stateSender;
 
-    /// Has answers that found no memory on their way looked for; every request does so too.
-    void wake();
-
     /// The transport, for queries that have no state. Any thread.
     APIService& apiService() { return *apiService_; }
 
   private:
     SessionsService(const std::shared_ptr<const Platform>& platform, const std::shared_ptr<LogAPI>& log);
 
-    void take(const std::shared_ptr<Request>& request);
-    void startHead();
-    void start(const std::shared_ptr<Request>& request, bool queued);
-    void startLog(const std::shared_ptr<Request>& request);
-    void finishHead();
-    static void finish(const std::weak_ptr<SessionsService>& service, const Request& request, bool queued,
+    /// A request with what is published of it when there is no memory for its real outcome.
+    struct Accepted {
+        Request request;
+        State lost;
+    };
+    using AcceptedRequest = std::shared_ptr<Accepted>;
+
+    void take(const AcceptedRequest& accepted);
+    void start(const AcceptedRequest& accepted);
+    void startLog(const AcceptedRequest& accepted);
+    static void finish(const std::weak_ptr<SessionsService>& service, const Accepted& accepted,
                        const APIOutcome& outcome);
-    void publish(const Request& request, const APIOutcome& outcome);
+    void publish(const Accepted& accepted, const APIOutcome& outcome);
 
     const std::shared_ptr<const Platform> platform_;
     const std::shared_ptr<LogAPI> log_;
     const std::shared_ptr<APIService> apiService_;
-    std::list<std::shared_ptr<Request>> queue_;  // main loop only; the head is the one in progress
-    bool headAnswered_ = false;                  // and its outcome is being published
+    std::deque<AcceptedRequest> queue_;  // main loop only; the head is the one in progress
     Bag bag_;
 };
 

@@ -72,17 +72,14 @@ TEST_F(APIServiceTest, StatusAndEnvelopeRules) {
     }
 }
 
-TEST_F(APIServiceTest, AnAnswerWithoutMemoryForItsTaskComesWithTheNextRequest) {
+TEST_F(APIServiceTest, AnAnswerWithoutMemoryForItsTaskComesWithTheTimerThatWasSetBefore) {
     http->enqueueStatus(200, R"({"result":{"session_id":"s"}})");
     send();
     answers->full = true;
     executor->runUntilIdle();
     answers->full = false;
-    http->enqueueSilence();
-    executor->runUntilIdle();
     EXPECT_THAT(outcomes, testing::IsEmpty());
-    send();
-    executor->runUntilIdle();
+    executor->advance(APIService::kAnswerCheck);
     EXPECT_THAT(outcomes, testing::ElementsAre("result s"));
 }
 
