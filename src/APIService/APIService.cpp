@@ -19,45 +19,30 @@ PlatformError sendFailure() {
 }
 
 void checkStatus(const HttpResponse& response) {
-    if (static_cast<unsigned>(response.status) - 200U < 200U) return;
+    if (response.status >= 200 && response.status < 400) return;
     const auto [result, detail] = decodeResponse<Model::ErrorBody>(response.body);
     throw VelmorError(VelmorError::httpStatus{
         response.status, result ? result->errorCode.value_or(kNoErrorCode) : kNoErrorCode, detail});
-}
-
-std::shared_ptr<const void> unwrap(const HttpResponse& response, RecordDecoder decoder) {
-    if (response.status == 204) return {};
-    checkStatus(response);
-    return decoder(response.body);
-}
-
-APIOutcome outcomeOf(const HttpResult& result, RecordDecoder decoder) {
-    if (const auto* error = std::get_if<PlatformError>(&result)) return {std::make_exception_ptr(*error), {}};
-    try {
-        return {{}, unwrap(std::get<HttpResponse>(result), decoder)};
-    } catch (...) {
-        return {std::current_exception(), {}};
-    }
 }
 
 }  // namespace
 
 APIService::APIService(const std::shared_ptr<HttpTransport>& http) : http_(http) {}
 
-void APIService::request(HttpRequest&& request, const std::shared_ptr<Executor>& on, RecordDecoder decoder,
-                         std::function<void(const APIOutcome&)> completion) {
-    send(std::move(request), on, [decoder, completion = std::move(completion)](const HttpResult& result) {
-        completion(outcomeOf(result, decoder));
-    });
+const HttpResponse& APIService::checked(const HttpResult& result) {
+    if (const auto* error = std::get_if<PlatformError>(&result)) throw *error;
+    const auto& response = std::get<HttpResponse>(result);
+    checkStatus(response);
+    return response;
 }
 
-void APIService::send(HttpRequest request, const std::shared_ptr<Executor>& on, Completion completion) {
+void APIService::send(HttpRequest request, const std::shared_ptr<Executor>& on, Receiver receiver) {
     const auto answer = std::make_shared<Answer>();
     std::uint64_t number = 0;
     {
         const Lock lock(mutex_);
         number = next_++;
-        pending_.emplace(number, Pending{{}, std::move(completion), answer});
+        pending_.emplace(number, Pending{{}, std::move(receiver), answer});
     }
     try {
         const auto deliver = [self = weak_from_this(), number, answer] {
@@ -66,7 +51,7 @@ void APIService::send(HttpRequest request, const std::shared_ptr<Executor>& on, 
         };
         on->postAfter(kAnswerCheck, deliver);
         // The transport's thread takes no reference, so that it never is the one to end the service.
-        const Completion arrive = [on, answer, deliver](HttpResult result) {
+        const HttpTransport::Completion arrive = [on, answer, deliver](HttpResult result) {
             answer->result = std::move(result);
             answer->arrived = true;
             contain([&] { on->post(deliver); });  // else the timer delivers it
@@ -96,7 +81,7 @@ std::optional<APIService::Pending> APIService::take(std::uint64_t number) {
 }
 
 void APIService::finish(std::uint64_t number) {
-    if (auto done = take(number)) done->completion(std::move(*done->answer->result));
+    if (auto done = take(number)) done->receiver(*done->answer->result);
 }
 
 }  // namespace Velmor

@@ -3,7 +3,9 @@
 
 #include "Runtime/ThreadSafety.hpp"
 
+#include <algorithm>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -41,27 +43,31 @@ class Channel {
     [[nodiscard]] Subscription subscribe(Observer observer) {
         auto owned = std::make_shared<const Observer>(std::move(observer));
         const Lock lock(mutex_);
-        std::erase_if(observers_, [](const auto& earlier) { return earlier.expired(); });
-        observers_.push_back(owned);
+        auto next = std::make_shared<Observers>();
+        std::ranges::copy_if(*observers_, std::back_inserter(*next),
+                             [](const auto& earlier) { return !earlier.expired(); });
+        next->push_back(owned);
+        observers_ = std::move(next);
         return Subscription(std::move(owned));
     }
 
-    /// Tells the observers on the calling thread, in the order of their subscription.
+    /// Tells the observers on the calling thread, in the order of their subscription. Takes no memory.
     void send(const T& value) const {
-        for (const auto& weak : current())
+        const auto observers = current();  // one of them may subscribe another
+        for (const auto& weak : *observers)
             if (const auto observer = weak.lock()) (*observer)(value);
     }
 
   private:
     using Observers = std::vector<std::weak_ptr<const Observer>>;
 
-    Observers current() const {
+    std::shared_ptr<const Observers> current() const {
         const Lock lock(mutex_);
         return observers_;
     }
 
-    mutable Mutex mutex_;
-    Observers observers_ VELMOR_GUARDED_BY(mutex_);
+    mutable Mutex mutex_;  // of which list is current; a list does not change
+    std::shared_ptr<const Observers> observers_ VELMOR_GUARDED_BY(mutex_) = std::make_shared<Observers>();
 };
 
 /// A channel that remembers its last value.

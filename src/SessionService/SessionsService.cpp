@@ -1,8 +1,6 @@
 #include "SessionService/SessionsService.hpp"
 
 #include "APIService/APIService.hpp"
-#include "APIService/Encode.hpp"
-#include "APIService/Requests.hpp"
 #include "Log/LogAPI.hpp"
 #include "Log/LogUpload.hpp"
 #include "Runtime/Contain.hpp"
@@ -33,13 +31,10 @@ void logDropped(const Request& request, LogAPI& log) {
 void uploadLog(APIService& api, const Platform& platform, Request::log& request,
                const std::function<void()>& finished) {
     if (!request.config) return finished();
-    const auto& config = *request.config;
     try {
-        const auto record =
-            LogUpload::makeRequest(config, request.sessionId, std::move(request.message), *platform.device);
-        api.request(jsonPost(LogUpload::url(platform), encode(record), config, *platform.device),
-                    platform.background, decodeRecord<LogUpload::Response>,
-                    [finished](const APIOutcome&) { finished(); });
+        auto call = LogUpload::call(platform, *request.config, request.sessionId, std::move(request.message));
+        api.request<LogUpload::Response>(std::move(call), platform.background,
+                                         [finished](const auto&) { finished(); });
     } catch (...) {  // the text cannot be sent; it is dropped like one that did not arrive
         finished();
     }
@@ -57,8 +52,9 @@ std::shared_ptr<SessionsService> SessionsService::make(const std::shared_ptr<con
     service->bag_.add(service->requestAction.subscribe(
         [weak = std::weak_ptr(service), mainLoop = platform->mainLoop, log](const Request& request) {
             // All that a failure takes is made here, where the sender still hears that there is no memory.
-            const auto accepted = std::make_shared<Accepted>(
-                request, SessionCalls::stateOf(request, {std::make_exception_ptr(std::bad_alloc()), {}}));
+            const auto failure = std::make_exception_ptr(std::bad_alloc());
+            const auto accepted = std::make_shared<AcceptedRequest>(
+                AcceptedRequest{request, SessionCalls::stateOfFailure(request, failure)});
             mainLoop->post([weak, log, accepted] {
                 if (const auto self = weak.lock())
                     self->take(accepted);
@@ -77,38 +73,37 @@ SessionsService::~SessionsService() {
     for (const auto& accepted : queue_) logDropped(accepted->request, *log_);
 }
 
-void SessionsService::take(const AcceptedRequest& accepted) {
+void SessionsService::take(const Accepted& accepted) {
     if (std::holds_alternative<Request::log>(accepted->request.value)) return startLog(accepted);
     if (!isLifecycle(accepted->request)) return start(accepted);
     try {
         queue_.push_back(accepted);
     } catch (...) {
-        return publish(*accepted, {std::current_exception(), {}});
+        return publish(accepted->lost);
     }
     if (queue_.size() == 1) start(accepted);
 }
 
-void SessionsService::start(const AcceptedRequest& accepted) {
-    const auto end = [weak = weak_from_this(), accepted](const APIOutcome& outcome) {
-        finish(weak, *accepted, outcome);
+void SessionsService::start(const Accepted& accepted) {
+    const auto end = [weak = weak_from_this(), accepted](const State& state) {
+        finish(weak, *accepted, state);
     };
-    const auto& mainLoop = platform_->mainLoop;
     try {
-        auto& request = accepted->request;
-        log_->debugPrint(SessionCalls::line(request));
-        apiService_->request(SessionCalls::httpRequest(request, *platform_->device), mainLoop,
-                             SessionCalls::decoder(request), end);
+        SessionCalls::send(accepted, *apiService_, *platform_, *log_, end);
     } catch (...) {
-        const APIOutcome refusal{std::current_exception(), {}};
+        auto refused = accepted->lost;
+        contain([&, error = std::current_exception()] {
+            refused = SessionCalls::stateOfFailure(accepted->request, error);
+        });
         try {
-            mainLoop->post([end, refusal] { end(refusal); });
-        } catch (...) {  // no memory for a task either, but the queue must go on
-            end(refusal);
+            platform_->mainLoop->post([end, refused] { end(refused); });
+        } catch (...) {  // no memory for a task, but the queue must go on
+            end(refused);
         }
     }
 }
 
-void SessionsService::startLog(const AcceptedRequest& accepted) {
+void SessionsService::startLog(const Accepted& accepted) {
     platform_->background->post(
         [weak = std::weak_ptr(apiService_), platform = platform_, log = log_, accepted] {
             if (const auto api = weak.lock())
@@ -117,21 +112,19 @@ void SessionsService::startLog(const AcceptedRequest& accepted) {
         });
 }
 
-void SessionsService::finish(const std::weak_ptr<SessionsService>& service, const Accepted& accepted,
-                             const APIOutcome& outcome) {
+void SessionsService::finish(const std::weak_ptr<SessionsService>& service, const AcceptedRequest& accepted,
+                             const State& state) {
     const bool queued = isLifecycle(accepted.request);
     if (const auto self = service.lock()) {
         if (queued) self->queue_.pop_front();
-        self->publish(accepted, outcome);
+        self->publish(state);
     }
     // An observer may have released the service, and nothing must go out then.
     const auto self = service.lock();
     if (self && queued && !self->queue_.empty()) self->start(self->queue_.front());
 }
 
-void SessionsService::publish(const Accepted& accepted, const APIOutcome& outcome) {
-    State state = accepted.lost;
-    contain([&] { state = SessionCalls::stateOf(accepted.request, outcome); });
+void SessionsService::publish(const State& state) {
     if (const auto* join = std::get_if<State::userJoin>(&state.value)) log_->setConfig(join->config);
     contain([&] { stateSender.send(state); },
             [this](const std::string& reason) {
