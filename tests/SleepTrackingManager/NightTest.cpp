@@ -23,9 +23,8 @@ class TrackingTest : public NightTest {
             return path;
         };
         parts.samples = Samples::counted;
-        auto tracker = SleepTracker::make(platform, std::make_shared<LogAPI>(platform), parts);
-        tracker->configure(Config("key", "u1", Url::parse(kBaseUrl)), host);
-        return tracker;
+        return SleepTracker::make(platform, std::make_shared<LogAPI>(platform),
+                                  Config("key", "u1", Url::parse(kBaseUrl)), host, parts);
     }
 };
 
