@@ -145,13 +145,8 @@ void checkFolders(std::vector<Finding>& findings, const SharedOptions& shared) {
 void print(const Finding& finding, bool json) {
     const bool good = finding.code == ExitCode::done;
     if (json)
-        std::printf("%s\n", JsonObject()
-                                .text("check", finding.part)
-                                .boolean("ok", good)
-                                .text("text", finding.text)
-                                .text("advice", finding.advice)
-                                .str()
-                                .c_str());
+        printJson(
+            {{"check", finding.part}, {"ok", good}, {"text", finding.text}, {"advice", finding.advice}});
     else
         std::printf("%-4s %-12s %s%s%s\n", good ? "ok" : "BAD", finding.part.c_str(), finding.text.c_str(),
                     finding.advice.empty() ? "" : "; ", finding.advice.c_str());
