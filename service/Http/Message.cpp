@@ -146,17 +146,18 @@ std::string serialise(const Response& response, bool withBody) {
 Response errorResponse(int status, int code, std::string_view detail) {
     Response response;
     response.status = status;
-    response.body = JsonObject()
-                        .addRaw("result", JsonObject().add("error_code", code).text())
-                        .add("detail", detail)
-                        .text();
+    response.body = jsonText({{"result", {{"error_code", code}}}, {"detail", detail}});
     return response;
 }
 
-Response resultResponse(const std::string& resultJson) {
+Response resultResponse(const Json& result) {
     Response response;
-    response.body = JsonObject().addRaw("result", resultJson).text();
+    response.body = jsonText({{"result", result}});
     return response;
+}
+
+Response emptyResult() {
+    return resultResponse(Json::object());
 }
 
 }  // namespace VelmorService

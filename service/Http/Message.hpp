@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <nlohmann/json_fwd.hpp>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -83,7 +84,9 @@ Request decodeTarget(RawRequest raw);
 /// The whole answer as bytes. `withBody` false (for HEAD) keeps the length but sends no body.
 std::string serialise(const Response& response, bool withBody = true);
 Response errorResponse(int status, int code, std::string_view detail);
-/// {"result": ...} around a JSON text.
-Response resultResponse(const std::string& resultJson);
+/// {"result": ...} around a value.
+Response resultResponse(const nlohmann::ordered_json& result);
+/// {"result":{}}
+Response emptyResult();
 
 }  // namespace VelmorService

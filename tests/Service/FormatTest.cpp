@@ -41,13 +41,9 @@ TEST(Dates, KnowsZonesWithAndWithoutSummerTime) {
         EXPECT_EQ(utcOffset(winter, unknown), 0) << unknown;
 }
 
-TEST(JsonText, IsValidWhateverTheBytes) {
-    EXPECT_EQ(jsonQuoted("a\"\\\n\x01\x7F</script>"), R"("a\"\\\n\u0001\u007f\u003c/script\u003e")");
-    EXPECT_EQ(jsonQuoted("\xC3\xA9\xF0\x9F\x98\xB4"), "\"\xC3\xA9\xF0\x9F\x98\xB4\"");
-    // A stray continuation, an overlong slash, a surrogate's first byte and a cut sequence.
-    EXPECT_EQ(jsonQuoted("\x80|\xC0\xAF|\xE2\x82"),
-              "\"\xEF\xBF\xBD|\xEF\xBF\xBD\xEF\xBF\xBD|\xEF\xBF\xBD\xEF\xBF\xBD\"");
-    EXPECT_EQ(jsonNumber(1.0 / 0.0), "null");
+TEST(JsonText, IsHarmlessInAPageWhateverTheBytes) {
+    EXPECT_EQ(jsonText({{"b", "</script>&"}, {"a", "\x80|"}}),
+              "{\"b\":\"\\u003c/script\\u003e\\u0026\",\"a\":\"\xEF\xBF\xBD|\"}");
 }
 
 TEST(RequestReader, RefusesWhatIsNotHttp) {
