@@ -33,10 +33,7 @@ struct Finding {
 // Hears whether a recording fails within its first moments.
 class Listener : public Velmor::VelmorRecordingDelegate {
   public:
-    void recordedData(std::string /*data*/, std::int64_t /*sequence*/) override {}
     void didFail(const Velmor::VelmorError& error) override { tell(error.description()); }
-    void didInterrupt() override {}
-    void didResume() override {}
     void micPermissionWasDenied() override { tell("this program may not record"); }
 
     /// What went wrong, empty when the microphone was heard.
