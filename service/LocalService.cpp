@@ -12,17 +12,15 @@ namespace VelmorService {
 
 namespace {
 
-/// A web page elsewhere could reach loopback through a name of its own that resolves there. Its requests
-/// carry that name.
+/// A web page of another site can reach this service through a name of its own that resolves to loopback. Its
+/// requests carry that name.
 void checkHost(const Request& request) {
     const std::string* host = request.raw.header("Host");
     if (host == nullptr) {
         return;
     }
-    const auto colon = host->starts_with('[') ? host->find("]:") : host->rfind(':');
-    const std::string name =
-        host->substr(0, host->starts_with('[') && colon != std::string::npos ? colon + 1 : colon);
-    if (name != "127.0.0.1" && name != "[::1]" && !equalsIgnoringCase(name, "localhost")) {
+    const std::string name = host->substr(0, host->rfind(':'));
+    if (name != "127.0.0.1" && !equalsIgnoringCase(name, "localhost")) {
         throw ApiError(403, ErrorCode::kForeignHost, "this service answers on loopback names only");
     }
 }
@@ -41,7 +39,7 @@ class LocalService::Impl {
           onRequest_(options.onRequest),
           store_(options.directory),
           router_(routes(store_)),
-          server_(options.host, options.port, [this](RawRequest raw) { return serve(std::move(raw)); }) {}
+          server_(options.port, [this](RawRequest raw) { return serve(std::move(raw)); }) {}
 
     HttpServer& server() { return server_; }
 

@@ -14,11 +14,10 @@ struct ServedRequest {
 };
 
 struct LocalServiceOptions {
-    std::string directory = {};      ///< data: a SQLite file and the mel arrays; made when it is not there
-    std::uint16_t port = 0;          ///< 0 for a free one
-    std::string host = "127.0.0.1";  ///< "127.0.0.1", "::1" or "localhost": it listens on loopback only
-    std::string apiKey = {};         ///< the only key that is accepted; empty for any
-    /// Told of every answer to a request of this API, on the service's thread.
+    std::string directory = {};  ///< data: a SQLite file and the mel arrays; made when it is not there
+    std::uint16_t port = 0;      ///< 0 for a free one
+    std::string apiKey = {};     ///< the only key that is accepted; empty for any
+    /// Told of every answer that the handlers of this service gave, on its thread.
     std::function<void(const ServedRequest&)> onRequest = {};
 };
 

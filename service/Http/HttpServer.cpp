@@ -23,7 +23,7 @@ constexpr std::size_t kConnectionMemory = 64 * 1024;
 /// A longer body is dropped while it arrives. It is read all the same, because a client that sends everything
 /// before it listens would lose an early answer together with the connection.
 constexpr std::size_t kLongestBody = 4 * 1024 * 1024;
-constexpr std::size_t kLongestDroppedBody = 64 * 1024 * 1024;
+constexpr std::size_t kLongestDroppedBody = 16 * 1024 * 1024;
 
 /// One request on its way in and its answer on the way out.
 struct Exchange {
@@ -106,29 +106,15 @@ MHD_Result takeRequest(void* handler, MHD_Connection* connection, const char*, c
     }
 }
 
-void checkHost(const std::string& host) {
-    if (host != "127.0.0.1" && host != "::1" && host != "localhost") {
-        throw std::runtime_error("the local service listens on loopback only, not on \"" + host + "\"");
-    }
-}
-
-MHD_Daemon* startDaemon(const std::string& host, std::uint16_t port, HttpServer::Handler& handler) {
-    sockaddr_in four{};
-    four.sin_family = AF_INET;
-    four.sin_port = htons(port);
-    four.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    sockaddr_in6 six{};
-    six.sin6_family = AF_INET6;
-    six.sin6_port = htons(port);
-    six.sin6_addr = in6addr_loopback;
-    const bool isSix = host == "::1";
-    const auto* address =
-        isSix ? reinterpret_cast<const sockaddr*>(&six) : reinterpret_cast<const sockaddr*>(&four);
+MHD_Daemon* startDaemon(std::uint16_t port, HttpServer::Handler& handler) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     // The clock of this machine is never read, so there is no "Date".
-    const unsigned flags = MHD_USE_EPOLL_INTERNAL_THREAD | MHD_USE_ITC | MHD_USE_SUPPRESS_DATE_NO_CLOCK |
-                           (isSix ? MHD_USE_IPv6 : MHD_NO_FLAG);
-    return MHD_start_daemon(flags, port, nullptr, nullptr, takeRequest, &handler,   //
-                            MHD_OPTION_SOCK_ADDR, address,                          //
+    constexpr unsigned kFlags = MHD_USE_EPOLL_INTERNAL_THREAD | MHD_USE_ITC | MHD_USE_SUPPRESS_DATE_NO_CLOCK;
+    return MHD_start_daemon(kFlags, port, nullptr, nullptr, takeRequest, &handler,  //
+                            MHD_OPTION_SOCK_ADDR, &address,                         //
                             MHD_OPTION_URI_LOG_CALLBACK, beginExchange, nullptr,    //
                             MHD_OPTION_NOTIFY_COMPLETED, endExchange, nullptr,      //
                             MHD_OPTION_CONNECTION_LIMIT, kMostConnections,          //
@@ -139,13 +125,11 @@ MHD_Daemon* startDaemon(const std::string& host, std::uint16_t port, HttpServer:
 
 }  // namespace
 
-HttpServer::HttpServer(const std::string& host, std::uint16_t port, Handler handler)
-    : host_(host), handler_(std::move(handler)) {
-    checkHost(host);
-    daemon_.reset(startDaemon(host, port, handler_));
+HttpServer::HttpServer(std::uint16_t port, Handler handler)
+    : handler_(std::move(handler)), daemon_(startDaemon(port, handler_)) {
     if (daemon_ == nullptr) {
         const int error = errno;
-        throw std::runtime_error("cannot listen on " + host + " port " + std::to_string(port) + ": " +
+        throw std::runtime_error("cannot listen on 127.0.0.1 port " + std::to_string(port) + ": " +
                                  std::generic_category().message(error));
     }
     port_ = MHD_get_daemon_info(daemon_.get(), MHD_DAEMON_INFO_BIND_PORT)->port;
@@ -158,7 +142,7 @@ void HttpServer::Stop::operator()(MHD_Daemon* daemon) const {
 }
 
 std::string HttpServer::url() const {
-    return "http://" + (host_ == "::1" ? "[::1]" : host_) + ":" + std::to_string(port_);
+    return "http://127.0.0.1:" + std::to_string(port_);
 }
 
 }  // namespace VelmorService

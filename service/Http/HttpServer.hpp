@@ -11,22 +11,22 @@ struct MHD_Daemon;
 
 namespace VelmorService {
 
-/// Serves HTTP on a loopback address with GNU libmicrohttpd, on one thread that sleeps until a socket has
-/// something for it. Each connection serves one request. What is no HTTP the library answers or closes by
-/// itself; every other request reaches the handler once it has arrived whole.
+/// Serves HTTP on 127.0.0.1 with GNU libmicrohttpd, on one thread that sleeps until a socket is ready. Each
+/// connection serves one request. The handler gets every request that has arrived whole; the library itself
+/// answers what is no HTTP, and closes connections that stay silent.
 class HttpServer {
   public:
     using Handler = std::function<Response(RawRequest)>;
 
-    /// `host` is "127.0.0.1", "::1" or "localhost"; port 0 takes a free one. Throws std::runtime_error that
-    /// names host and port when it cannot listen there. The handler must not throw.
-    HttpServer(const std::string& host, std::uint16_t port, Handler handler);
+    /// Port 0 takes a free one. Throws std::runtime_error that names the port when it cannot listen there. A
+    /// handler that throws closes the connection.
+    HttpServer(std::uint16_t port, Handler handler);
     ~HttpServer();
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
 
     std::uint16_t port() const { return port_; }
-    /// "http://HOST:PORT"
+    /// "http://127.0.0.1:PORT"
     std::string url() const;
     /// Waits for a handler that is running, closes every connection and ends the thread. May be called again.
     void stop() { daemon_.reset(); }
@@ -36,8 +36,7 @@ class HttpServer {
         void operator()(MHD_Daemon* daemon) const;
     };
 
-    const std::string host_;
-    Handler handler_;
+    Handler handler_;  ///< before the daemon, whose thread calls it
     std::unique_ptr<MHD_Daemon, Stop> daemon_;
     std::uint16_t port_ = 0;
 };

@@ -35,7 +35,7 @@ struct Request {
     std::map<std::string, std::string> query;
 };
 
-/// What a handler answers; length and connection headers are the server's business.
+/// What a handler answers. The server adds the headers of length and connection.
 struct Response {
     int status = 200;
     std::string contentType = "application/json";
