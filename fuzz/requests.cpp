@@ -48,7 +48,7 @@ HttpRequest make(Input& input, Place& place) {
     }
 }
 
-void requireHeaders(const VelmorService::RawRequest& received,
+void requireHeaders(const Faults::ReceivedRequest& received,
                     HttpHeaders meant) {  // NOLINT(performance-unnecessary-value-param)
     HttpHeaders sent;
     for (const auto& [name, value] : received.headers)
