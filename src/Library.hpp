@@ -13,7 +13,7 @@
 namespace Velmor {
 
 class LogAPI;
-class RecorderCore;
+class MicrophoneRecorder;
 class ReportQueries;
 class SessionsService;
 class VelmorConfig;
@@ -53,8 +53,7 @@ class Library : public std::enable_shared_from_this<Library> {
         std::shared_ptr<SleepTrackingManager> manager;
         std::shared_ptr<ReportQueries> queries;
         std::shared_ptr<Reports> reports;
-        std::shared_ptr<RecorderCore> recorderCore;
-        std::shared_ptr<Recorder> recorder;
+        std::shared_ptr<MicrophoneRecorder> recorder;
     };
 
     std::shared_ptr<SleepTracker> sharedTracker();

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Log/LogAPI.hpp"
-#include "Recorder/RecorderCore.hpp"
+#include "Recorder/MicrophoneRecorder.hpp"
 #include "Runtime/Channel.hpp"
 #include "Runtime/Text.hpp"
 #include "Runtime/ThreadSafety.hpp"
@@ -114,7 +114,7 @@ class SleepTracker : public VelmorRecordingDelegate, public std::enable_shared_f
 
     // Confined to the main loop.
     Bag bag_;
-    std::shared_ptr<RecorderCore> recorder_;
+    std::shared_ptr<MicrophoneRecorder> recorder_;
     std::shared_ptr<SessionsService> sessionService_;
     State state_;
     UploadBitmap bitmap_;
