@@ -2,7 +2,7 @@
 
 // The triangular mel filters (Slaney's scale, Slaney's area normalisation), in single precision throughout.
 
-#include "Preprocessor/Matrix.hpp"
+#include "Preprocessor/Plain/Matrix.hpp"
 
 #include <cstdint>
 

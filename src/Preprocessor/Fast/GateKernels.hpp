@@ -3,8 +3,8 @@
 // The kernels of the noise reduction: analysis with the mask, smoothing, synthesis. Part of the kernels; see
 // Lanes.hpp.
 
-#include "Preprocessor/Chunk/ChunkKernels.hpp"
-#include "Preprocessor/Chunk/Transforms.hpp"
+#include "Preprocessor/Fast/ChunkKernels.hpp"
+#include "Preprocessor/Fast/Transforms.hpp"
 
 namespace velmor {
 namespace {
@@ -19,10 +19,10 @@ VELMOR_INLINE const float* cell(const float* values, std::size_t bin) {
     return values + bin * 2 * kLanes;
 }
 
-void transformRound(const ChunkTables& tables, KernelSpace& space, const F* first, const F* second,
+void transformRound(const ChunkTables& tables, KernelSpace& space, const Floats* first, const Floats* second,
                     float* values) {
-    forward(tables.gateForward, tables.gateWindow, first, second, reinterpret_cast<C<F>*>(space.transform),
-            [=](std::size_t bin, C<F> x) {
+    forward(tables.gateForward, tables.gateWindow, first, second,
+            reinterpret_cast<Complex<Floats>*>(space.transform), [=](std::size_t bin, Complex<Floats> x) {
                 store(cell(values, bin), x.re);
                 store(cell(values, bin) + kLanes, x.im);
             });
@@ -33,7 +33,8 @@ template <class Done>
 VELMOR_INLINE void transformGroup(const ChunkTables& tables, KernelSpace& space, const float* segment,
                                   GroupSpectra& spectra, const Done& done) {
     constexpr std::size_t kStride = kRounds * kGateHop;
-    F* halves[2] = {reinterpret_cast<F*>(space.halfBlocks[0]), reinterpret_cast<F*>(space.halfBlocks[1])};
+    Floats* halves[2] = {reinterpret_cast<Floats*>(space.halfBlocks[0]),
+                         reinterpret_cast<Floats*>(space.halfBlocks[1])};
     toLanes(segment, kGateHop, kStride, halves[0]);
     for (std::size_t round = 0; round < kRounds; ++round) {
         toLanes(segment + (round + 1) * kGateHop, kGateHop, kStride, halves[(round + 1) % 2]);
@@ -47,13 +48,13 @@ void analyse(const ChunkTables& tables, KernelSpace& space, const float* segment
     transformGroup(tables, space, segment, spectra, [](std::size_t, const float*) {});
 }
 
-VELMOR_INLINE F powerOf(const float* values, std::size_t bin) {
-    const F re = load<F>(cell(values, bin));
-    const F im = load<F>(cell(values, bin) + kLanes);
+VELMOR_INLINE Floats powerOf(const float* values, std::size_t bin) {
+    const Floats re = load<Floats>(cell(values, bin));
+    const Floats im = load<Floats>(cell(values, bin) + kLanes);
     return re * re + im * im;
 }
 
-VELMOR_INLINE bool any(I bits) {
+VELMOR_INLINE bool any(Integers bits) {
     std::int32_t sum = 0;
     VELMOR_UNROLL
     for (std::size_t lane = 0; lane < kLanes; ++lane) sum |= bits[lane];
@@ -61,33 +62,34 @@ VELMOR_INLINE bool any(I bits) {
 }
 
 /// Marks in `marks`, at the round's byte of each lane, the cells below the exact limits.
-__attribute__((noinline)) void markExactly(const float* values, const PowerLimits& limits, I byte, I* marks) {
+__attribute__((noinline)) void markExactly(const float* values, const PowerLimits& limits, Integers byte,
+                                           Integers* marks) {
     for (std::size_t bin = 0; bin < kGateBins; ++bin) {
         const float* x = cell(values, bin);
         std::int32_t below[kLanes];
         VELMOR_UNROLL
         for (std::size_t half = 0; half < kLanes; half += kHalf) {
-            const D re = __builtin_convertvector(load<H>(x + half), D);
-            const D im = __builtin_convertvector(load<H>(x + kLanes + half), D);
+            const Doubles re = __builtin_convertvector(load<HalfFloats>(x + half), Doubles);
+            const Doubles im = __builtin_convertvector(load<HalfFloats>(x + kLanes + half), Doubles);
             const auto under = re * re + im * im < limits.exact[bin];
             VELMOR_UNROLL
             for (std::size_t lane = 0; lane < kHalf; ++lane)
                 below[half + lane] = static_cast<std::int32_t>(under[lane]);
         }
-        marks[bin] = (marks[bin] & ~byte) | (load<I>(below) & byte);
+        marks[bin] = (marks[bin] & ~byte) | (load<Integers>(below) & byte);
     }
 }
 
 void analyseAndMask(const ChunkTables& tables, KernelSpace& space, const float* segment,
                     GroupSpectra& spectra, const PowerLimits& limits, MaskPlane& mask, std::size_t frame) {
-    I* marks = reinterpret_cast<I*>(space.smoothed);
-    for (std::size_t bin = 0; bin < kGateBins; ++bin) marks[bin] = I{};
+    Integers* marks = reinterpret_cast<Integers*>(space.smoothed);
+    for (std::size_t bin = 0; bin < kGateBins; ++bin) marks[bin] = Integers{};
     transformGroup(tables, space, segment, spectra, [&](std::size_t round, const float* values) {
-        const I byte = I{} + static_cast<std::int32_t>(255U << (8 * round));
-        I doubtful{};
+        const Integers byte = Integers{} + static_cast<std::int32_t>(255U << (8 * round));
+        Integers doubtful{};
         for (std::size_t bin = 0; bin < kGateBins; ++bin) {
-            const F power = powerOf(values, bin);
-            const I surely = power < limits.below[bin];
+            const Floats power = powerOf(values, bin);
+            const Integers surely = power < limits.below[bin];
             doubtful |= surely ^ (power < limits.from[bin]);
             marks[bin] |= surely & byte;
         }
@@ -97,10 +99,10 @@ void analyseAndMask(const ChunkTables& tables, KernelSpace& space, const float* 
 }
 
 float peakPower(const ChunkTables& tables, KernelSpace& space, const float* segment, GroupSpectra& spectra) {
-    F most{};
+    Floats most{};
     transformGroup(tables, space, segment, spectra, [&](std::size_t, const float* values) {
         for (std::size_t bin = 0; bin < kGateBins; ++bin) {
-            const F power = powerOf(values, bin);
+            const Floats power = powerOf(values, bin);
             most = power > most ? power : most;
         }
     });
@@ -112,23 +114,23 @@ float peakPower(const ChunkTables& tables, KernelSpace& space, const float* segm
 /// Correlates the mask with 1 2 3 4 5 4 3 2 1 along the frames and 1 2 3 2 1 along the bins: 225 where all is
 /// noise.
 void smooth(KernelSpace& space, const MaskPlane& mask, std::size_t frame) {
-    B* sums = reinterpret_cast<B*>(space.timeSums) +
-              2;  // two rows of nothing before the first bin and behind the last
-    sums[-2] = sums[-1] = sums[kGateBins] = sums[kGateBins + 1] = B{};
+    Bytes* sums = reinterpret_cast<Bytes*>(space.timeSums) +
+                  2;  // two rows of nothing before the first bin and behind the last
+    sums[-2] = sums[-1] = sums[kGateBins] = sums[kGateBins + 1] = Bytes{};
     for (std::size_t bin = 0; bin < kGateBins; ++bin) {
         const std::uint8_t* row = mask.at(bin, frame);
-        B sum = load<B>(row) & 5;
+        Bytes sum = load<Bytes>(row) & 5;
         VELMOR_UNROLL
         for (int d = 1; d <= 4; ++d) {
             const auto weight = static_cast<std::uint8_t>(5 - d);
-            sum += (load<B>(row - d) & weight) + (load<B>(row + d) & weight);
+            sum += (load<Bytes>(row - d) & weight) + (load<Bytes>(row + d) & weight);
         }
         sums[bin] = sum;
     }
-    B* smoothed = reinterpret_cast<B*>(space.smoothed);
+    Bytes* smoothed = reinterpret_cast<Bytes*>(space.smoothed);
     for (std::size_t bin = 0; bin < kGateBins; ++bin) {
-        const B* s = sums + bin;
-        const B inner = s[-1] + s[0] + s[1];
+        const Bytes* s = sums + bin;
+        const Bytes inner = s[-1] + s[0] + s[1];
         smoothed[bin] = s[-2] + s[2] + inner + inner + s[0];
     }
 }
@@ -136,14 +138,14 @@ void smooth(KernelSpace& space, const MaskPlane& mask, std::size_t frame) {
 /// One round's spectra times their gains, into `space.bins`.
 VELMOR_INLINE void damp(const ChunkTables& tables, KernelSpace& space, const float* values,
                         std::size_t round) {
-    const I* smoothed = reinterpret_cast<const I*>(space.smoothed);
+    const Integers* smoothed = reinterpret_cast<const Integers*>(space.smoothed);
     const int shift = static_cast<int>(8 * round);
     for (std::size_t bin = 0; bin < kGateBins; ++bin) {
-        const I kept = 225 - ((smoothed[bin] >> shift) & 255);
-        const F gain = __builtin_convertvector(kept, F) * tables.gainStep;
+        const Integers kept = 225 - ((smoothed[bin] >> shift) & 255);
+        const Floats gain = __builtin_convertvector(kept, Floats) * tables.gainStep;
         const float* x = cell(values, bin);
-        store(cell(space.bins, bin), load<F>(x) * gain);
-        store(cell(space.bins, bin) + kLanes, load<F>(x + kLanes) * gain);
+        store(cell(space.bins, bin), load<Floats>(x) * gain);
+        store(cell(space.bins, bin) + kLanes, load<Floats>(x + kLanes) * gain);
     }
 }
 
@@ -166,27 +168,29 @@ struct Overlap {
 void resound(const ChunkTables& tables, KernelSpace& space, const Overlap& overlap, std::size_t half) {
     const auto take = [&](std::size_t bin) {
         const float* x = cell(space.bins, bin) + half;
-        return C<D>{__builtin_convertvector(load<H>(x), D), __builtin_convertvector(load<H>(x + kLanes), D)};
+        return Complex<Doubles>{__builtin_convertvector(load<HalfFloats>(x), Doubles),
+                                __builtin_convertvector(load<HalfFloats>(x + kLanes), Doubles)};
     };
-    const auto put = [&](std::size_t i, D sample) {
+    const auto put = [&](std::size_t i, Doubles sample) {
         sample *= tables.synthesis[i];
         if (i < kGateHop)
             store(overlap.sums + i * kLanes + half,
-                  sample + load<D>(overlap.behind + i * overlap.behindStride + half));
+                  sample + load<Doubles>(overlap.behind + i * overlap.behindStride + half));
         else
             store(overlap.ahead + (i - kGateHop) * overlap.aheadStride + half, sample);
     };
-    inverse(tables.gateInverse, reinterpret_cast<C<D>*>(space.inverse), take, [&](std::size_t k, C<D> pair) {
-        put(2 * k, pair.re);
-        put(2 * k + 1, pair.im);
-    });
+    inverse(tables.gateInverse, reinterpret_cast<Complex<Doubles>*>(space.inverse), take,
+            [&](std::size_t k, Complex<Doubles> pair) {
+                put(2 * k, pair.re);
+                put(2 * k + 1, pair.im);
+            });
 }
 
 void synthesise(const ChunkTables& tables, KernelSpace& space, const GroupSpectra& spectra,
                 const MaskPlane& mask, std::size_t frame, float* out) {
     constexpr std::size_t kStride = kRounds * kGateHop;
     constexpr double kNothing[kLanes] = {};
-    F* samples = reinterpret_cast<F*>(space.halfBlocks[0]);
+    Floats* samples = reinterpret_cast<Floats*>(space.halfBlocks[0]);
     smooth(space, mask, frame);
     for (std::size_t s = 0; s < kGateHop; ++s) {
         double* row = space.carried + s * kCarriedStride;
@@ -203,14 +207,15 @@ void synthesise(const ChunkTables& tables, KernelSpace& space, const GroupSpectr
         if (round == 0) continue;  // what lies behind it is only known after the last round
         for (std::size_t i = 0; i < kGateHop; ++i) {
             const double* sum = space.sums + i * kLanes;
-            samples[i] = narrow(load<D>(sum), load<D>(sum + kHalf));
+            samples[i] = narrow(load<Doubles>(sum), load<Doubles>(sum + kHalf));
         }
         fromLanes(samples, kGateHop, kStride, out + round * kGateHop);
     }
     for (std::size_t i = 0; i < kGateHop; ++i) {
         const double* sum = space.pending + i * kLanes;
         const double* behind = space.carried + i * kCarriedStride + kCarriedFirst - 1;
-        samples[i] = narrow(load<D>(sum) + load<D>(behind), load<D>(sum + kHalf) + load<D>(behind + kHalf));
+        samples[i] = narrow(load<Doubles>(sum) + load<Doubles>(behind),
+                            load<Doubles>(sum + kHalf) + load<Doubles>(behind + kHalf));
     }
     fromLanes(samples, kGateHop, kStride, out);
 }

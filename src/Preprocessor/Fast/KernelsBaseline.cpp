@@ -1,6 +1,6 @@
 #define VELMOR_LANES 4
-#include "Preprocessor/Chunk/KernelTargets.hpp"
-#include "Preprocessor/Chunk/Kernels.hpp"
+#include "Preprocessor/Fast/KernelTargets.hpp"
+#include "Preprocessor/Fast/Kernels.hpp"
 
 namespace velmor {
 

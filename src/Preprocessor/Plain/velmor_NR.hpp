@@ -6,7 +6,8 @@
 //
 // Matrices are bins x frames. Everything is pure but for the argument that reduceNoiseFromSignal lengthens.
 
-#include "Preprocessor/Matrix.hpp"
+#include "Preprocessor/Plain/Matrix.hpp"
+#include "Preprocessor/SignalConstants.hpp"
 
 #include <complex>
 #include <cstdint>
@@ -16,12 +17,12 @@
 namespace velmor {
 
 struct NoiseReductionSettings {
-    std::int32_t sampleRate = 16000;
+    std::int32_t sampleRate = kSampleRate;
     double frameSeconds = 0.1;
     double hopSeconds = 0.05;
-    std::int32_t frameLength = 1600;  ///< samples of the noise clip
-    std::int32_t hopLengthSamples = 800;
-    std::int32_t scanHop = 800;  ///< samples between candidates for it
+    std::int32_t frameLength = kClipSamples;
+    std::int32_t hopLengthSamples = kClipHop;
+    std::int32_t scanHop = kClipHop;  ///< samples between candidates for the noise clip
 };
 
 /// Energy, the sum of x^2 in double precision. The squares go to eight sums in turn, which are then added in

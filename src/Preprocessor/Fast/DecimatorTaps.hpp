@@ -2,7 +2,7 @@
 
 // Made by make_decimator_taps.py, which tells how.
 
-#include "Preprocessor/Chunk/ChunkKernels.hpp"
+#include "Preprocessor/Fast/ChunkKernels.hpp"
 
 namespace velmor {
 

@@ -1,6 +1,6 @@
-#include "Preprocessor/velmor_NR.hpp"
+#include "Preprocessor/Plain/velmor_NR.hpp"
 
-#include "Preprocessor/Feature.hpp"
+#include "Preprocessor/Plain/Feature.hpp"
 
 #include <algorithm>
 #include <array>
@@ -11,13 +11,6 @@ namespace velmor {
 using librosa::Feature;
 
 namespace {
-
-constexpr std::int32_t kFftSize = 256;
-constexpr std::int32_t kHop = 128;
-constexpr std::size_t kAppended = 128;
-constexpr float kDeviations = 1.5F;
-constexpr const char* kWindow = "hann";
-constexpr const char* kPadMode = "reflect";
 
 double rowMean(std::span<const float> row) {
     double sum = 0.0;
@@ -35,7 +28,7 @@ double rowDeviation(std::span<const float> row) {
 }  // namespace
 
 double noiseThreshold(std::span<const float> levels) {
-    return rowMean(levels) + rowDeviation(levels) * double{kDeviations};
+    return rowMean(levels) + rowDeviation(levels) * double{kNoiseDeviations};
 }
 
 double energy(std::span<const float> samples) {
@@ -45,15 +38,14 @@ double energy(std::span<const float> samples) {
 }
 
 bool hasZeroRun(std::span<const float> samples) {
-    constexpr std::size_t kRun = 10;
     // Such a run covers an index that is one less than a multiple of ten; only zeros there are worth a look.
-    for (std::size_t i = kRun - 1; i < samples.size(); i += kRun) {
+    for (std::size_t i = kZeroRun - 1; i < samples.size(); i += kZeroRun) {
         if (samples[i] != 0.0F) continue;
         std::size_t first = i;
         std::size_t end = i + 1;
-        while (first > 0 && samples[first - 1] == 0.0F && end - first < kRun) --first;
-        while (end < samples.size() && samples[end] == 0.0F && end - first < kRun) ++end;
-        if (end - first >= kRun) return true;
+        while (first > 0 && samples[first - 1] == 0.0F && end - first < kZeroRun) --first;
+        while (end < samples.size() && samples[end] == 0.0F && end - first < kZeroRun) ++end;
+        if (end - first >= kZeroRun) return true;
     }
     return false;
 }
@@ -63,8 +55,7 @@ std::vector<float> NoiseReduction::getNoiseFrame(std::span<const float> signal) 
     const auto hop = static_cast<std::size_t>(settings_.scanHop);
     VELMOR_ASSERT(signal.size() >= length);
     std::size_t best = 0;
-    const double bar = settings_.frameLength;
-    double minEnergy = bar;
+    double minEnergy = kClipEnergyBar;
     for (std::size_t start = 0; start + length <= signal.size(); start += hop) {
         const std::span<const float> clip = signal.subspan(start, length);
         const double clipEnergy = energy(clip.first(hop)) + energy(clip.subspan(hop));
@@ -72,7 +63,7 @@ std::vector<float> NoiseReduction::getNoiseFrame(std::span<const float> signal) 
         best = start;
         minEnergy = clipEnergy;
     }
-    if (minEnergy == bar) return std::vector<float>(length);
+    if (minEnergy == kClipEnergyBar) return std::vector<float>(length);
     const std::span<const float> clip = signal.subspan(best, length);
     return {clip.begin(), clip.end()};
 }
@@ -80,16 +71,17 @@ std::vector<float> NoiseReduction::getNoiseFrame(std::span<const float> signal) 
 std::vector<float> NoiseReduction::reduceNoiseFromSignal(std::vector<float>& signal,
                                                          std::span<const float> noise) const {
     const std::vector<double> limits = thresholds(noise);
-    signal.insert(signal.end(), kAppended, 0.0F);
-    const auto stft = Feature::stftTranspose(signal, kFftSize, kHop, kWindow, true, kPadMode);
+    signal.insert(signal.end(), kAppendedZeros, 0.0F);
+    const auto stft = Feature::stftTranspose(signal, kGateFft, kGateHop, kWindow, true, kPadMode);
     const Mask mask = createMask(Feature::decibels(stft), limits);
-    const Matrix<double> smoothed = createSmoothingMask(mask, createSmoothingFilter(2, 4));
-    return Feature::istft(getMaskedSTFTSignal(stft, smoothed), kHop, kWindow, true, kPadMode);
+    const Matrix<double> smoothed =
+        createSmoothingMask(mask, createSmoothingFilter(kSmoothingBins, kSmoothingFrames));
+    return Feature::istft(getMaskedSTFTSignal(stft, smoothed), kGateHop, kWindow, true, kPadMode);
 }
 
 std::vector<double> NoiseReduction::thresholds(std::span<const float> noise) {
-    const Matrix<float> noiseDb = Feature::stftDB(noise, kFftSize, kHop, kWindow, true, kPadMode);
-    return getThresh(getMeanAxis1(noiseDb), getStdAxis1(noiseDb), kDeviations);
+    const Matrix<float> noiseDb = Feature::stftDB(noise, kGateFft, kGateHop, kWindow, true, kPadMode);
+    return getThresh(getMeanAxis1(noiseDb), getStdAxis1(noiseDb), kNoiseDeviations);
 }
 
 std::vector<double> NoiseReduction::getMeanAxis1(const Matrix<float>& rows) {
@@ -124,7 +116,7 @@ Mask NoiseReduction::createMask(const Matrix<float>& signalDb, std::span<const d
 }
 
 Matrix<float> NoiseReduction::createSmoothingFilter(std::int16_t freqHalfWidth, std::int16_t timeHalfWidth) {
-    if (freqHalfWidth != 2 || timeHalfWidth != 4) VELMOR_ASSERT(false);
+    if (freqHalfWidth != kSmoothingBins || timeHalfWidth != kSmoothingFrames) VELMOR_ASSERT(false);
     constexpr std::array<int, 5> a = {1, 2, 3, 2, 1};
     constexpr std::array<int, 9> c = {1, 2, 3, 4, 5, 4, 3, 2, 1};
     Matrix<float> filter(a.size(), c.size());

@@ -11,7 +11,7 @@
 // No kernel fuses a multiplication with an addition and every lane does the same sums in the same order, so
 // all widths and all processors give the same numbers to the last bit.
 
-#include "Preprocessor/Chunk/ChunkTables.hpp"
+#include "Preprocessor/Fast/ChunkTables.hpp"
 
 #include <cstddef>
 #include <cstdint>

@@ -4,9 +4,9 @@
 // are summed at once, so that each tap is fetched once for all of them and no addition waits for the one
 // before.
 
-#include "Preprocessor/Chunk/ChunkKernels.hpp"
-#include "Preprocessor/Chunk/DecimatorTaps.hpp"
-#include "Preprocessor/Chunk/Lanes.hpp"
+#include "Preprocessor/Fast/ChunkKernels.hpp"
+#include "Preprocessor/Fast/DecimatorTaps.hpp"
+#include "Preprocessor/Fast/Lanes.hpp"
 
 namespace velmor {
 namespace {
@@ -18,9 +18,10 @@ static_assert(kDecimatorBlock % kOutputsAtOnce == 0, "or vectors would reach bey
 /// Every third of 3 x lanes inputs, from `Phase` on. As 3 and the number of lanes have no common factor, the
 /// wanted inputs of the three vectors stand in different lanes: one exchange of lanes puts them in order.
 template <std::size_t Phase, std::size_t... L>
-VELMOR_INLINE F everyThird(F first, F second, F third, std::index_sequence<L...>) {
-    const F two = __builtin_shufflevector(first, second, (L % 3 == Phase ? L : kLanes + L)...);
-    const F all = __builtin_shufflevector(two, third, ((2 * kLanes + L) % 3 == Phase ? kLanes + L : L)...);
+VELMOR_INLINE Floats everyThird(Floats first, Floats second, Floats third, std::index_sequence<L...>) {
+    const Floats two = __builtin_shufflevector(first, second, (L % 3 == Phase ? L : kLanes + L)...);
+    const Floats all =
+        __builtin_shufflevector(two, third, ((2 * kLanes + L) % 3 == Phase ? kLanes + L : L)...);
     return __builtin_shufflevector(all, all, (3 * L + Phase) % kLanes...);
 }
 
@@ -29,9 +30,9 @@ VELMOR_INLINE void sortByPhase(const float* in, std::size_t count, float* a, flo
     constexpr std::make_index_sequence<kLanes> lanes;
     std::size_t i = 0;
     for (; i + kLanes <= count; i += kLanes) {
-        const F first = load<F>(in + 3 * i);
-        const F second = load<F>(in + 3 * i + kLanes);
-        const F third = load<F>(in + 3 * i + 2 * kLanes);
+        const Floats first = load<Floats>(in + 3 * i);
+        const Floats second = load<Floats>(in + 3 * i + kLanes);
+        const Floats third = load<Floats>(in + 3 * i + 2 * kLanes);
         store(a + i, everyThird<0>(first, second, third, lanes));
         store(b + i, everyThird<1>(first, second, third, lanes));
         store(c + i, everyThird<2>(first, second, third, lanes));
@@ -45,15 +46,16 @@ VELMOR_INLINE void sortByPhase(const float* in, std::size_t count, float* a, flo
 
 /// sums += tap x (the inputs from `later` on + those from `earlier` on), the two being as far from the
 /// centre.
-VELMOR_INLINE void addPair(F (&sums)[kOutputVectors], float tap, const float* later, const float* earlier) {
+VELMOR_INLINE void addPair(Floats (&sums)[kOutputVectors], float tap, const float* later,
+                           const float* earlier) {
     VELMOR_UNROLL
     for (std::size_t v = 0; v < kOutputVectors; ++v)
-        sums[v] += (load<F>(later + v * kLanes) + load<F>(earlier + v * kLanes)) * tap;
+        sums[v] += (load<Floats>(later + v * kLanes) + load<Floats>(earlier + v * kLanes)) * tap;
 }
 
 /// Outputs whose centres are from a, b and c on: inputs 3 i, 3 i + 1 and 3 i + 2. The small taps come first,
 /// so that little is lost by rounding; the last pair is the centre twice.
-VELMOR_INLINE void filter(const float* a, const float* b, const float* c, F (&sums)[kOutputVectors]) {
+VELMOR_INLINE void filter(const float* a, const float* b, const float* c, Floats (&sums)[kOutputVectors]) {
     for (std::size_t i = kDecimatorDelay + 1; i-- > 0;) {
         addPair(sums, kDecimatorTaps[3 * i + 2], c + i, b - i - 1);
         addPair(sums, kDecimatorTaps[3 * i + 1], b + i, c - i - 1);
@@ -69,17 +71,17 @@ bool decimate(DecimatorPhases& phases, const float* in, std::size_t count, float
     a -= kDecimatorDelay;
     b -= kDecimatorDelay;
     c -= kDecimatorDelay;
-    const I magnitudeBits = I{} + 0x7fffffff;
-    I worst{};  // magnitudes order as integers do, those that are not finite above all others
+    const Integers magnitudeBits = Integers{} + 0x7fffffff;
+    Integers worst{};  // magnitudes order as integers do, those that are not finite above all others
     for (std::size_t k = 0; k < count; k += kOutputsAtOnce) {
-        F sums[kOutputVectors] = {};
+        Floats sums[kOutputVectors] = {};
         filter(a + k, b + k, c + k, sums);
         const std::size_t wanted = count - k < kOutputsAtOnce ? count - k : kOutputsAtOnce;
         const std::size_t bytes = wanted * sizeof(float);  // the lanes behind are of inputs yet to come
         __builtin_memset(reinterpret_cast<char*>(sums) + bytes, 0, sizeof sums - bytes);
         __builtin_memcpy(out + k, sums, bytes);
-        for (const F& sum : sums) {
-            const I magnitude = load<I>(&sum) & magnitudeBits;
+        for (const Floats& sum : sums) {
+            const Integers magnitude = load<Integers>(&sum) & magnitudeBits;
             worst = magnitude > worst ? magnitude : worst;
         }
     }

@@ -1,7 +1,7 @@
 // The transforms of Feature. The only source that includes Eigen's FFT, which is heavy to compile.
 
 #define EIGEN_MPL2_ONLY
-#include "Preprocessor/Feature.hpp"
+#include "Preprocessor/Plain/Feature.hpp"
 
 #include <algorithm>
 #include <unsupported/Eigen/FFT>
@@ -67,7 +67,7 @@ Matrix<std::complex<float>> stft(std::span<const float> samples, std::int32_t nF
 std::vector<float> Feature::istft(const Matrix<std::complex<float>>& stft, std::int32_t hopArgument,
                                   std::string_view /*window*/, bool /*center*/,
                                   std::string_view /*padMode*/) {
-    constexpr std::size_t kAppended = 128;  // zeros that the noise reduction put behind the signal
+    using velmor::kAppendedZeros;
     const std::size_t bins = stft.rows();
     const std::size_t frames = stft.columns();
     const auto size = static_cast<std::int16_t>(2 * (bins - 1));
@@ -75,7 +75,7 @@ std::vector<float> Feature::istft(const Matrix<std::complex<float>>& stft, std::
     const auto hop = hopArgument == 0 ? n / 4 : static_cast<std::size_t>(hopArgument);
     const std::vector<double> window = getHannWindow(size);
     std::vector<double> y(n + hop * (frames - 1));
-    VELMOR_ASSERT(y.size() >= n + kAppended);
+    VELMOR_ASSERT(y.size() >= n + kAppendedZeros);
 
     Eigen::FFT<double> fft;
     fft.SetFlag(Eigen::FFT<double>::HalfSpectrum);
@@ -88,7 +88,7 @@ std::vector<float> Feature::istft(const Matrix<std::complex<float>>& stft, std::
     }
     const std::vector<double> sum =
         hannWindowSumSquare(static_cast<std::int32_t>(frames), size, size, static_cast<std::int16_t>(hop));
-    std::vector<float> result(y.size() - n - kAppended);
+    std::vector<float> result(y.size() - n - kAppendedZeros);
     for (std::size_t i = 0; i < result.size(); ++i) {
         const std::size_t k = i + n / 2;
         result[i] = static_cast<float>(sum[k] != 0.0 ? y[k] / sum[k] : y[k]);

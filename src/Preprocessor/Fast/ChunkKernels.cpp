@@ -1,6 +1,6 @@
-#include "Preprocessor/Chunk/ChunkKernels.hpp"
+#include "Preprocessor/Fast/ChunkKernels.hpp"
 
-#include "Preprocessor/Chunk/KernelTargets.hpp"
+#include "Preprocessor/Fast/KernelTargets.hpp"
 
 #if defined(VELMOR_X86_KERNELS) && __has_include(<sys/platform/x86.h>) && !defined(__clang__)
 #include <sys/platform/x86.h>  // the loader has asked the processor already: 4 KB less than g++ brings; clang refuses it

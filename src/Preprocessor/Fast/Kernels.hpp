@@ -3,31 +3,28 @@
 // The table of the kernels at VELMOR_LANES lanes, with those that are not the noise reduction's; see
 // Lanes.hpp.
 
-#include "Preprocessor/Chunk/DecimatorKernel.hpp"
-#include "Preprocessor/Chunk/GateKernels.hpp"
+#include "Preprocessor/Fast/DecimatorKernel.hpp"
+#include "Preprocessor/Fast/GateKernels.hpp"
 
 namespace velmor {
 namespace {
 
-constexpr std::size_t kMelFramesOfChunk = 1201;
-constexpr std::size_t kBands = 20;
-
 void scan(const float* samples, Scan& result) {
     constexpr std::size_t kSums = 8;  // as many as velmor::energy has
-    const I magnitude = I{} + 0x7fffffff;
-    I peak{};  // magnitudes order as integers do, those that are not numbers above infinity
+    const Integers magnitude = Integers{} + 0x7fffffff;
+    Integers peak{};  // magnitudes order as integers do, those that are not numbers above infinity
     for (std::size_t h = 0; h < kClipHalves; ++h) {
         const float* x = samples + h * kClipHop;
-        D sums[kSums / kHalf] = {};
+        Doubles sums[kSums / kHalf] = {};
         for (std::size_t i = 0; i < kClipHop; i += kSums) {
             VELMOR_UNROLL
             for (std::size_t s = 0; s < kSums; s += kHalf) {
-                const D d = __builtin_convertvector(load<H>(x + i + s), D);
+                const Doubles d = __builtin_convertvector(load<HalfFloats>(x + i + s), Doubles);
                 sums[s / kHalf] += d * d;
             }
         }
         for (std::size_t i = 0; i < kClipHop; i += kLanes) {
-            const I m = load<I>(x + i) & magnitude;
+            const Integers m = load<Integers>(x + i) & magnitude;
             peak = m > peak ? m : peak;
         }
         double e[kSums];
@@ -40,13 +37,13 @@ void scan(const float* samples, Scan& result) {
 }
 
 /// The weighted sums of a round's powers, to frames 4 lane + round.
-VELMOR_INLINE void putBands(const ChunkTables& tables, const F* powers, std::size_t round, std::size_t count,
-                            float* out) {
+VELMOR_INLINE void putBands(const ChunkTables& tables, const Floats* powers, std::size_t round,
+                            std::size_t count, float* out) {
     const float* weight = tables.bandWeight;
-    for (std::size_t band = 0; band < kBands; ++band) {
-        const F* power = powers + tables.bandFirst[band];
-        F even{};
-        F odd{};
+    for (std::size_t band = 0; band < kMelBands; ++band) {
+        const Floats* power = powers + tables.bandFirst[band];
+        Floats even{};
+        Floats odd{};
         std::size_t i = 0;
         for (; i + 1 < tables.bandCount[band]; i += 2) {
             even += power[i] * weight[i];
@@ -54,23 +51,23 @@ VELMOR_INLINE void putBands(const ChunkTables& tables, const F* powers, std::siz
         }
         if (i < tables.bandCount[band]) even += power[i] * weight[i];
         weight += tables.bandCount[band];
-        const F sum = even + odd;
+        const Floats sum = even + odd;
         for (std::size_t lane = 0; lane < kLanes; ++lane)
-            if (kRounds * lane + round < count)
-                out[band * kMelFramesOfChunk + kRounds * lane + round] = sum[lane];
+            if (kRounds * lane + round < count) out[band * kMelFrames + kRounds * lane + round] = sum[lane];
     }
 }
 
 void mel(const ChunkTables& tables, KernelSpace& space, const float* segment, std::size_t count, float* out) {
     constexpr std::size_t kStride = kRounds * kMelHop;
-    F* halves[2] = {reinterpret_cast<F*>(space.halfBlocks[0]), reinterpret_cast<F*>(space.halfBlocks[1])};
-    F* powers = reinterpret_cast<F*>(space.bins);
+    Floats* halves[2] = {reinterpret_cast<Floats*>(space.halfBlocks[0]),
+                         reinterpret_cast<Floats*>(space.halfBlocks[1])};
+    Floats* powers = reinterpret_cast<Floats*>(space.bins);
     toLanes(segment, kMelHop, kStride, halves[0]);
     for (std::size_t round = 0; round < kRounds && round < count; ++round) {
         toLanes(segment + (round + 1) * kMelHop, kMelHop, kStride, halves[(round + 1) % 2]);
         forward(tables.melForward, tables.melWindow, halves[round % 2], halves[(round + 1) % 2],
-                reinterpret_cast<C<F>*>(space.transform),
-                [=](std::size_t bin, C<F> x) { powers[bin] = x.re * x.re + x.im * x.im; });
+                reinterpret_cast<Complex<Floats>*>(space.transform),
+                [=](std::size_t bin, Complex<Floats> x) { powers[bin] = x.re * x.re + x.im * x.im; });
         putBands(tables, powers, round, count, out);
     }
 }

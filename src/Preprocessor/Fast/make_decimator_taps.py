@@ -22,7 +22,7 @@ print(
 
 // Made by make_decimator_taps.py, which tells how.
 
-#include "Preprocessor/Chunk/ChunkKernels.hpp"
+#include "Preprocessor/Fast/ChunkKernels.hpp"
 
 namespace velmor {
 

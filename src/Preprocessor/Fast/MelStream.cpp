@@ -1,7 +1,7 @@
-#include "Preprocessor/Chunk/MelStream.hpp"
+#include "Preprocessor/Fast/MelStream.hpp"
 
 #include "Preprocessor/Assert.hpp"
-#include "Preprocessor/MelSpectrogram.hpp"
+#include "Preprocessor/Plain/MelSpectrogram.hpp"
 
 #include <algorithm>
 #include <cstring>

@@ -24,11 +24,11 @@ namespace {
 constexpr std::size_t kLanes = VELMOR_LANES;
 constexpr std::size_t kHalf = kLanes / 2;
 
-typedef float F __attribute__((vector_size(4 * kLanes)));  // a number of each frame
-typedef std::int32_t I __attribute__((vector_size(4 * kLanes)));
-typedef std::uint8_t B __attribute__((vector_size(4 * kLanes)));  // four of each frame
-typedef float H __attribute__((vector_size(4 * kHalf)));          // of half of the frames,
-typedef double D __attribute__((vector_size(8 * kHalf)));         // as wide as F in bytes
+typedef float Floats __attribute__((vector_size(4 * kLanes)));  // a number of each frame
+typedef std::int32_t Integers __attribute__((vector_size(4 * kLanes)));
+typedef std::uint8_t Bytes __attribute__((vector_size(4 * kLanes)));  // four of each frame
+typedef float HalfFloats __attribute__((vector_size(4 * kHalf)));     // of half of the frames,
+typedef double Doubles __attribute__((vector_size(8 * kHalf)));       // as wide as Floats in bytes
 
 template <class V>
 VELMOR_INLINE V load(const void* from) {
@@ -43,41 +43,41 @@ VELMOR_INLINE void store(void* to, V v) {
 }
 
 template <class V>
-struct C {
+struct Complex {
     V re, im;
 };
 template <class V>
-VELMOR_INLINE C<V> operator+(C<V> a, C<V> b) {
+VELMOR_INLINE Complex<V> operator+(Complex<V> a, Complex<V> b) {
     return {a.re + b.re, a.im + b.im};
 }
 template <class V>
-VELMOR_INLINE C<V> operator-(C<V> a, C<V> b) {
+VELMOR_INLINE Complex<V> operator-(Complex<V> a, Complex<V> b) {
     return {a.re - b.re, a.im - b.im};
 }
 /// Times i or -i.
 template <int Sign, class V>
-VELMOR_INLINE C<V> turn(C<V> a) {
+VELMOR_INLINE Complex<V> turn(Complex<V> a) {
     if constexpr (Sign < 0)
         return {a.im, -a.re};
     else
         return {-a.im, a.re};
 }
 template <class V, class S>
-VELMOR_INLINE C<V> times(C<V> a, S cosine, S sine) {
+VELMOR_INLINE Complex<V> times(Complex<V> a, S cosine, S sine) {
     return {a.re * cosine - a.im * sine, a.re * sine + a.im * cosine};
 }
 
 template <std::size_t S, std::size_t... L>
-VELMOR_INLINE void exchange(F& a, F& b, std::index_sequence<L...>) {
-    const F low = __builtin_shufflevector(a, b, ((L & S) != 0 ? kLanes + L - S : L)...);
-    const F high = __builtin_shufflevector(a, b, ((L & S) != 0 ? kLanes + L : L + S)...);
+VELMOR_INLINE void exchange(Floats& a, Floats& b, std::index_sequence<L...>) {
+    const Floats low = __builtin_shufflevector(a, b, ((L & S) != 0 ? kLanes + L - S : L)...);
+    const Floats high = __builtin_shufflevector(a, b, ((L & S) != 0 ? kLanes + L : L + S)...);
     a = low;
     b = high;
 }
 
 /// Afterwards lane j of v[i] is what lane i of v[j] was.
 template <std::size_t S = kLanes / 2>
-VELMOR_INLINE void transpose(F (&v)[kLanes]) {
+VELMOR_INLINE void transpose(Floats (&v)[kLanes]) {
     VELMOR_UNROLL
     for (std::size_t i = 0; i < kLanes; ++i)
         if ((i & S) == 0) exchange<S>(v[i], v[i + S], std::make_index_sequence<kLanes>());
@@ -85,11 +85,12 @@ VELMOR_INLINE void transpose(F (&v)[kLanes]) {
 }
 
 /// out[k] gets sample k of every lane, `count` of them; the lanes' samples start `stride` apart.
-__attribute__((noinline)) void toLanes(const float* from, std::size_t count, std::size_t stride, F* out) {
+__attribute__((noinline)) void toLanes(const float* from, std::size_t count, std::size_t stride,
+                                       Floats* out) {
     for (std::size_t k = 0; k < count; k += kLanes) {
-        F v[kLanes];
+        Floats v[kLanes];
         VELMOR_UNROLL
-        for (std::size_t lane = 0; lane < kLanes; ++lane) v[lane] = load<F>(from + lane * stride + k);
+        for (std::size_t lane = 0; lane < kLanes; ++lane) v[lane] = load<Floats>(from + lane * stride + k);
         transpose(v);
         VELMOR_UNROLL
         for (std::size_t i = 0; i < kLanes; ++i) out[k + i] = v[i];
@@ -97,9 +98,10 @@ __attribute__((noinline)) void toLanes(const float* from, std::size_t count, std
 }
 
 /// The way back: the lanes' samples, `stride` apart, get what `from` holds.
-__attribute__((noinline)) void fromLanes(const F* from, std::size_t count, std::size_t stride, float* to) {
+__attribute__((noinline)) void fromLanes(const Floats* from, std::size_t count, std::size_t stride,
+                                         float* to) {
     for (std::size_t k = 0; k < count; k += kLanes) {
-        F v[kLanes];
+        Floats v[kLanes];
         VELMOR_UNROLL
         for (std::size_t i = 0; i < kLanes; ++i) v[i] = from[k + i];
         transpose(v);
@@ -109,13 +111,13 @@ __attribute__((noinline)) void fromLanes(const F* from, std::size_t count, std::
 }
 
 template <std::size_t... L>
-VELMOR_INLINE F join(H low, H high, std::index_sequence<L...>) {
+VELMOR_INLINE Floats join(HalfFloats low, HalfFloats high, std::index_sequence<L...>) {
     return __builtin_shufflevector(low, high, L...);
 }
 
 /// Two halves of the frames, rounded to single precision.
-VELMOR_INLINE F narrow(D low, D high) {
-    return join(__builtin_convertvector(low, H), __builtin_convertvector(high, H),
+VELMOR_INLINE Floats narrow(Doubles low, Doubles high) {
+    return join(__builtin_convertvector(low, HalfFloats), __builtin_convertvector(high, HalfFloats),
                 std::make_index_sequence<kLanes>());
 }
 

@@ -1,8 +1,8 @@
 #pragma once
 
 // Spectral analysis of one signal: short-time Fourier transforms both ways, decibel and mel spectrograms.
-// This is the plain form, for any sizes; ChunkConverter does the same sums for whole chunks at speed and is
-// tested against it. All functions are pure and may be called on any thread.
+// This is the plain form, for any sizes; Fast/ChunkConverter does the same sums for whole chunks at speed and
+// is tested against it. All functions are pure and may be called on any thread.
 //
 // A frame is nFft samples, multiplied by a periodic Hann window; frames start every hopLength samples; bins
 // are 0 ... nFft / 2. With `center` the signal is first lengthened by nFft / 2 samples on either side.
@@ -10,7 +10,8 @@
 // repeated), "edge" (the edge sample) or, for any other text, zeros. A signal too short to be mirrored ends
 // the process. Window names are accepted for the sake of callers that have one and are ignored.
 
-#include "Preprocessor/Matrix.hpp"
+#include "Preprocessor/Plain/Matrix.hpp"
+#include "Preprocessor/SignalConstants.hpp"
 
 #include <complex>
 #include <cstdint>

@@ -1,9 +1,9 @@
-#include "Preprocessor/Chunk/ChunkTables.hpp"
+#include "Preprocessor/Fast/ChunkTables.hpp"
 
-#include "Preprocessor/Feature.hpp"
-#include "Preprocessor/MelBank.hpp"
-#include "Preprocessor/MelSpectrogram.hpp"
-#include "Preprocessor/velmor_NR.hpp"
+#include "Preprocessor/Plain/Feature.hpp"
+#include "Preprocessor/Plain/MelBank.hpp"
+#include "Preprocessor/Plain/MelSpectrogram.hpp"
+#include "Preprocessor/Plain/velmor_NR.hpp"
 
 #include <cmath>
 #include <numbers>
@@ -52,7 +52,7 @@ ChunkTables::ChunkTables() {
         synthesis[k] = window[k] / sum / static_cast<double>(kGateFft) / kSpectrumScale;
     }
 
-    const Matrix<float> filter = NoiseReduction::createSmoothingFilter(2, 4);
+    const Matrix<float> filter = NoiseReduction::createSmoothingFilter(kSmoothingBins, kSmoothingFrames);
     gainStep = static_cast<float>(std::accumulate(filter.cells().begin(), filter.cells().end(), 0.0) / 225.0);
 
     const MelParameters mel;

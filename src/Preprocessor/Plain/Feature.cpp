@@ -1,6 +1,6 @@
-#include "Preprocessor/Feature.hpp"
+#include "Preprocessor/Plain/Feature.hpp"
 
-#include "Preprocessor/MelBank.hpp"
+#include "Preprocessor/Plain/MelBank.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -27,16 +27,14 @@ float magnitude(std::complex<float> x) {
 }
 
 float level(float magnitude) {
-    constexpr float kLeast = 1e-20F;
-    return 10.0F * std::log10(magnitude < kLeast ? kLeast : magnitude);
+    return 10.0F * std::log10(magnitude < velmor::kLeastMagnitude ? velmor::kLeastMagnitude : magnitude);
 }
 
 void cutAndDouble(std::span<float> levels) {
-    constexpr float kRange = 80.0F;
     float top = -std::numeric_limits<float>::infinity();
     for (const float level : levels)
         if (level > top) top = level;
-    const float bottom = top - kRange;
+    const float bottom = top - velmor::kLevelRange;
     for (float& level : levels) level = 2.0F * (level < bottom ? bottom : level);
 }
 

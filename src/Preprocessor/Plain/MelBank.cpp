@@ -1,4 +1,4 @@
-#include "Preprocessor/MelBank.hpp"
+#include "Preprocessor/Plain/MelBank.hpp"
 
 #include <algorithm>
 #include <cmath>

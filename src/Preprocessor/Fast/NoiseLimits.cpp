@@ -1,7 +1,7 @@
-#include "Preprocessor/Chunk/NoiseLimits.hpp"
+#include "Preprocessor/Fast/NoiseLimits.hpp"
 
-#include "Preprocessor/Feature.hpp"
-#include "Preprocessor/velmor_NR.hpp"
+#include "Preprocessor/Plain/Feature.hpp"
+#include "Preprocessor/Plain/velmor_NR.hpp"
 
 #include <algorithm>
 #include <bit>
@@ -47,16 +47,15 @@ float magnitudeOf(double power) {
 }  // namespace
 
 NoiseClip findNoiseClip(std::span<const float> chunk, const Scan& scan) {
-    constexpr double kBar = kClipSamples;
     NoiseClip clip;
-    double least = kBar;
+    double least = kClipEnergyBar;
     for (std::size_t i = 0; i + 1 < kClipHalves; ++i) {
         const double energy = scan.energy[i] + scan.energy[i + 1];
         if (!(least >= energy) || hasZeroRun(chunk.subspan(i * kClipHop, kClipSamples))) continue;
         least = energy;
         clip = {true, i * kClipHop};
     }
-    if (least == kBar) clip.found = false;
+    if (least == kClipEnergyBar) clip.found = false;
     return clip;
 }
 
@@ -89,8 +88,7 @@ double powerLimit(double threshold) {
 }
 
 void setLimits(const double (&thresholds)[kGateBins], float topLevel, PowerLimits& limits) {
-    constexpr float kRange = 80.0F;
-    const double bottom = double{2.0F * (topLevel - kRange)};
+    const double bottom = double{2.0F * (topLevel - kLevelRange)};
     for (std::size_t bin = 0; bin < kGateBins; ++bin) {
         const double power = thresholds[bin] > bottom ? powerLimit(thresholds[bin]) * kPowerScale : 0.0;
         limits.exact[bin] = power;

@@ -4,7 +4,7 @@
 // its level in decibels is below the threshold of its bin, and these are the powers for which that holds, to
 // the last bit.
 
-#include "Preprocessor/Chunk/ChunkKernels.hpp"
+#include "Preprocessor/Fast/ChunkKernels.hpp"
 
 #include <span>
 

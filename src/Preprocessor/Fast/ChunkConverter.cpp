@@ -1,12 +1,12 @@
-#include "Preprocessor/Chunk/ChunkConverter.hpp"
+#include "Preprocessor/Fast/ChunkConverter.hpp"
 
 #include "Preprocessor/Assert.hpp"
-#include "Preprocessor/Chunk/ChunkKernels.hpp"
-#include "Preprocessor/Chunk/FloatMode.hpp"
-#include "Preprocessor/Chunk/MelStream.hpp"
-#include "Preprocessor/Chunk/NoiseLimits.hpp"
-#include "Preprocessor/Feature.hpp"
-#include "Preprocessor/MelSpectrogram.hpp"
+#include "Preprocessor/Fast/ChunkKernels.hpp"
+#include "Preprocessor/Fast/FloatMode.hpp"
+#include "Preprocessor/Fast/MelStream.hpp"
+#include "Preprocessor/Fast/NoiseLimits.hpp"
+#include "Preprocessor/Plain/Feature.hpp"
+#include "Preprocessor/Plain/MelSpectrogram.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -21,12 +21,10 @@ const ChunkTables& chunkTables() {
     return tables;
 }
 
-constexpr std::ptrdiff_t kAppended = 128;  // zeros behind the chunk
-
 // Sample `i` of the chunk with the zeros behind it, mirrored at both ends, and zeros beyond.
 float mirrored(std::span<const float> samples, std::ptrdiff_t i) {
     const auto size = static_cast<std::ptrdiff_t>(samples.size());
-    const std::ptrdiff_t end = size + kAppended;
+    const std::ptrdiff_t end = size + static_cast<std::ptrdiff_t>(kAppendedZeros);
     if (i < 0) i = -i;
     if (i >= end) i = 2 * (end - 1) - i;
     return i >= 0 && i < size ? samples[static_cast<std::size_t>(i)] : 0.0F;
@@ -98,8 +96,7 @@ void ChunkConverter::prepare(std::span<const float> samples) {
     // The loudest cell matters only where a threshold is 160 dB below it. No cell is louder than the peak
     // times the sum of the window; only when that does not settle it is the loudest one looked for.
     constexpr float kWindowSum = 129.0F;  // 128 and some room for rounding
-    constexpr float kRange = 80.0F;
-    const float bound = 2.0F * (librosa::internal::level(work.scan.peak * kWindowSum) - kRange);
+    const float bound = 2.0F * (librosa::internal::level(work.scan.peak * kWindowSum) - kLevelRange);
     const bool settled = std::isfinite(work.scan.peak) &&
                          std::all_of(std::begin(thresholds), std::end(thresholds),
                                      [&](double t) { return t > double{bound} || powerLimit(t) == 0.0; });

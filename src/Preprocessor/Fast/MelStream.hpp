@@ -4,7 +4,7 @@
 // in, groups of frames of the mel spectrogram go out, and what they have passed is forgotten. It begins and
 // ends with the 400 samples by which the signal is mirrored at its ends. So the signal is never stored whole.
 
-#include "Preprocessor/Chunk/ChunkKernels.hpp"
+#include "Preprocessor/Fast/ChunkKernels.hpp"
 
 #include <cstddef>
 #include <span>

@@ -2,7 +2,7 @@
 
 // The kernels as compiled for each processor; ChunkKernels.cpp chooses.
 
-#include "Preprocessor/Chunk/ChunkKernels.hpp"
+#include "Preprocessor/Fast/ChunkKernels.hpp"
 
 namespace velmor {
 

@@ -1,26 +1,14 @@
 #pragma once
 
-// Everything about the conversion of a chunk that never changes: sizes, windows, twiddle factors, filters.
+// What the fast form computes once: windows, twiddle factors, filters.
+
+#include "Preprocessor/SignalConstants.hpp"
 
 #include <cstddef>
-#include <cstdint>
 
 namespace velmor {
 
-// The noise reduction's transform. A frame is two half-blocks, and the next frame shares one of them.
-inline constexpr std::size_t kGateFft = 256;
-inline constexpr std::size_t kGateHop = 128;
-inline constexpr std::size_t kGateBins = 129;
-inline constexpr std::size_t kGateFrames = 3752;  // of the chunk and the 128 zeros behind it
-// The mel spectrogram's transform.
-inline constexpr std::size_t kMelFft = 800;
-inline constexpr std::size_t kMelHop = 400;
-inline constexpr std::size_t kMelBins = 401;
-// The noise clip.
-inline constexpr std::size_t kClipSamples = 1600;
-inline constexpr std::size_t kClipFrames = 13;
-inline constexpr std::size_t kClipHop = 800;
-inline constexpr std::size_t kClipHalves = 600;  // stretches of kClipHop samples in a chunk
+inline constexpr std::size_t kClipHalves = kChunkSamples / kClipHop;
 
 /// Spectra inside the conversion are larger than those outside by this power of two, so that the squares of
 /// the smallest magnitudes that count (1e-20) stay clear of denormal numbers. Multiplying by a power of two
@@ -61,8 +49,8 @@ struct ChunkTables {
     /// Non-zero weights of the mel bands, over the power scale: band i weighs bandCount[i] bins from
     /// bandFirst[i].
     static constexpr std::size_t kMaxBandWeights = 2 * kMelBins;
-    std::size_t bandFirst[20];
-    std::size_t bandCount[20];
+    std::size_t bandFirst[kMelBands];
+    std::size_t bandCount[kMelBands];
     float bandWeight[kMaxBandWeights];  // one band after the other
 };
 
