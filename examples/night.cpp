@@ -22,7 +22,6 @@ struct Registration : Velmor::VelmorConfigDelegate {
     void didFailUserJoin(const Velmor::VelmorError& error) override {
         joined.set_exception(std::make_exception_ptr(error));
     }
-    void userDidDelete(const std::string&) override {}
 
     std::promise<Velmor::Config> joined;
 };
@@ -34,8 +33,6 @@ struct Night : Velmor::VelmorSleepTrackingManagerDelegate {
     void didFail(const Velmor::VelmorError& error) override { std::cerr << error.description() << '\n'; }
     void didInterrupt() override { std::cout << "interrupted" << std::endl; }
     void didResume() override { std::cout << "resumed" << std::endl; }
-    void micPermissionWasDenied() override {}
-    void analysing(const Velmor::Model::Session&) override {}
     void trackingEnded(const TrackingOutcome& outcome) override { ended.set_value(outcome); }
 
     std::promise<TrackingOutcome> ended;  // one night, one final word

@@ -10,7 +10,7 @@ using Request = SessionsService::Request;
 
 // Against another reading of the body.
 void requireMeaning(const VelmorError::httpStatus& error, const std::string& body) {
-    const auto json = Json::parse(body);
+    const auto json = parseJson(body);
     const auto* result = json.find("result");
     const auto* code = result ? result->find("error_code") : nullptr;
     const auto* number = code ? code->as<double>() : nullptr;

@@ -65,7 +65,7 @@ class Scene {
     }
 
     void requireBody(const std::string& body, const std::string& tags) const {
-        const auto json = Json::parse(body);
+        const auto json = parseJson(body);
         const auto& text = *json.find("message")->as<std::string>();
         require(json.find("ddtags")->as<std::string>()->ends_with(", sessionId:session" + tags), "other tags",
                 body);

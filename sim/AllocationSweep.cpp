@@ -31,17 +31,9 @@ struct Heard {
 class Host : public VelmorConfigDelegate, public VelmorSleepTrackingManagerDelegate {
   public:
     explicit Host(Heard& heard) : heard_(heard) {}
-    void userDidJoin(const std::string&, const Config&) override {}
-    void didFailUserJoin(const VelmorError&) override {}
-    void userDidDelete(const std::string&) override {}
     void didCreate() override { ++heard_.created; }
     void didUpload(std::int64_t) override { ++heard_.uploaded; }
     void didClose(const std::string&) override { ++heard_.closed; }
-    void didFail(const VelmorError&) override {}
-    void didInterrupt() override {}
-    void didResume() override {}
-    void micPermissionWasDenied() override {}
-    void analysing(const Model::Session&) override {}
 
   private:
     Heard& heard_;

@@ -27,20 +27,7 @@ class Silence : public Testing::AudioSource {
     std::size_t read(std::uint64_t, std::span<float> out) override { return out.size(); }
 };
 
-class Host : public VelmorConfigDelegate, public VelmorSleepTrackingManagerDelegate {
-  public:
-    void userDidJoin(const std::string&, const Config&) override {}
-    void didFailUserJoin(const VelmorError&) override {}
-    void userDidDelete(const std::string&) override {}
-    void didCreate() override {}
-    void didUpload(std::int64_t) override {}
-    void didClose(const std::string&) override {}
-    void didFail(const VelmorError&) override {}
-    void didInterrupt() override {}
-    void didResume() override {}
-    void micPermissionWasDenied() override {}
-    void analysing(const Model::Session&) override {}
-};
+struct Host : VelmorConfigDelegate, VelmorSleepTrackingManagerDelegate {};
 
 struct Footprint {
     std::size_t files = 0, threads = 0, memory = 0;

@@ -34,14 +34,7 @@ class Hum : public Testing::AudioSource {
 };
 
 struct Host : VelmorSleepTrackingManagerDelegate {
-    void didCreate() override {}
-    void didUpload(std::int64_t) override {}
-    void didClose(const std::string&) override {}
-    void didFail(const VelmorError&) override {}
     void didInterrupt() override { inside ? inside() : void(); }
-    void didResume() override {}
-    void micPermissionWasDenied() override {}
-    void analysing(const Model::Session&) override {}
 
     std::function<void()> inside;
 };

@@ -1,14 +1,33 @@
-// The tables of the classes that a host derives from, with the type information that its compiler refers to.
+// The classes that a host derives from. Their tables and type information are here, where every host's
+// compiler finds the same, and the calls do nothing until the host overrides them.
 
 #include <Velmor/Velmor.hpp>
 
 namespace Velmor {
 
-VelmorConfigDelegate::~VelmorConfigDelegate() = default;
 VelmorDebugLoggerDelegate::~VelmorDebugLoggerDelegate() = default;
-VelmorRecordingDelegate::~VelmorRecordingDelegate() = default;
-VelmorSleepTrackingManagerDelegate::~VelmorSleepTrackingManagerDelegate() = default;
 
+VelmorConfigDelegate::~VelmorConfigDelegate() = default;
+void VelmorConfigDelegate::userDidJoin(const std::string&, const Config&) {}
+void VelmorConfigDelegate::didFailUserJoin(const VelmorError&) {}
+void VelmorConfigDelegate::userDidDelete(const std::string&) {}
+
+VelmorRecordingDelegate::~VelmorRecordingDelegate() = default;
+void VelmorRecordingDelegate::recordedData(std::string, std::int64_t) {}
+void VelmorRecordingDelegate::didFail(const VelmorError&) {}
+void VelmorRecordingDelegate::didInterrupt() {}
+void VelmorRecordingDelegate::didResume() {}
+void VelmorRecordingDelegate::micPermissionWasDenied() {}
+
+VelmorSleepTrackingManagerDelegate::~VelmorSleepTrackingManagerDelegate() = default;
+void VelmorSleepTrackingManagerDelegate::didCreate() {}
+void VelmorSleepTrackingManagerDelegate::didUpload(std::int64_t) {}
+void VelmorSleepTrackingManagerDelegate::didClose(const std::string&) {}
+void VelmorSleepTrackingManagerDelegate::didFail(const VelmorError&) {}
+void VelmorSleepTrackingManagerDelegate::didInterrupt() {}
+void VelmorSleepTrackingManagerDelegate::didResume() {}
+void VelmorSleepTrackingManagerDelegate::micPermissionWasDenied() {}
+void VelmorSleepTrackingManagerDelegate::analysing(const Model::Session&) {}
 void VelmorSleepTrackingManagerDelegate::trackingEnded(const TrackingOutcome&) {}
 
 }  // namespace Velmor

@@ -14,6 +14,10 @@ void initVelmorConfig(const std::string& apiKey, const std::optional<std::string
     Library::shared()->initVelmorConfig(apiKey, userId, baseUrl, callbackUrl, service, delegate);
 }
 
+void initVelmorConfig(const std::string& apiKey, const std::shared_ptr<VelmorConfigDelegate>& delegate) {
+    initVelmorConfig(apiKey, {}, {}, {}, {}, delegate);
+}
+
 void deleteUser(const Config& config) {
     Library::shared()->deleteUser(config);
 }

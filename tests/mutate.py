@@ -32,7 +32,7 @@ TOKEN = re.compile(r"(?<= )(<=?|>=?|[=!]=|&&|\|\||[-+*/%]|[-+]=)(?=\s)|\+\+|--|\
 LITERAL = re.compile(r"""//[^\n]*|/\*.*?\*/|^\#[^\n]*|\bstatic_assert\(.*?\);|"(\\.|[^"\\])*"|(?<!\w)'(\\.|[^'\\])+'""", re.S | re.M)
 NUMBER = re.compile(r"(?<![\w.'])(\d[\d']*)(\.\d+)?(?=[a-zA-Z]*(?![\w'.]))")
 STATEMENT = re.compile(r"[;{}]\s+(?=[\w*+~-])|\b(else|default:|case [\w:]+:)\s+(?=[\w*+-])|\b(if|for|while) \(")
-DROPPED = re.compile(r"(?!.*\breserve\()(delete )?[^\s({=]+\(.*\)|(\+\+|--)\S+|\*?[^\s({=]+ (=|[-+*/|^]=|<<=|>>=) .*|(throw|break|continue)\b.*", re.S)
+DROPPED = re.compile(r"(delete )?[^\s({=]+\(.*\)|(\+\+|--)\S+|\*?[^\s({=]+ (=|[-+*/|^]=|<<=|>>=) .*|(throw|break|continue)\b.*", re.S)
 CALL = re.compile(r"[^\s({=]+\(.*\)", re.S)
 FUNCTION = re.compile(r"^(?!namespace|class|struct|enum|template|extern)([\w:].*? )[\w:~]+\([^;{}]*\)[^;{}]*\{$", re.M)
 DECLARATION = re.compile(r"(const |unsigned )?[\w:]+(<.*>)?[&*]* ?[&*]* [\w]+( = .*)?", re.S)
@@ -120,7 +120,7 @@ def mutants_of(path, seed):
     text = (ROOT / path).read_text()
     code, lines, made, ranks = LITERAL.sub(blank, text), [line.strip() for line in text.split("\n")], set(), Counter()
     for changes in (statement_changes, condition_changes, value_changes, argument_changes):
-        for start, end, new in changes(code, text):
+        for start, end, new in (c for c in changes(code, text) if "reserve(" not in text[text.rfind("\n", 0, c[0]):c[1]]):
             changed, first, last = text[:start] + new + text[end:], text.count("\n", 0, start), text.count("\n", 0, end)
             after = [line.strip() for line in changed.split("\n")[first:last + 1 + changed.count("\n") - text.count("\n")]]
             place = f"{seed} {path} {lines[first]} {lines[:first].count(lines[first])}"

@@ -33,10 +33,7 @@ struct Finding {
 // Hears whether a recording fails within its first moments.
 class Listener : public Velmor::VelmorRecordingDelegate {
   public:
-    void recordedData(std::string /*data*/, std::int64_t /*sequence*/) override {}
     void didFail(const Velmor::VelmorError& error) override { tell(error.description()); }
-    void didInterrupt() override {}
-    void didResume() override {}
     void micPermissionWasDenied() override { tell("this program may not record"); }
 
     /// What went wrong, empty when the microphone was heard.
@@ -145,13 +142,8 @@ void checkFolders(std::vector<Finding>& findings, const SharedOptions& shared) {
 void print(const Finding& finding, bool json) {
     const bool good = finding.code == ExitCode::done;
     if (json)
-        std::printf("%s\n", JsonObject()
-                                .text("check", finding.part)
-                                .boolean("ok", good)
-                                .text("text", finding.text)
-                                .text("advice", finding.advice)
-                                .str()
-                                .c_str());
+        printJson(
+            {{"check", finding.part}, {"ok", good}, {"text", finding.text}, {"advice", finding.advice}});
     else
         std::printf("%-4s %-12s %s%s%s\n", good ? "ok" : "BAD", finding.part.c_str(), finding.text.c_str(),
                     finding.advice.empty() ? "" : "; ", finding.advice.c_str());

@@ -1,9 +1,6 @@
 /// The records in which the service's answers reach the application. All are plain values. Besides its fields
-/// each has
-///   description()       its fields as text, labelled, one to a line, in UTC
-///   eachField(visitor)  calls `visitor("name", &Record::name)` for each field in order, so that tables and
-///                       serialisers need no list of their own
-/// An empty optional is a field that the service left out or sent as null.
+/// each has `description()`: the fields as text, labelled, one to a line, in UTC.
+/// An empty optional is a field that the service left out or sent as null. "s" stands for seconds.
 #pragma once
 
 #include <chrono>
@@ -61,276 +58,294 @@ VELMOR_API std::optional<OrderBy> fromRawValue(std::string_view text);
 
 using Int = std::int64_t;
 using Float = float;
-using String = std::string;
 /// A point in time to the microsecond, UTC without leap seconds; what the service wrote finer is dropped.
 /// Holds every date of the years 0 to 9999, which a WallTime, whose nanoseconds end in 2262, does not:
 /// services mark "never" by year 1 or 9999.
 using Date = std::chrono::sys_time<std::chrono::microseconds>;
 /// A calendar day, as the midnight UTC at which it begins.
 using Day = std::chrono::sys_days;
-template <class T>
-using Optional = std::optional<T>;
-template <class T>
-using List = std::vector<T>;
 
-// A record's fields are listed once, in VELMOR_FIELDS; VELMOR_RECORD makes the struct of them.
-#define VELMOR_RECORD_MEMBER(Type, name) Type name{};
-#define VELMOR_RECORD_VISIT(Type, name) visitor(#name, &Self::name);
-#define VELMOR_RECORD(Name)                                                   \
-    struct Name {                                                             \
-        VELMOR_FIELDS(VELMOR_RECORD_MEMBER)                                   \
-                                                                              \
-        VELMOR_API std::string description() const;                           \
-        bool operator==(const Name&) const = default;                         \
-        template <class Visitor>                                              \
-        static constexpr void eachField([[maybe_unused]] Visitor&& visitor) { \
-            using Self [[maybe_unused]] = Name;                               \
-            VELMOR_FIELDS(VELMOR_RECORD_VISIT)                                \
-        }                                                                     \
-    };
+/// The figures of one night. How they are counted is up to the service; the comments say how the local
+/// service that comes with the library counts them.
+struct Stat {
+    std::optional<Int> sleepLatency;          ///< s from the start of the session to falling asleep
+    std::optional<Int> wakeupLatency;         ///< s from waking up to the end of the session
+    std::optional<Date> sleepTime;            ///< when sleep began
+    std::optional<Date> wakeTime;             ///< when sleep ended
+    std::optional<Int> lightLatency;          ///< s from falling asleep to the first light sleep
+    std::optional<Int> deepLatency;           ///< s to the first deep sleep
+    std::optional<Int> remLatency;            ///< s to the first REM sleep
+    std::optional<Int> timeInWake;            ///< s awake between falling asleep and waking up
+    std::optional<Int> timeInSleep;           ///< s asleep
+    std::optional<Int> timeInBed;             ///< s of the whole session
+    std::optional<Int> timeInSleepPeriod;     ///< s from falling asleep to waking up
+    std::optional<Int> timeInRem;             ///< s
+    std::optional<Int> timeInLight;           ///< s
+    std::optional<Int> timeInDeep;            ///< s
+    std::optional<Int> timeInStableBreath;    ///< s
+    std::optional<Int> timeInUnstableBreath;  ///< s
+    std::optional<Int> timeInSnoring;         ///< s
+    std::optional<Int> timeInNoSnoring;       ///< s
+    std::optional<Float> sleepEfficiency;     ///< share of timeInBed spent asleep, 0 to 1
+    std::optional<Float> wakeRatio;           ///< share of timeInSleepPeriod, 0 to 1, as all ratios are
+    std::optional<Float> sleepRatio;
+    std::optional<Float> remRatio;
+    std::optional<Float> lightRatio;
+    std::optional<Float> deepRatio;
+    std::optional<Float> stableBreathRatio;
+    std::optional<Float> unstableBreathRatio;
+    std::optional<Float> snoringRatio;
+    std::optional<Float> noSnoringRatio;
+    std::optional<Int> unstableBreathCount;  ///< stretches of unstable breath
+    std::optional<BreathingPattern> breathingPattern;
+    std::optional<Float> breathingIndex;              ///< stretches of unstable breath in an hour
+    std::optional<Int> sleepCycle;                    ///< s of the mean cycle
+    std::optional<Int> sleepCycleCount;               ///< whole cycles of sleep
+    std::optional<std::vector<Date>> sleepCycleTime;  ///< when each cycle ended
+    std::optional<Int> wasoCount;                     ///< times awake after falling asleep
+    std::optional<Int> longestWaso;                   ///< s of the longest of them
+    std::optional<Int> sleepIndex;                    ///< the service's score of the night, 0 to 100
+    std::optional<Int> snoringCount;                  ///< stretches of snoring
 
-// clang-format off
+    VELMOR_API std::string description() const;
+    bool operator==(const Stat&) const = default;
+};
 
-#define VELMOR_FIELDS(field)                              \
-    field(Optional<Int>, sleepLatency)                    \
-    field(Optional<Int>, wakeupLatency)                   \
-    field(Optional<Date>, sleepTime)                      \
-    field(Optional<Date>, wakeTime)                       \
-    field(Optional<Int>, lightLatency)                    \
-    field(Optional<Int>, deepLatency)                     \
-    field(Optional<Int>, remLatency)                      \
-    field(Optional<Int>, timeInWake)                      \
-    field(Optional<Int>, timeInSleep)                     \
-    field(Optional<Int>, timeInBed)                       \
-    field(Optional<Int>, timeInSleepPeriod)               \
-    field(Optional<Int>, timeInRem)                       \
-    field(Optional<Int>, timeInLight)                     \
-    field(Optional<Int>, timeInDeep)                      \
-    field(Optional<Int>, timeInStableBreath)              \
-    field(Optional<Int>, timeInUnstableBreath)            \
-    field(Optional<Int>, timeInSnoring)                   \
-    field(Optional<Int>, timeInNoSnoring)                 \
-    field(Optional<Float>, sleepEfficiency)               \
-    field(Optional<Float>, wakeRatio)                     \
-    field(Optional<Float>, sleepRatio)                    \
-    field(Optional<Float>, remRatio)                      \
-    field(Optional<Float>, lightRatio)                    \
-    field(Optional<Float>, deepRatio)                     \
-    field(Optional<Float>, stableBreathRatio)             \
-    field(Optional<Float>, unstableBreathRatio)           \
-    field(Optional<Float>, snoringRatio)                  \
-    field(Optional<Float>, noSnoringRatio)                \
-    field(Optional<Int>, unstableBreathCount)             \
-    field(Optional<BreathingPattern>, breathingPattern)   \
-    field(Optional<Float>, breathingIndex)                \
-    field(Optional<Int>, sleepCycle)                      \
-    field(Optional<Int>, sleepCycleCount)                 \
-    field(Optional<List<Date>>, sleepCycleTime)           \
-    field(Optional<Int>, wasoCount)                       \
-    field(Optional<Int>, longestWaso)                     \
-    field(Optional<Int>, sleepIndex)                      \
-    field(Optional<Int>, snoringCount)
-/// The figures of one night. Latencies and times are durations as the service counts them.
-VELMOR_RECORD(Stat)
-#undef VELMOR_FIELDS
+/// One session.
+struct Session {
+    std::string id;
+    State state{};
+    Date startTime{};
+    std::optional<Date> endTime;                    ///< none while it is open
+    std::optional<Date> unexpectedEndTime;          ///< set when it ended without being closed
+    std::string createdTimezone;                    ///< IANA name of the zone it was opened in
+    std::optional<std::vector<Int>> sleepStages;    ///< a code for each epoch, from the start
+    std::optional<std::vector<Int>> breathStages;   ///< likewise
+    std::optional<std::vector<Int>> snoringStages;  ///< likewise
 
-#define VELMOR_FIELDS(field)                              \
-    field(String, id)                                     \
-    field(State, state)                                   \
-    field(Date, startTime)                                \
-    field(Optional<Date>, endTime)                        \
-    field(Optional<Date>, unexpectedEndTime)              \
-    field(String, createdTimezone)                        \
-    field(Optional<List<Int>>, sleepStages)               \
-    field(Optional<List<Int>>, breathStages)              \
-    field(Optional<List<Int>>, snoringStages)
-/// One session. `unexpectedEndTime` is set when it ended without being closed; the stages are one code for
-/// each epoch.
-VELMOR_RECORD(Session)
-#undef VELMOR_FIELDS
+    VELMOR_API std::string description() const;
+    bool operator==(const Session&) const = default;
+};
 
-#define VELMOR_FIELDS(field)                              \
-    field(String, timezone)                               \
-    field(List<Peculiarity>, peculiarities)               \
-    field(Float, missingDataRatio)                        \
-    field(Session, session)                               \
-    field(Optional<Stat>, stat)
 /// The analysis of one session.
-VELMOR_RECORD(Report)
-#undef VELMOR_FIELDS
+struct Report {
+    std::string timezone;                    ///< IANA name
+    std::vector<Peculiarity> peculiarities;  ///< what keeps the analysis from being complete
+    Float missingDataRatio{};                ///< share of the session whose sound never arrived, 0 to 1
+    Session session;
+    std::optional<Stat> stat;  ///< none until there is an analysis
 
-#define VELMOR_FIELDS(field)                              \
-    field(String, sessionId)                              \
-    field(State, state)                                   \
-    field(Date, sessionStartTime)                         \
-    field(Optional<Date>, sessionEndTime)                 \
-    field(String, createdTimezone)                        \
-    field(Optional<Date>, unexpectedEndTime)              \
-    field(Optional<Int>, lastReceivedSeqNum)              \
-    field(Optional<Int>, timeInBed)
-/// One entry of a list of sessions. `lastReceivedSeqNum` is the last chunk that the service received.
-VELMOR_RECORD(SleepSession)
-#undef VELMOR_FIELDS
+    VELMOR_API std::string description() const;
+    bool operator==(const Report&) const = default;
+};
 
-#define VELMOR_FIELDS(field)                              \
-    field(String, timezone)                               \
-    field(List<SleepSession>, sleepSessionList)
-VELMOR_RECORD(ReportList)
-#undef VELMOR_FIELDS
+/// One entry of a list of sessions.
+struct SleepSession {
+    std::string sessionId;
+    State state{};
+    Date sessionStartTime{};
+    std::optional<Date> sessionEndTime;     ///< none while it is open
+    std::string createdTimezone;            ///< IANA name of the zone it was opened in
+    std::optional<Date> unexpectedEndTime;  ///< set when it ended without being closed
+    std::optional<Int> lastReceivedSeqNum;  ///< of the last chunk that the service received
+    std::optional<Int> timeInBed;           ///< s of the whole session
 
-#define VELMOR_FIELDS(field)                              \
-    field(String, timezone)                               \
-    field(Day, startDate)                                 \
-    field(Day, endDate)
+    VELMOR_API std::string description() const;
+    bool operator==(const SleepSession&) const = default;
+};
+
+/// The sessions of some days.
+struct ReportList {
+    std::string timezone;                        ///< IANA name
+    std::vector<SleepSession> sleepSessionList;  ///< in the order that was asked for
+
+    VELMOR_API std::string description() const;
+    bool operator==(const ReportList&) const = default;
+};
+
 /// The days that an average covers.
-VELMOR_RECORD(Period)
-#undef VELMOR_FIELDS
+struct Period {
+    std::string timezone;  ///< IANA name
+    Day startDate{};       ///< first day
+    Day endDate{};         ///< last day
 
-#define VELMOR_FIELDS(field)                              \
-    field(String, startTime)                              \
-    field(String, endTime)                                \
-    field(String, sleepTime)                              \
-    field(String, wakeTime)                               \
-    field(Int, sleepLatency)                              \
-    field(Int, wakeupLatency)                             \
-    field(Int, timeInBed)                                 \
-    field(Int, timeInSleepPeriod)                         \
-    field(Int, timeInSleep)                               \
-    field(Int, timeInWake)                                \
-    field(Optional<Int>, timeInLight)                     \
-    field(Optional<Int>, timeInDeep)                      \
-    field(Optional<Int>, timeInRem)                       \
-    field(Optional<Int>, timeInStableBreath)              \
-    field(Optional<Int>, timeInUnstableBreath)            \
-    field(Optional<Int>, timeInSnoring)                   \
-    field(Optional<Int>, timeInNoSnoring)                 \
-    field(Float, sleepEfficiency)                         \
-    field(Float, wakeRatio)                               \
-    field(Float, sleepRatio)                              \
-    field(Optional<Float>, lightRatio)                    \
-    field(Optional<Float>, deepRatio)                     \
-    field(Optional<Float>, remRatio)                      \
-    field(Optional<Float>, stableBreathRatio)             \
-    field(Optional<Float>, unstableBreathRatio)           \
-    field(Optional<Float>, snoringRatio)                  \
-    field(Optional<Float>, noSnoringRatio)                \
-    field(Optional<Float>, breathingIndex)                \
-    field(Optional<Int>, wasoCount)                       \
-    field(Optional<Int>, longestWaso)                     \
-    field(Optional<Int>, unstableBreathCount)             \
-    field(Optional<Int>, sleepCycleCount)                 \
-    field(Optional<Int>, snoringCount)
-/// Averages over a period. The first four are times of day as the service writes them.
-VELMOR_RECORD(AverageStats)
-#undef VELMOR_FIELDS
+    VELMOR_API std::string description() const;
+    bool operator==(const Period&) const = default;
+};
 
-#define VELMOR_FIELDS(field)                              \
-    field(String, id)                                     \
-    field(Date, startTime)                                \
-    field(Date, endTime)                                  \
-    field(Date, completedTime)
+/// Averages over a period. The first four are times of day as the service writes them, for instance
+/// "22:00:00".
+struct AverageStats {
+    std::string startTime;                    ///< of the sessions
+    std::string endTime;                      ///< of the sessions
+    std::string sleepTime;                    ///< falling asleep
+    std::string wakeTime;                     ///< waking up
+    Int sleepLatency{};                       ///< s from the start of the session to falling asleep
+    Int wakeupLatency{};                      ///< s from waking up to the end of the session
+    Int timeInBed{};                          ///< s of the whole session
+    Int timeInSleepPeriod{};                  ///< s from falling asleep to waking up
+    Int timeInSleep{};                        ///< s asleep
+    Int timeInWake{};                         ///< s awake between falling asleep and waking up
+    std::optional<Int> timeInLight;           ///< s
+    std::optional<Int> timeInDeep;            ///< s
+    std::optional<Int> timeInRem;             ///< s
+    std::optional<Int> timeInStableBreath;    ///< s
+    std::optional<Int> timeInUnstableBreath;  ///< s
+    std::optional<Int> timeInSnoring;         ///< s
+    std::optional<Int> timeInNoSnoring;       ///< s
+    Float sleepEfficiency{};                  ///< share of timeInBed spent asleep, 0 to 1
+    Float wakeRatio{};                        ///< share of timeInSleepPeriod, 0 to 1, as all ratios are
+    Float sleepRatio{};
+    std::optional<Float> lightRatio;
+    std::optional<Float> deepRatio;
+    std::optional<Float> remRatio;
+    std::optional<Float> stableBreathRatio;
+    std::optional<Float> unstableBreathRatio;
+    std::optional<Float> snoringRatio;
+    std::optional<Float> noSnoringRatio;
+    std::optional<Float> breathingIndex;     ///< stretches of unstable breath in an hour
+    std::optional<Int> wasoCount;            ///< times awake after falling asleep
+    std::optional<Int> longestWaso;          ///< s of the longest of them
+    std::optional<Int> unstableBreathCount;  ///< stretches of unstable breath
+    std::optional<Int> sleepCycleCount;      ///< whole cycles of sleep
+    std::optional<Int> snoringCount;         ///< stretches of snoring
+
+    VELMOR_API std::string description() const;
+    bool operator==(const AverageStats&) const = default;
+};
+
 /// A session of the period in which no sleep was found.
-VELMOR_RECORD(NeverSleptSession)
-#undef VELMOR_FIELDS
+struct NeverSleptSession {
+    std::string id;
+    Date startTime{};
+    Date endTime{};
+    Date completedTime{};  ///< when its analysis was complete
 
-#define VELMOR_FIELDS(field)                              \
-    field(String, id)                                     \
-    field(String, createdTimezone)                        \
-    field(Date, startTime)                                \
-    field(Date, endTime)                                  \
-    field(Date, completedTime)                            \
-    field(Float, sleepEfficiency)                         \
-    field(Optional<Int>, sleepLatency)                    \
-    field(Optional<Int>, wakeupLatency)                   \
-    field(Optional<Int>, lightLatency)                    \
-    field(Optional<Int>, deepLatency)                     \
-    field(Optional<Int>, remLatency)                      \
-    field(Optional<Date>, sleepTime)                      \
-    field(Optional<Date>, wakeTime)                       \
-    field(Int, timeInWake)                                \
-    field(Int, timeInSleepPeriod)                         \
-    field(Int, timeInSleep)                               \
-    field(Int, timeInBed)                                 \
-    field(Optional<Int>, timeInRem)                       \
-    field(Optional<Int>, timeInLight)                     \
-    field(Optional<Int>, timeInDeep)                      \
-    field(Optional<Int>, timeInStableBreath)              \
-    field(Optional<Int>, timeInUnstableBreath)            \
-    field(Optional<Int>, timeInSnoring)                   \
-    field(Optional<Int>, timeInNoSnoring)                 \
-    field(Float, wakeRatio)                               \
-    field(Float, sleepRatio)                              \
-    field(Optional<Float>, remRatio)                      \
-    field(Optional<Float>, lightRatio)                    \
-    field(Optional<Float>, deepRatio)                     \
-    field(Optional<Float>, stableBreathRatio)             \
-    field(Optional<Float>, unstableBreathRatio)           \
-    field(Optional<Float>, snoringRatio)                  \
-    field(Optional<Float>, noSnoringRatio)                \
-    field(Optional<Int>, unstableBreathCount)             \
-    field(Optional<BreathingPattern>, breathingPattern)   \
-    field(Optional<Float>, breathingIndex)                \
-    field(Optional<Int>, sleepCycle)                      \
-    field(Optional<Int>, sleepCycleCount)                 \
-    field(Optional<Int>, wasoCount)                       \
-    field(Optional<Int>, longestWaso)                     \
-    field(Optional<Int>, snoringCount)
+    VELMOR_API std::string description() const;
+    bool operator==(const NeverSleptSession&) const = default;
+};
+
 /// A session of the period in which sleep was found.
-VELMOR_RECORD(SleptSession)
-#undef VELMOR_FIELDS
+struct SleptSession {
+    std::string id;
+    std::string createdTimezone;  ///< IANA name of the zone it was opened in
+    Date startTime{};
+    Date endTime{};
+    Date completedTime{};                     ///< when its analysis was complete
+    Float sleepEfficiency{};                  ///< share of timeInBed spent asleep, 0 to 1
+    std::optional<Int> sleepLatency;          ///< s from the start of the session to falling asleep
+    std::optional<Int> wakeupLatency;         ///< s from waking up to the end of the session
+    std::optional<Int> lightLatency;          ///< s from falling asleep to the first light sleep
+    std::optional<Int> deepLatency;           ///< s to the first deep sleep
+    std::optional<Int> remLatency;            ///< s to the first REM sleep
+    std::optional<Date> sleepTime;            ///< when sleep began
+    std::optional<Date> wakeTime;             ///< when sleep ended
+    Int timeInWake{};                         ///< s awake between falling asleep and waking up
+    Int timeInSleepPeriod{};                  ///< s from falling asleep to waking up
+    Int timeInSleep{};                        ///< s asleep
+    Int timeInBed{};                          ///< s of the whole session
+    std::optional<Int> timeInRem;             ///< s
+    std::optional<Int> timeInLight;           ///< s
+    std::optional<Int> timeInDeep;            ///< s
+    std::optional<Int> timeInStableBreath;    ///< s
+    std::optional<Int> timeInUnstableBreath;  ///< s
+    std::optional<Int> timeInSnoring;         ///< s
+    std::optional<Int> timeInNoSnoring;       ///< s
+    Float wakeRatio{};                        ///< share of timeInSleepPeriod, 0 to 1, as all ratios are
+    Float sleepRatio{};
+    std::optional<Float> remRatio;
+    std::optional<Float> lightRatio;
+    std::optional<Float> deepRatio;
+    std::optional<Float> stableBreathRatio;
+    std::optional<Float> unstableBreathRatio;
+    std::optional<Float> snoringRatio;
+    std::optional<Float> noSnoringRatio;
+    std::optional<Int> unstableBreathCount;  ///< stretches of unstable breath
+    std::optional<BreathingPattern> breathingPattern;
+    std::optional<Float> breathingIndex;  ///< stretches of unstable breath in an hour
+    std::optional<Int> sleepCycle;        ///< s of the mean cycle
+    std::optional<Int> sleepCycleCount;   ///< whole cycles of sleep
+    std::optional<Int> wasoCount;         ///< times awake after falling asleep
+    std::optional<Int> longestWaso;       ///< s of the longest of them
+    std::optional<Int> snoringCount;      ///< stretches of snoring
 
-#define VELMOR_FIELDS(field)                              \
-    field(Period, period)                                 \
-    field(List<Peculiarity>, peculiarities)               \
-    field(Optional<AverageStats>, averageStats)           \
-    field(List<NeverSleptSession>, neverSleptSessions)    \
-    field(List<SleptSession>, sleptSessions)
-VELMOR_RECORD(AverageReport)
-#undef VELMOR_FIELDS
+    VELMOR_API std::string description() const;
+    bool operator==(const SleptSession&) const = default;
+};
 
-#define VELMOR_FIELDS(field)                              \
-    field(Optional<String>, sessionId)                    \
-    field(Optional<String>, inferenceType)                \
-    field(Optional<String>, service)                      \
-    field(Optional<String>, state)                        \
-    field(Optional<Date>, startTime)                      \
-    field(Optional<Date>, endTime)                        \
-    field(Optional<Date>, completeTime)
-/// A user's last session. Kind and state stay the service's own words. Nothing in it is needed to join, so
-/// everything may be missing.
-VELMOR_RECORD(SessionInfo)
-#undef VELMOR_FIELDS
+/// Averages over the sessions of some days, and those sessions.
+struct AverageReport {
+    Period period;
+    std::vector<Peculiarity> peculiarities;    ///< what keeps its sessions from being complete
+    std::optional<AverageStats> averageStats;  ///< none when there is nothing to average
+    std::vector<NeverSleptSession> neverSleptSessions;
+    std::vector<SleptSession> sleptSessions;
 
-#define VELMOR_FIELDS(field)                              \
-    field(String, userId)                                 \
-    field(Optional<SessionInfo>, lastSessionInfo)
-VELMOR_RECORD(User)
-#undef VELMOR_FIELDS
+    VELMOR_API std::string description() const;
+    bool operator==(const AverageReport&) const = default;
+};
 
-#define VELMOR_FIELDS(field)                              \
-    field(String, sessionId)
+/// A user's last session. Nothing in it is needed to join, so everything may be missing.
+struct SessionInfo {
+    std::optional<std::string> sessionId;
+    std::optional<std::string> inferenceType;  ///< the service's own word
+    std::optional<std::string> service;        ///< the service that it was opened for
+    std::optional<std::string> state;          ///< the service's own word
+    std::optional<Date> startTime;
+    std::optional<Date> endTime;
+    std::optional<Date> completeTime;  ///< when its analysis was complete
+
+    VELMOR_API std::string description() const;
+    bool operator==(const SessionInfo&) const = default;
+};
+
+/// A user who joined.
+struct User {
+    std::string userId;
+    std::optional<SessionInfo> lastSessionInfo;  ///< none before the first session
+
+    VELMOR_API std::string description() const;
+    bool operator==(const User&) const = default;
+};
+
 /// The answer to a session being opened.
-VELMOR_RECORD(CreateSession)
-#undef VELMOR_FIELDS
+struct CreateSession {
+    std::string sessionId;
 
-#define VELMOR_FIELDS(field)                              \
-    field(Optional<Int>, errorCode)
+    VELMOR_API std::string description() const;
+    bool operator==(const CreateSession&) const = default;
+};
+
 /// What comes with a refusal.
-VELMOR_RECORD(ErrorBody)
-#undef VELMOR_FIELDS
+struct ErrorBody {
+    std::optional<Int> errorCode;  ///< the service's number of the reason
 
-// Answers that say no more than that it was done.
-#define VELMOR_FIELDS(field)
-VELMOR_RECORD(UploadData)
-VELMOR_RECORD(CloseSession)
-VELMOR_RECORD(DeleteUser)
-VELMOR_RECORD(DeleteReport)
-#undef VELMOR_FIELDS
+    VELMOR_API std::string description() const;
+    bool operator==(const ErrorBody&) const = default;
+};
 
-// clang-format on
+/// The answer to an upload. This and the following say no more than that it was done.
+struct UploadData {
+    VELMOR_API std::string description() const;
+    bool operator==(const UploadData&) const = default;
+};
 
-#undef VELMOR_RECORD
-#undef VELMOR_RECORD_VISIT
-#undef VELMOR_RECORD_MEMBER
+/// The answer to a session being closed.
+struct CloseSession {
+    VELMOR_API std::string description() const;
+    bool operator==(const CloseSession&) const = default;
+};
+
+/// The answer to a user being deleted.
+struct DeleteUser {
+    VELMOR_API std::string description() const;
+    bool operator==(const DeleteUser&) const = default;
+};
+
+/// The answer to a report being deleted.
+struct DeleteReport {
+    VELMOR_API std::string description() const;
+    bool operator==(const DeleteReport&) const = default;
+};
 
 }  // namespace Velmor::Model

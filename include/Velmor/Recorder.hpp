@@ -12,19 +12,20 @@
 
 namespace Velmor {
 
-/// Implemented by whoever wants the chunks. Every call comes on the library's main loop, one at a time, with
-/// no lock held: the recorder may be used and released from inside. An exception is logged and dropped.
+/// Derived from by whoever wants the chunks, overriding what it wants to hear: every call does nothing by
+/// itself. Every call comes on the library's main loop, one at a time, with no lock held: the recorder may be
+/// used and released from inside. An exception is logged and dropped.
 class VELMOR_API VelmorRecordingDelegate {
   public:
     virtual ~VelmorRecordingDelegate();
     /// One finished chunk of 30 s: the bytes of its `.npy` file (float32, shape (1, 20, 1201)) and its
     /// number, counted in periods of 30 s since the start. Numbers grow; those of periods lost in an
     /// interruption are left out.
-    virtual void recordedData(std::string data, std::int64_t sequence) = 0;
-    virtual void didFail(const VelmorError& error) = 0;  ///< once for each failure
-    virtual void didInterrupt() = 0;                     ///< nothing is recorded until `didResume`
-    virtual void didResume() = 0;  ///< the time lost is filled with silence where a chunk is affected
-    virtual void micPermissionWasDenied() = 0;  ///< nothing was started
+    virtual void recordedData(std::string data, std::int64_t sequence);
+    virtual void didFail(const VelmorError& error);  ///< once for each failure
+    virtual void didInterrupt();                     ///< nothing is recorded until `didResume`
+    virtual void didResume();  ///< the time lost is filled with silence where a chunk is affected
+    virtual void micPermissionWasDenied();  ///< nothing was started
 };
 
 /// Operations may be called on any thread and return at once. A request in the wrong state is logged and

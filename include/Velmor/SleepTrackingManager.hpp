@@ -33,24 +33,23 @@ struct TrackingOutcome {
     std::optional<VelmorError> error;
 };
 
-/// Implemented by the application. Every call comes on the library's main loop, one at a time, with no lock
-/// held: any entry point may be called and the delegate released from inside. An exception is logged and
-/// dropped.
+/// Derived from by the application, which overrides what it wants to hear: every call does nothing by
+/// itself. Every call comes on the library's main loop, one at a time, with no lock held: any entry point may
+/// be called and the delegate released from inside. An exception is logged and dropped.
 class VELMOR_API VelmorSleepTrackingManagerDelegate {
   public:
     virtual ~VelmorSleepTrackingManagerDelegate();
-    virtual void didCreate() = 0;                             ///< the session exists on the server
-    virtual void didUpload(std::int64_t sequence) = 0;        ///< the server accepted this chunk
-    virtual void didClose(const std::string& sessionId) = 0;  ///< the session was closed
-    virtual void didFail(const VelmorError& error) = 0;       ///< once for each failure
-    virtual void didInterrupt() = 0;                          ///< recording was interrupted
-    virtual void didResume() = 0;                             ///< recording goes on
-    virtual void micPermissionWasDenied() = 0;
-    virtual void analysing(const Model::Session& session) = 0;  ///< an analysis answer arrived
+    virtual void didCreate();                               ///< the session exists on the server
+    virtual void didUpload(std::int64_t sequence);          ///< the server accepted this chunk
+    virtual void didClose(const std::string& sessionId);    ///< the session was closed
+    virtual void didFail(const VelmorError& error);         ///< once for each failure
+    virtual void didInterrupt();                            ///< recording was interrupted
+    virtual void didResume();                               ///< recording goes on
+    virtual void micPermissionWasDenied();                  ///< the microphone may not be used
+    virtual void analysing(const Model::Session& session);  ///< an analysis answer arrived
     /// The night is over: the last call about it, and the one place to learn so. Every `startTracking` leads
     /// to exactly one such call, whatever happened; a start while a night is under way belongs to that night
-    /// and shares its call. After `sessionGone`, `didFail` may still come for chunks that were waiting. Does
-    /// nothing unless overridden.
+    /// and shares its call. After `sessionGone`, `didFail` may still come for chunks that were waiting.
     virtual void trackingEnded(const TrackingOutcome& outcome);
 };
 

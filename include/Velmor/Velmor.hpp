@@ -25,15 +25,16 @@
 
 namespace Velmor {
 
-/// Implemented by the application to hear what came of `initVelmorConfig` and `deleteUser`. Called on the
-/// library's main loop with no lock held; an exception is logged and dropped.
+/// Derived from by the application to hear what came of `initVelmorConfig` and `deleteUser`; every call does
+/// nothing unless overridden. Called on the library's main loop with no lock held; an exception is logged and
+/// dropped.
 class VELMOR_API VelmorConfigDelegate {
   public:
     virtual ~VelmorConfigDelegate();
     /// `config` is the one to use from now on, `userId` its user id.
-    virtual void userDidJoin(const std::string& userId, const Config& config) = 0;
-    virtual void didFailUserJoin(const VelmorError& error) = 0;
-    virtual void userDidDelete(const std::string& userId) = 0;
+    virtual void userDidJoin(const std::string& userId, const Config& config);
+    virtual void didFailUserJoin(const VelmorError& error);  ///< also when `deleteUser` fails
+    virtual void userDidDelete(const std::string& userId);
 };
 
 /// Registers the user (makes a new one when `userId` is absent). Abandons a night that is being tracked,
@@ -43,6 +44,10 @@ class VELMOR_API VelmorConfigDelegate {
 VELMOR_API void initVelmorConfig(const std::string& apiKey, const std::optional<std::string>& userId,
                                  const std::optional<Url>& baseUrl, const std::optional<Url>& callbackUrl,
                                  const std::optional<std::string>& service,
+                                 const std::shared_ptr<VelmorConfigDelegate>& delegate);
+
+/// The same for a new user of the production service, without callback URL and service name.
+VELMOR_API void initVelmorConfig(const std::string& apiKey,
                                  const std::shared_ptr<VelmorConfigDelegate>& delegate);
 
 /// Deletes the user on the server; the outcome reaches the current configuration's delegate. Any thread.

@@ -28,7 +28,7 @@ void checkStatus(const HttpResponse& response) {
 std::shared_ptr<const void> unwrap(const HttpResponse& response, RecordDecoder decoder) {
     if (response.status == 204) return {};
     checkStatus(response);
-    return decodeResponse(response.body, decoder).result;
+    return decoder(response.body);
 }
 
 APIOutcome outcomeOf(const HttpResult& result, RecordDecoder decoder) {

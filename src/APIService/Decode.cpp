@@ -1,8 +1,8 @@
 #include "APIService/Decode.hpp"
 
 #include "APIService/Iso8601.hpp"
-#include "Runtime/Text.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -14,7 +14,7 @@ std::string quoted(std::string_view text) {
     constexpr std::size_t kLimit = 60;
     std::size_t end = std::min(text.size(), kLimit);
     while (end < text.size() && end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
-    return joined({"\"", text.substr(0, end), end < text.size() ? "...\"" : "\""});
+    return '"' + std::string(text.substr(0, end)) + (end < text.size() ? "...\"" : "\"");
 }
 
 }  // namespace
@@ -22,7 +22,7 @@ std::string quoted(std::string_view text) {
 std::string JsonPath::text() const {
     if (!parent_) return "";
     auto out = parent_->text();
-    if (index_) return joined({out, "[", std::to_string(*index_), "]"});
+    if (index_) return out + '[' + std::to_string(*index_) + ']';
     if (!out.empty()) out += '.';
     return out.append(key_);
 }
@@ -32,20 +32,7 @@ void JsonPath::fail(std::string_view reason) const {
 }
 
 void JsonPath::failExpected(const char* what, const Json& found) const {
-    fail(joined({"expected ", what, ", found ", found.kind()}));
-}
-
-std::string snakeCase(std::string_view name) {
-    std::string out;
-    for (const char c : name) {
-        if (c >= 'A' && c <= 'Z') {
-            out += '_';
-            out += static_cast<char>(c - 'A' + 'a');
-        } else {
-            out += c;
-        }
-    }
-    return out;
+    fail(std::string("expected ") + what + ", found " + found.kind());
 }
 
 void decode(const Json& json, const JsonPath& path, std::int64_t& out) {
@@ -78,14 +65,14 @@ void decode(const Json& json, const JsonPath& path, std::string& out) {
 void decode(const Json& json, const JsonPath& path, Model::Date& out) {
     const auto& text = detail::textOf(json, path);
     const auto time = Iso8601::parse(text);
-    if (!time) path.fail(joined({"is no date: ", quoted(text)}));
+    if (!time) path.fail("is no date: " + quoted(text));
     out = *time;
 }
 
 void decode(const Json& json, const JsonPath& path, std::chrono::sys_days& out) {
     const auto& text = detail::textOf(json, path);
     const auto day = Iso8601::parseDay(text);
-    if (!day) path.fail(joined({"is no day: ", quoted(text)}));
+    if (!day) path.fail("is no day: " + quoted(text));
     out = *day;
 }
 
@@ -108,30 +95,9 @@ const std::string& textOf(const Json& json, const JsonPath& path) {
 }
 
 void failUnknown(std::string_view text, const JsonPath& path) {
-    path.fail(joined({"has an unknown value: ", quoted(text)}));
-}
-
-void decodeField(const Json& object, const JsonPath& path, const char* name, bool isOptional, void* out,
-                 DecodeInto decodeInto) {
-    const auto key = snakeCase(name);
-    const JsonPath place(path, key);
-    if (const auto* json = object.find(key))
-        decodeInto(*json, place, out);
-    else if (!isOptional)
-        place.fail("is missing");
+    path.fail("has an unknown value: " + quoted(text));
 }
 
 }  // namespace detail
-
-APIResponse<void> decodeResponse(std::string_view body, RecordDecoder decodeResult) {
-    const Json json = Json::parse(body);
-    const JsonPath path;
-    detail::requireObject(json, path);
-    APIResponse<void> response;
-    const auto* result = json.find("result");
-    if (result && !result->isNull()) response.result = decodeResult(*result, JsonPath(path, "result"));
-    detail::decodeField(json, path, "detail", response.detail);
-    return response;
-}
 
 }  // namespace Velmor

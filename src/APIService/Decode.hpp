@@ -1,7 +1,8 @@
-// Turns JSON into records by the records' own field lists: the key of a field is its name in snake case, what
-// is not asked for is ignored. Every failure is a DecodingError that names the place in the text.
+// Turns JSON into records by their field lists: the key of a field is its name in snake case, keys that no
+// field has are ignored. Every failure is a DecodingError that names the place in the text.
 #pragma once
 
+#include "APIService/Fields.hpp"
 #include "APIService/Json.hpp"
 
 #include <chrono>
@@ -38,21 +39,6 @@ class JsonPath {
     std::optional<std::size_t> index_;
 };
 
-/// "timeInRem" becomes "time_in_rem".
-std::string snakeCase(std::string_view name);
-
-template <class T>
-concept Record = requires {
-    T::eachField([](auto...) {});
-};
-
-template <Record T>
-constexpr std::size_t fieldCount() {
-    std::size_t count = 0;
-    T::eachField([&count](auto...) { ++count; });
-    return count;
-}
-
 /// A number written as 3.0 or 3e2 counts as an integer too.
 void decode(const Json& json, const JsonPath& path, std::int64_t& out);
 void decode(const Json& json, const JsonPath& path, float& out);
@@ -66,8 +52,8 @@ void decode(const Json& json, const JsonPath& path, std::optional<T>& out);
 template <class T>
 requires std::is_enum_v<T>
 void decode(const Json& json, const JsonPath& path, T& out);
-template <Record T>
-void decode(const Json& json, const JsonPath& path, T& out);
+template <Record R>
+void decode(const Json& json, const JsonPath& path, R& out);
 
 namespace detail {
 
@@ -76,22 +62,20 @@ void requireObject(const Json& json, const JsonPath& path);
 const std::string& textOf(const Json& json, const JsonPath& path);
 [[noreturn]] void failUnknown(std::string_view text, const JsonPath& path);
 
-using DecodeInto = void (*)(const Json& json, const JsonPath& path, void* out);
-
-/// Decodes the member of an object for a record's field. One that is optional may be missing.
-void decodeField(const Json& object, const JsonPath& path, const char* name, bool isOptional, void* out,
-                 DecodeInto decodeInto);
-
 template <class T>
 constexpr bool kIsOptional = false;
 template <class T>
 constexpr bool kIsOptional<std::optional<T>> = true;
 
+/// The member of an object that a record's field is decoded from. One that is optional may be missing.
 template <class T>
 void decodeField(const Json& object, const JsonPath& path, const char* name, T& out) {
-    decodeField(
-        object, path, name, kIsOptional<T>, &out,
-        [](const Json& json, const JsonPath& at, void* field) { decode(json, at, *static_cast<T*>(field)); });
+    const auto key = snakeCase(name);
+    const JsonPath place(path, key);
+    if (const auto* json = object.find(key))
+        decode(*json, place, out);
+    else if (!kIsOptional<T>)
+        place.fail("is missing");
 }
 
 }  // namespace detail
@@ -118,44 +102,43 @@ void decode(const Json& json, const JsonPath& path, T& out) {
 }
 
 /// A record without fields says all by being there, so it may have any form.
-template <Record T>
-void decode(const Json& json, const JsonPath& path, T& out) {
-    if constexpr (fieldCount<T>() > 0) {
+template <Record R>
+void decode(const Json& json, const JsonPath& path, R& out) {
+    if constexpr (fieldCount<R>() > 0) {
         detail::requireObject(json, path);
-        T::eachField(
+        Fields<R>::each(
             [&](const char* name, auto member) { detail::decodeField(json, path, name, out.*member); });
     }
 }
 
-/// Gives a record of a type that the caller knows; throws DecodingError.
-using RecordDecoder = std::shared_ptr<const void> (*)(const Json& json, const JsonPath& path);
-
-template <Record T>
-std::shared_ptr<const void> decodeRecord(const Json& json, const JsonPath& path) {
-    if constexpr (fieldCount<T>() == 0) {  // without fields one is like the other, so that all share it
-        static const T kRecord{};
-        return {std::shared_ptr<void>(), &kRecord};
-    } else {
-        auto record = std::make_shared<T>();
-        decode(json, path, *record);
-        return record;
-    }
-}
-
 /// The envelope around every answer.
-template <class T>
+template <class R>
 struct APIResponse {
-    std::shared_ptr<const T> result;    ///< null when there is none
+    std::shared_ptr<const R> result;    ///< null when there is none
     std::optional<std::string> detail;  ///< the service's message
 };
 
-/// With a record of a type that the caller knows.
-APIResponse<void> decodeResponse(std::string_view body, RecordDecoder decodeResult);
+template <Record R>
+APIResponse<R> decodeResponse(std::string_view body) {
+    const Json json = parseJson(body);
+    const JsonPath path;
+    detail::requireObject(json, path);
+    APIResponse<R> response;
+    if (const auto* result = json.find("result"); result && !result->isNull()) {
+        auto record = std::make_shared<R>();
+        decode(*result, JsonPath(path, "result"), *record);
+        response.result = std::move(record);
+    }
+    detail::decodeField(json, path, "detail", response.detail);
+    return response;
+}
 
-template <Record T>
-APIResponse<T> decodeResponse(std::string_view body) {
-    auto response = decodeResponse(body, decodeRecord<T>);
-    return {std::static_pointer_cast<const T>(std::move(response.result)), std::move(response.detail)};
+/// Gives the record of an answer, whose type the caller knows.
+using RecordDecoder = std::shared_ptr<const void> (*)(std::string_view body);
+
+template <Record R>
+std::shared_ptr<const void> decodeRecord(std::string_view body) {
+    return decodeResponse<R>(body).result;
 }
 
 }  // namespace Velmor

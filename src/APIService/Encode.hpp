@@ -1,42 +1,41 @@
-// Turns records into JSON by the records' own field lists: the key of a field is its name in snake case, an
-// absent value is null.
+// Writes the bodies of requests by the field lists of their records. An absent value is null.
 #pragma once
 
-#include "APIService/Decode.hpp"
+#include "APIService/Fields.hpp"
 #include "APIService/Iso8601.hpp"
 #include "APIService/Json.hpp"
 
 #include <concepts>
 #include <optional>
 #include <string>
-#include <utility>
 
 #include <Velmor/Platform/Clock.hpp>
 
 namespace Velmor {
 
-inline Json encode(std::same_as<bool> auto value) {
-    return value;
+inline std::string jsonText(std::same_as<bool> auto value) {
+    return value ? "true" : "false";
 }
-inline Json encode(std::string value) {
-    return value;
+inline std::string jsonText(const std::string& value) {
+    return quotedJson(value);
 }
-inline Json encode(WallTime value) {
-    return Iso8601::format(value);
+inline std::string jsonText(WallTime value) {
+    return quotedJson(Iso8601::format(value));
 }
 template <class T>
-Json encode(std::optional<T> value) {
-    return value ? encode(*std::move(value)) : Json();
+std::string jsonText(const std::optional<T>& value) {
+    return value ? jsonText(*value) : "null";
 }
 
-template <Record T>
-Json encode(T record) {
-    Json::Object members;
-    members.reserve(fieldCount<T>());
-    T::eachField([&](const char* name, auto member) {
-        members.emplace_back(snakeCase(name), encode(std::move(record.*member)));
+/// A JSON object with a member for each field, in order. Throws PlatformError when a text is not UTF-8.
+template <Record R>
+std::string encode(const R& record) {
+    std::string members;
+    Fields<R>::each([&](const char* name, auto member) {
+        if (!members.empty()) members += ',';
+        members += quotedJson(snakeCase(name)) + ':' + jsonText(record.*member);
     });
-    return members;
+    return '{' + members + '}';
 }
 
 }  // namespace Velmor

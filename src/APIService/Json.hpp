@@ -1,11 +1,7 @@
-// JSON: a value, its reader and its writer. Of our own, because of the answers of one service little is
-// asked: a general library would be a tenth of what a host carries.
+// JSON texts. nlohmann-json reads and writes them; Json.cpp alone includes it.
 #pragma once
 
-#include <concepts>
-#include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -14,68 +10,35 @@
 
 namespace Velmor {
 
-class Json {
-  public:
+/// A value as it was read. Not nlohmann::json: the destructor of that allocates memory, and ends the process
+/// when there is none.
+struct Json {
     using Array = std::vector<Json>;
     /// In the order of the text; of equal keys the last counts.
     using Object = std::vector<std::pair<std::string, Json>>;
-    /// An integer is one that fits; a number written with a point or an exponent, or too large for an
-    /// integer, is a double.
-    using Value = std::variant<std::nullptr_t, bool, std::int64_t, double, std::string, Array, Object>;
+    /// A number is a std::int64_t when it is written as an integer and fits.
+    std::variant<std::nullptr_t, bool, std::int64_t, double, std::string, Array, Object> value;
 
     static constexpr std::size_t kMaxDepth = 128;  ///< of arrays and objects in each other
 
-    Json() = default;
-    template <std::same_as<bool> Boolean>
-    Json(Boolean value) : value_(value) {}                   // NOLINT(google-explicit-constructor)
-    Json(std::int64_t value) : value_(value) {}              // NOLINT(google-explicit-constructor)
-    Json(double value) : value_(value) {}                    // NOLINT(google-explicit-constructor)
-    Json(std::string value) : value_(std::move(value)) {}    // NOLINT(google-explicit-constructor)
-    Json(const char* value) : value_(std::string(value)) {}  // NOLINT(google-explicit-constructor)
-    Json(Array value) : value_(std::move(value)) {}          // NOLINT(google-explicit-constructor)
-    Json(Object value) : value_(std::move(value)) {}         // NOLINT(google-explicit-constructor)
-    /// Null when there is none.
-    Json(std::optional<std::string> value) {  // NOLINT(google-explicit-constructor)
-        if (value) value_ = std::move(*value);
-    }
-
-    /// An object of names and values in turn. In place of a list in braces, whose copies g++ 12 destroys
-    /// wrongly when there is no memory for one of them.
-    template <class... Members>
-    static Json object(Members&&... members) {
-        Object made;
-        made.reserve(sizeof...(members) / 2);
-        add(made, std::forward<Members>(members)...);
-        return made;
-    }
-
-    /// UTF-8 without byte order mark, one value and nothing behind it; numbers within the range of a double.
-    /// Throws DecodingError without path.
-    static Json parse(std::string_view text);
-    /// Without blanks. Throws PlatformError, kind `badRequest`, when a text is not UTF-8.
-    static std::string write(const Json& json);
-
-    const Value& value() const { return value_; }
     template <class T>
     const T* as() const {
-        return std::get_if<T>(&value_);
+        return std::get_if<T>(&value);
     }
     bool isNull() const { return as<std::nullptr_t>() != nullptr; }
     /// For messages: "an object", "null" and so on.
     const char* kind() const;
-
     /// The member of an object; null when there is none or this is no object.
     const Json* find(std::string_view key) const;
-
-  private:
-    static void add(Object&) {}
-    template <class Member, class... Others>
-    static void add(Object& to, const char* name, Member&& value, Others&&... others) {
-        to.emplace_back(name, Json(std::forward<Member>(value)));
-        add(to, std::forward<Others>(others)...);
-    }
-
-    Value value_;
 };
+
+/// UTF-8 without byte order mark, one value and nothing behind it. Throws DecodingError without path.
+Json parseJson(std::string_view text);
+
+/// The text as a JSON string, quotes included. Throws PlatformError, kind `badRequest`, when it is not UTF-8.
+std::string quotedJson(const std::string& text);
+
+/// The key of a record's field: "time_in_rem" of "timeInRem". A name with an underscore is a key already.
+std::string snakeCase(std::string_view fieldName);
 
 }  // namespace Velmor

@@ -59,9 +59,9 @@ HttpRequest jsonRequest(std::string_view method, const Endpoint& endpoint, const
     return request(method, endpoint.url(config.baseUrl()), config, device);
 }
 
-HttpRequest jsonPost(Url url, const Json& body, const Config& config, const Device& device) {
+HttpRequest jsonPost(Url url, std::string body, const Config& config, const Device& device) {
     auto out = request("POST", std::move(url), config, device);
-    out.body = Json::write(body);
+    out.body = std::move(body);
     return out;
 }
 

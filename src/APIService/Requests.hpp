@@ -2,7 +2,6 @@
 #pragma once
 
 #include "APIService/Endpoint.hpp"
-#include "APIService/Json.hpp"
 
 #include <string>
 #include <string_view>
@@ -24,7 +23,7 @@ void setHeader(HttpHeaders& headers, std::string_view name, std::string_view val
 HttpRequest jsonRequest(std::string_view method, const Endpoint& endpoint, const Config& config,
                         const Device& device);
 
-/// The same with a URL of its own and a body, as POST. Throws PlatformError when the body is not UTF-8.
-HttpRequest jsonPost(Url url, const Json& body, const Config& config, const Device& device);
+/// The same with a URL of its own and a body, as POST.
+HttpRequest jsonPost(Url url, std::string body, const Config& config, const Device& device);
 
 }  // namespace Velmor

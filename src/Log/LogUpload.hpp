@@ -1,6 +1,8 @@
 // The record in which the log goes to the log proxy, in the format of the Datadog log intake.
 #pragma once
 
+#include "APIService/Fields.hpp"
+
 #include <optional>
 #include <string>
 
@@ -20,10 +22,7 @@ struct Request {
 };
 
 /// Any well-formed answer will do.
-struct Response {
-    template <class Visitor>
-    static constexpr void eachField(Visitor&&) {}
-};
+struct Response {};
 
 Request makeRequest(const Config& config, const std::optional<std::string>& sessionId, std::string message,
                     const Device& device);
@@ -32,3 +31,10 @@ Request makeRequest(const Config& config, const std::optional<std::string>& sess
 Url url(const Platform& platform);
 
 }  // namespace Velmor::LogUpload
+
+namespace Velmor {
+
+VELMOR_FIELDS(LogUpload::Request, ddsource, ddtags, hostname, message, service)
+VELMOR_FIELDS(LogUpload::Response)
+
+}  // namespace Velmor

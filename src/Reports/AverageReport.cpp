@@ -1,7 +1,6 @@
 // Descriptions of session lists and averages.
 #include "APIService/Iso8601.hpp"
 #include "Reports/Describe.hpp"
-#include "Runtime/Text.hpp"
 
 namespace Velmor::Model {
 namespace {
@@ -44,7 +43,7 @@ std::string SleptSession::description() const {
 }
 
 std::string AverageReport::description() const {
-    std::string text = joined({"Period: [", period.description(), "]\nPeculiarities: ["});
+    std::string text = "Period: [" + period.description() + "]\nPeculiarities: [";
     describeElements(text, peculiarities, kStyle);
     text += "]\nAverageStats: [";
     describeValue(text, averageStats, kStyle);

@@ -22,13 +22,6 @@ std::string_view commaAndNewline(std::string_view) {
     return ",\n";
 }
 
-void describeField(std::string& text, const char* name, const DescriptionStyle& style, const void* field,
-                   void (*describe)(std::string& to, const void* field, const DescriptionStyle& style)) {
-    if (!text.empty()) text += style.separator(name);
-    text.append(style.label(name)).append(": ");
-    describe(text, field, style);
-}
-
 void describeValue(std::string& text, const std::string& value, const DescriptionStyle&) {
     text += value;
 }

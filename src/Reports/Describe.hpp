@@ -1,7 +1,7 @@
-// Writes a record as "label: value" lines by the record's own field list.
+// Writes a record as "label: value" lines by the record's field list.
 #pragma once
 
-#include "APIService/Decode.hpp"
+#include "APIService/Fields.hpp"
 
 #include <chrono>
 #include <cstdint>
@@ -35,18 +35,14 @@ void describeValue(std::string& text, float value, const DescriptionStyle& style
 void describeValue(std::string& text, Model::Date value, const DescriptionStyle& style);
 void describeValue(std::string& text, std::chrono::sys_days value, const DescriptionStyle& style);
 
-/// Name and value of a field; `describe` knows of what type it is.
-void describeField(std::string& text, const char* name, const DescriptionStyle& style, const void* field,
-                   void (*describe)(std::string& to, const void* field, const DescriptionStyle& style));
-
 template <class T>
 requires std::is_enum_v<T>
 void describeValue(std::string& text, T value, const DescriptionStyle&) {
     text += rawValue(value);
 }
 
-template <Record T>
-void describeValue(std::string& text, const T& record, const DescriptionStyle&) {
+template <Record R>
+void describeValue(std::string& text, const R& record, const DescriptionStyle&) {
     text += record.description();
 }
 
@@ -74,18 +70,14 @@ void describeValue(std::string& text, const std::optional<T>& value, const Descr
         text += "nil";
 }
 
-template <class T>
-void describeField(std::string& text, const char* name, const DescriptionStyle& style, const T& field) {
-    describeField(text, name, style, &field,
-                  [](std::string& to, const void* value, const DescriptionStyle& as) {
-                      describeValue(to, *static_cast<const T*>(value), as);
-                  });
-}
-
-template <Record T>
-std::string describe(const T& record, const DescriptionStyle& style) {
+template <Record R>
+std::string describe(const R& record, const DescriptionStyle& style) {
     std::string text;
-    T::eachField([&](const char* name, auto member) { describeField(text, name, style, record.*member); });
+    Fields<R>::each([&](const char* name, auto member) {
+        if (!text.empty()) text += style.separator(name);
+        text.append(style.label(name)).append(": ");
+        describeValue(text, record.*member, style);
+    });
     return text;
 }
 

@@ -1,5 +1,6 @@
 #include "Runtime/ThreadExecutor.hpp"
 
+#include "Platform/ThisThread.hpp"
 #include "Runtime/OwnThread.hpp"
 #include "Runtime/ThreadSafety.hpp"
 
@@ -7,11 +8,8 @@
 #include <list>
 #include <map>
 #include <mutex>
-#include <pthread.h>
 #include <string>
-#include <sys/resource.h>
 #include <thread>
-#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -140,8 +138,8 @@ class ThreadExecutor : public Executor {
     void addThread() VELMOR_REQUIRES(mutex_) {
         running_.emplace_back([queue = queue_, name = name_, low = low_] {
             isOwnThread = true;
-            pthread_setname_np(pthread_self(), name.c_str());
-            if (low) setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), 10);
+            nameThisThread(name.c_str());
+            if (low) lowerPriorityOfThisThread();
             queue->work();
         });
     }

@@ -57,7 +57,7 @@ std::string line(const Request::analysis& request) {
 struct Call {
     const char* method;
     Endpoint endpoint;
-    std::optional<Json> body;
+    std::optional<std::string> body;
 };
 
 Call callOf(const Request::userJoin& request) {
@@ -81,7 +81,7 @@ Call callOf(const Request::create& request) {
         body.callback_url = config.callbackUrl()->absoluteString();
         body.callback_version = "V2";
     }
-    return {"POST", Endpoint(kSessions), encode(std::move(body))};
+    return {"POST", Endpoint(kSessions), encode(body)};
 }
 
 Call callOf(const Request::mel& request) {
@@ -211,7 +211,7 @@ HttpRequest httpRequest(Request& request, const Device& device) {
     if (!upload) return http;
     MultipartFormDataRequest form(http.url, device);
     const Model::Request::UploadData body{std::exchange(upload->data, {})};
-    Model::Request::UploadData::eachField([&](const char* name, auto member) {
+    Fields<Model::Request::UploadData>::each([&](const char* name, auto member) {
         form.addFile(name, joined({name, ".npy"}), body.*member, "");
     });
     return form.makeRequest(std::move(http));

@@ -1,6 +1,7 @@
 #include "SessionService/SessionsService.hpp"
 
 #include "APIService/APIService.hpp"
+#include "APIService/Encode.hpp"
 #include "APIService/Requests.hpp"
 #include "Log/LogAPI.hpp"
 #include "Log/LogUpload.hpp"
@@ -41,23 +42,15 @@ const VelmorError& withoutMemory(const Request& request) {
     return std::holds_alternative<Request::close>(request.value) ? errors->close : errors->other;
 }
 
-Json logBody(LogUpload::Request record) {
-    return Json::object("ddsource", std::move(record.ddsource),  //
-                        "ddtags", std::move(record.ddtags),      //
-                        "hostname", std::move(record.hostname),  //
-                        "message", std::move(record.message),    //
-                        "service", std::move(record.service));
-}
-
 /// Posts one text and calls `finished` whatever comes of it.
 void uploadLog(APIService& api, const Platform& platform, Request::log& request,
                const std::function<void()>& finished) {
     if (!request.config) return finished();
     const auto& config = *request.config;
     try {
-        auto record =
+        const auto record =
             LogUpload::makeRequest(config, request.sessionId, std::move(request.message), *platform.device);
-        api.request(jsonPost(LogUpload::url(platform), logBody(std::move(record)), config, *platform.device),
+        api.request(jsonPost(LogUpload::url(platform), encode(record), config, *platform.device),
                     platform.background, decodeRecord<LogUpload::Response>,
                     [finished](const APIOutcome&) { finished(); });
     } catch (...) {  // the text cannot be sent; it is dropped like one that did not arrive

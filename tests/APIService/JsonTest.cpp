@@ -1,5 +1,7 @@
 #include "../ErrorOf.hpp"
 #include "APIService/Decode.hpp"
+#include "APIService/Encode.hpp"
+#include "APIService/RequestRecords.hpp"
 
 #include <gtest/gtest.h>
 #include <sstream>
@@ -8,45 +10,37 @@ namespace Velmor {
 namespace {
 
 TEST(Json, RefusesWhatIsNotOneJsonValue) {
-    std::istringstream simple(
-        "~ ~<html></html>~{~{\"a\":}~[1,]~{} {}~{'a':1}~NaN~Infinity~01~1e999~// x\n1~\xEF\xBB\xBF{}~"
-        "\"\xC3\x28\"~\"\xED\xA0\x80\"~\"\\ud800\"~\"\\udfff\"~\"\\udc00\\udc00\"~\"\\ud800\\ue000\"~"
-        "\"a\nb\"~"
-        "\"\\u00e\"~\"\\x\"~-~1.~1e~[1 2]~{\"a\" 1}~tru~\"a");
-    std::vector<std::string> texts{{"{}\0", 3}, std::string(129, '[') + std::string(129, ']')};
+    std::vector<std::string> texts{"", "{", "{} {}", "\xEF\xBB\xBF{}", "\"\xC3\x28\"", "1e999", {"{}\0", 3}};
     for (const char open : {'[', '{'}) texts.emplace_back(1'000'000, open);
-    for (std::string text; std::getline(simple, text, '~');) texts.push_back(text);
+    texts.push_back(std::string(129, '[') + std::string(129, ']'));
     for (const auto& text : texts)
-        EXPECT_THROW(Json::parse(text), DecodingError) << text.substr(0, 40) << " of " << text.size();
-    EXPECT_NO_THROW(Json::parse(std::string(128, '[') + std::string(128, ']')));
+        EXPECT_THROW(parseJson(text), DecodingError) << text.substr(0, 40) << " of " << text.size();
+    EXPECT_NO_THROW(parseJson(std::string(128, '[') + std::string(128, ']')));
     std::string siblings = "[[]";
-    for (int i = 0; i < 200; ++i) siblings += ",[]";
-    EXPECT_NO_THROW(Json::parse(siblings + "]"));
+    for (int i = 0; i < 200; ++i) siblings += ",[{}]";
+    EXPECT_NO_THROW(parseJson(siblings + "]"));
 }
 
 TEST(Json, KeepsIntegersExactAndTheLastOfEqualKeys) {
-    const auto json = Json::parse(R"({"a":9223372036854775807,"b":-9223372036854775808,
-        "c":9223372036854775808,"d":1.5,"a2":1,"a2":2,
-        "e":"\"\\\/\b\f\n\r\t\u007f\u0080\u07ff\u0800\ud7ff\uffff\ud800\udc00\udbff\udfff"})");
+    const auto json = parseJson(
+        R"({"a":9223372036854775807,"b":-9223372036854775808,"c":9223372036854775808,"d":[1,{"e":""}],"a2":1,"a2":2})");
     EXPECT_EQ(*json.find("a")->as<std::int64_t>(), INT64_MAX);
     EXPECT_EQ(*json.find("b")->as<std::int64_t>(), INT64_MIN);
     EXPECT_EQ(*json.find("c")->as<double>(), 9223372036854775808.0);
+    EXPECT_EQ(*json.find("d")->as<Json::Array>()->at(1).find("e")->as<std::string>(), "");
     EXPECT_EQ(*json.find("a2")->as<std::int64_t>(), 2);
-    EXPECT_EQ(
-        *json.find("e")->as<std::string>(),
-        "\"\\/"
-        "\b\f\n\r\t\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xED\x9F\xBF\xEF\xBF\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF");
     EXPECT_EQ(json.find("missing"), nullptr);
 }
 
-TEST(Json, WritesInOrderAndRefusesTextThatIsNotUtf8) {
-    EXPECT_EQ(Json::write(Json::Object{{"z", Json()},
-                                       {"a", true},
-                                       {"n", std::int64_t{-1}},
-                                       {"t", "a\"\n\xC3\xA9"},
-                                       {"l", Json::Array{1.5, std::optional<std::string>()}}}),
-              "{\"z\":null,\"a\":true,\"n\":-1,\"t\":\"a\\\"\\n\xC3\xA9\",\"l\":[1.5,null]}");
-    EXPECT_THROW(Json::write(Json::Object{{"a", "\xFF"}}), PlatformError);
+TEST(Json, WritesRecordsInOrderAndRefusesTextThatIsNotUtf8) {
+    Model::Request::CreateSession record{"\"\n\xC3\xA9", "M", WallTime{}, true, {}, "V2"};
+    EXPECT_EQ(encode(record),
+              "{\"service\":\"\\\"\\n\xC3\xA9\",\"upload_data_type\":\"M\","
+              "\"session_start_time\":\"1970-01-01T00:00:00Z\",\"force_create\":true,\"callback_url\":null,"
+              "\"callback_version\":\"V2\"}");
+    EXPECT_EQ(encode(Model::Request::User{}), "{}");
+    record.uploadDataType = "\xFF";
+    EXPECT_THROW(encode(record), PlatformError);
 }
 
 TEST(Decode, NumbersFitTheirFieldOrSayWhyNot) {
@@ -66,7 +60,7 @@ TEST(Decode, NumbersFitTheirFieldOrSayWhyNot) {
     const auto read = [](const char* text, auto out) {
         std::ostringstream shown;
         const auto error =
-            VelmorTests::errorOf([&] { decode(Json::parse(text), JsonPath(), out), shown << out; });
+            VelmorTests::errorOf([&] { decode(parseJson(text), JsonPath(), out), shown << out; });
         return error + shown.str();
     };
     for (const auto& [text, integer, number] : cases) {

@@ -1,4 +1,4 @@
-#include "Json.hpp"
+#include "Reports/RecordJson.hpp"
 #include "Values.hpp"
 
 #include <gtest/gtest.h>
@@ -75,12 +75,8 @@ TEST(Texts, AreForPeople) {
     EXPECT_EQ(rangesText({}), "");
 }
 
-TEST(Json, EscapesAndRounds) {
-    EXPECT_EQ(jsonText("a\"b\\c\n\x01\u00e9"), "\"a\\\"b\\\\c\\u000a\\u0001\u00e9\"");
-    EXPECT_EQ(JsonObject().text("a", "b").number("n", std::int64_t{-1}).boolean("c", true).str(),
-              R"({"a":"b","n":-1,"c":true})");
-    EXPECT_EQ(jsonNumber(0.1F), "0.1");
-    EXPECT_EQ(jsonNumber(1.0 / 0.0), "null");
+TEST(Json, KeepsTheDigitsOfFloatsAndReplacesBytesThatAreNotUtf8) {
+    EXPECT_EQ(jsonLine({{"b", valueJson(0.1F)}, {"a", "\xFF"}}), "{\"b\":0.1,\"a\":\"\xEF\xBF\xBD\"}\n");
 }
 
 }  // namespace

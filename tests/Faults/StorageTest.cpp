@@ -138,9 +138,6 @@ class Place : public World, public VelmorRecordingDelegate {
 
     void recordedData(std::string data, std::int64_t sequence) override { chunks[sequence] += data; }
     void didFail(const VelmorError& error) override { told.push_back("fail " + error.description()); }
-    void didInterrupt() override {}
-    void didResume() override {}
-    void micPermissionWasDenied() override {}
 
     const fs::path root, documents = root / "data", live = documents / LogAPI::kLogFileName,
                          send = documents / LogAPI::kLogSendFileName;

@@ -34,6 +34,9 @@ TEST_F(EntryTest, JoinsAKnownUserAndMakesANewOne) {
     EXPECT_EQ(lines, (Lines{"userDidJoin u1", "userDidJoin u1"}));
     EXPECT_THAT(logText(), HasSubstr("| I | init | [CALL] initVelmorConfig x y http://localhost/base -\n"));
     EXPECT_THAT(logText(), HasSubstr("| I | init | [RESP] userId u1\n"));
+    initVelmorConfig("key", host);
+    executor->runUntilIdle();
+    EXPECT_THAT(sent(), Contains("POST https://api.velmor.example/ai/v1/users"));
 }
 
 TEST_F(EntryTest, OnlyTheLastDelegateHears) {

@@ -17,6 +17,7 @@ TEST(Url, PartsAreReadAsWritten) {
     EXPECT_EQ(url.port(), 8443);
     EXPECT_EQ(url.path(), "/api/v2");
     EXPECT_EQ(url.replacingPath("/mock").absoluteString(), "HTTPS://Example.org:8443/mock?x=1#y");
+    EXPECT_EQ(url.origin(), "HTTPS://Example.org:8443");
     EXPECT_EQ(Url::parse("http://[::1]:80").host(), "::1");
 }
 

@@ -76,7 +76,7 @@ std::string textOf(const T& value) {
 template <class T>
 std::vector<std::string> textsOf(const T& record) {
     std::vector<std::string> texts;
-    T::eachField([&](const char*, auto member) { texts.push_back(textOf(record.*member)); });
+    Fields<T>::each([&](const char*, auto member) { texts.push_back(textOf(record.*member)); });
     return texts;
 }
 

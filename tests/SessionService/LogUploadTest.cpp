@@ -14,7 +14,7 @@ class LogUploadTest : public SessionScene {
     LogUploadTest() { files->put(kSendFile, "text"); }
 
     std::string field(const char* name) const {
-        return *Json::parse(http->requests().back().body).find(name)->as<std::string>();
+        return *parseJson(http->requests().back().body).find(name)->as<std::string>();
     }
 };
 

@@ -75,13 +75,9 @@ class Converter {
         if (options_.png) drawMel(cellsOf(npy), base + ".png");
         ++totals_.chunks;
         if (shared_.json) {
-            JsonObject event;
-            event.text("event", "didWrite")
-                .text("file", file)
-                .number("chunk", number)
-                .text("npy", base + ".npy");
-            if (options_.png) event.text("png", base + ".png");
-            std::printf("%s\n", event.str().c_str());
+            Json event{{"event", "didWrite"}, {"file", file}, {"chunk", number}, {"npy", base + ".npy"}};
+            if (options_.png) event["png"] = base + ".png";
+            printJson(event);
         } else {
             std::printf("%s.npy\n", base.c_str());
         }
@@ -99,13 +95,7 @@ class Converter {
         const double seconds = static_cast<double>(samples) / kChunkRate;
         screen_.remark(file + ": the last " + durationText(tail) + " are no whole chunk and were " +
                        (chunks == 0 ? "not converted; nothing was written" : "not converted"));
-        if (shared_.json)
-            std::printf("%s\n", JsonObject()
-                                    .text("event", "tail")
-                                    .text("file", file)
-                                    .number("seconds", seconds)
-                                    .str()
-                                    .c_str());
+        if (shared_.json) printJson({{"event", "tail"}, {"file", file}, {"seconds", seconds}});
     }
 
     const SharedOptions& shared_;
@@ -149,12 +139,9 @@ ExitCode mel(const SharedOptions& shared, const MelOptions& options, Screen& scr
     }
     screen.clearProgress();
     if (shared.json)
-        std::printf("%s\n", JsonObject()
-                                .text("event", "summary")
-                                .number("files", converter.totals().files)
-                                .number("chunks", converter.totals().chunks)
-                                .str()
-                                .c_str());
+        printJson({{"event", "summary"},
+                   {"files", converter.totals().files},
+                   {"chunks", converter.totals().chunks}});
     return code;
 }
 

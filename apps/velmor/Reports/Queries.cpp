@@ -154,7 +154,7 @@ ExitCode report(const SharedOptions& shared, const ReportOptions& options, Scree
     const Client client(shared, screen);
     return answer(screen, client, client.reports().report(options.sessionId),
                   [&](const Model::Report& report) {
-                      print(shared.json ? recordJson(report) + "\n" : reportText(report));
+                      print(shared.json ? jsonLine(valueJson(report)) : reportText(report));
                       return options.svg.empty() ? ExitCode::done : writeSvg(report, options.svg, screen);
                   });
 }
@@ -166,8 +166,7 @@ ExitCode sessions(const SharedOptions& shared, const SessionsOptions& options, S
                   client.reports().reports(options.period.from, options.period.to, order, options.offset,
                                            options.limit),
                   [&](const std::vector<Model::SleepSession>& list) {
-                      print(shared.json ? JsonObject().raw("sessions", valueJson(list)).str() + "\n"
-                                        : sessionsText(list));
+                      print(shared.json ? jsonLine({{"sessions", valueJson(list)}}) : sessionsText(list));
                       return ExitCode::done;
                   });
 }
@@ -176,7 +175,7 @@ ExitCode average(const SharedOptions& shared, const AverageOptions& options, Scr
     const Client client(shared, screen);
     return answer(screen, client, client.reports().getAverageReport(options.period.from, options.period.to),
                   [&](const Model::AverageReport& report) {
-                      print(shared.json ? recordJson(report) + "\n" : averageText(report));
+                      print(shared.json ? jsonLine(valueJson(report)) : averageText(report));
                       return ExitCode::done;
                   });
 }
@@ -184,7 +183,7 @@ ExitCode average(const SharedOptions& shared, const AverageOptions& options, Scr
 ExitCode deleteReport(const SharedOptions& shared, const DeleteReportOptions& options, Screen& screen) {
     const Client client(shared, screen);
     return answer(screen, client, client.reports().deleteReport(options.sessionId), [&](std::monostate) {
-        print(shared.json ? JsonObject().text("deletedReport", options.sessionId).str() + "\n"
+        print(shared.json ? jsonLine({{"deletedReport", options.sessionId}})
                           : "Deleted the report of " + options.sessionId + ".\n");
         return ExitCode::done;
     });
@@ -196,7 +195,7 @@ ExitCode deleteUser(const SharedOptions& shared, const DeleteUserOptions& /*opti
     Velmor::initVelmorConfig(shared.apiKey, shared.userId, client.service(), {}, {},
                              std::make_shared<Farewell>(outcome));
     return answer(screen, client, outcome.async(), [&](std::monostate) {
-        print(shared.json ? JsonObject().text("deletedUser", shared.userId).str() + "\n"
+        print(shared.json ? jsonLine({{"deletedUser", shared.userId}})
                           : "Deleted user " + shared.userId + ".\n");
         return ExitCode::done;
     });

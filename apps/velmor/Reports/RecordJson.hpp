@@ -1,10 +1,14 @@
-// Records of the library as JSON text, keyed by their field names.
+// Records of the library as JSON, keyed by their field names.
 #pragma once
 
+#include "APIService/Fields.hpp"
 #include "Json.hpp"
 #include "Values.hpp"
 
+#include <array>
+#include <charconv>
 #include <chrono>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <type_traits>
@@ -14,55 +18,50 @@
 
 namespace VelmorApp {
 
-inline std::string valueJson(const std::string& value) {
-    return jsonText(value);
+inline Json valueJson(const std::string& value) {
+    return value;
 }
-inline std::string valueJson(std::int64_t value) {
-    return std::to_string(value);
+inline Json valueJson(std::int64_t value) {
+    return value;
 }
-inline std::string valueJson(float value) {
-    return jsonNumber(value);
+/// With the digits of the float, 0.1, and not those of the same number as a double, 0.10000000149011612.
+inline Json valueJson(float value) {
+    std::array<char, 64> digits{};
+    const auto end = std::to_chars(digits.begin(), digits.end(), value).ptr;
+    double number = 0;
+    std::from_chars(digits.begin(), end, number);
+    return number;
 }
 template <class Duration>
-std::string valueJson(std::chrono::sys_time<Duration> value) {
-    return jsonText(isoTimeText(value));
+Json valueJson(std::chrono::sys_time<Duration> value) {
+    return isoTimeText(value);
 }
-inline std::string valueJson(Velmor::Model::Day value) {
-    return jsonText(isoTimeText(value).substr(0, 10));
-}
-template <class T>
-requires std::is_enum_v<T> std::string valueJson(T value) {
-    return jsonText(rawValue(value));
-}
-
-template <class Record>
-std::string recordJson(const Record& record);
-
-template <class Record>
-requires requires {
-    Record::eachField([](auto, auto) {});
-}
-std::string valueJson(const Record& record) {
-    return recordJson(record);
+inline Json valueJson(Velmor::Model::Day value) {
+    return isoTimeText(value).substr(0, 10);
 }
 template <class T>
-std::string valueJson(const std::vector<T>& values);
+requires std::is_enum_v<T> Json valueJson(T value) {
+    return rawValue(value);
+}
+template <Velmor::Record R>
+Json valueJson(const R& record);
 template <class T>
-std::string valueJson(const std::optional<T>& value) {
-    return value ? valueJson(*value) : "null";
+Json valueJson(const std::vector<T>& values);
+template <class T>
+Json valueJson(const std::optional<T>& value) {
+    return value ? valueJson(*value) : Json();
 }
 template <class T>
-std::string valueJson(const std::vector<T>& values) {
-    JsonList list;
-    for (const auto& value : values) list.raw(valueJson(value));
-    return list.str();
+Json valueJson(const std::vector<T>& values) {
+    Json list = Json::array();
+    for (const auto& value : values) list.push_back(valueJson(value));
+    return list;
 }
-
-template <class Record>
-std::string recordJson(const Record& record) {
-    JsonObject object;
-    Record::eachField([&](const char* name, auto member) { object.raw(name, valueJson(record.*member)); });
-    return object.str();
+template <Velmor::Record R>
+Json valueJson(const R& record) {
+    Json object = Json::object();
+    Velmor::Fields<R>::each([&](const char* name, auto member) { object[name] = valueJson(record.*member); });
+    return object;
 }
 
 }  // namespace VelmorApp

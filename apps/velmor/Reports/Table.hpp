@@ -1,6 +1,8 @@
 // Text in columns, and the labels and values of records for a person.
 #pragma once
 
+#include "APIService/Fields.hpp"
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -41,10 +43,10 @@ std::string valueText(std::string_view field, const std::optional<T>& value) {
 }
 
 /// One row for each field that is there.
-template <class Record>
-Table fieldTable(const Record& record) {
+template <Velmor::Record R>
+Table fieldTable(const R& record) {
     Table table;
-    Record::eachField([&](const char* name, auto member) {
+    Velmor::Fields<R>::each([&](const char* name, auto member) {
         if (std::string text = valueText(name, record.*member); !text.empty())
             table.add({"  " + labelOf(name), std::move(text)});
     });

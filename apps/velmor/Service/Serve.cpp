@@ -18,12 +18,7 @@ ExitCode serve(const SharedOptions& shared, const ServeOptions& options, Screen&
     settings.apiKey = shared.apiKey;
     VelmorService::LocalService service(settings);
     if (shared.json)
-        std::printf("%s\n", JsonObject()
-                                .text("event", "serving")
-                                .text("url", service.url())
-                                .text("directory", directory)
-                                .str()
-                                .c_str());
+        printJson({{"event", "serving"}, {"url", service.url()}, {"directory", directory}});
     else
         std::printf("%s\n", service.url().c_str());
     std::fflush(stdout);

@@ -1,6 +1,5 @@
 #include "Track/NightPrinter.hpp"
 
-#include "Json.hpp"
 #include "Reports/RecordJson.hpp"
 #include "Values.hpp"
 
@@ -34,58 +33,58 @@ const char* nameOf(Velmor::TrackingOutcome::Kind kind) {
 
 }  // namespace
 
-void NightPrinter::event(const std::string& json) {
-    std::printf("%s\n", json.c_str());
+void NightPrinter::event(const Json& json) {
+    printJson(json);
     std::fflush(stdout);
 }
 
 void NightPrinter::userDidJoin(const std::string& userId) {
-    if (json_) event(JsonObject().text("event", "userDidJoin").text("userId", userId).str());
+    if (json_) event({{"event", "userDidJoin"}, {"userId", userId}});
 }
 
 void NightPrinter::didCreate(const std::string& sessionId) {
     if (json_)
-        event(JsonObject().text("event", "didCreate").text("sessionId", sessionId).str());
+        event({{"event", "didCreate"}, {"sessionId", sessionId}});
     else
         screen_.remark("Session " + sessionId + " is open.");
 }
 
 void NightPrinter::didUpload(std::int64_t sequence) {
-    if (json_) event(JsonObject().text("event", "didUpload").number("sequence", sequence).str());
+    if (json_) event({{"event", "didUpload"}, {"sequence", sequence}});
 }
 
 void NightPrinter::didClose(const std::string& sessionId) {
-    if (json_) event(JsonObject().text("event", "didClose").text("sessionId", sessionId).str());
+    if (json_) event({{"event", "didClose"}, {"sessionId", sessionId}});
 }
 
 void NightPrinter::didFail(const Problem& problem) {
-    if (json_) event(JsonObject().text("event", "didFail").text("error", problem.text).str());
+    if (json_) event({{"event", "didFail"}, {"error", problem.text}});
     screen_.error(problem.text + (problem.advice.empty() ? "" : "\n        " + problem.advice));
 }
 
 void NightPrinter::didInterrupt(std::chrono::nanoseconds at) {
     if (json_)
-        event(JsonObject().text("event", "didInterrupt").str());
+        event({{"event", "didInterrupt"}});
     else
         screen_.remark("Interrupted after " + durationText(at) + ".");
 }
 
 void NightPrinter::didResume(std::chrono::nanoseconds at) {
     if (json_)
-        event(JsonObject().text("event", "didResume").str());
+        event({{"event", "didResume"}});
     else
         screen_.remark("Resumed after " + durationText(at) + ".");
 }
 
 void NightPrinter::micPermissionWasDenied() {
-    if (json_) event(JsonObject().text("event", "micPermissionWasDenied").str());
+    if (json_) event({{"event", "micPermissionWasDenied"}});
     screen_.error(
         "the microphone may not be used\n        Allow this program to record, or try --input or "
         "--synthetic.");
 }
 
 void NightPrinter::analysing(const Velmor::Model::Session& session) {
-    if (json_) event(JsonObject().text("event", "analysing").raw("session", recordJson(session)).str());
+    if (json_) event({{"event", "analysing"}, {"session", valueJson(session)}});
 }
 
 void NightPrinter::failure(const std::string& text) {
@@ -94,11 +93,10 @@ void NightPrinter::failure(const std::string& text) {
 
 void NightPrinter::trackingEnded(const Velmor::TrackingOutcome& outcome) {
     if (!json_) return;
-    JsonObject object;
-    object.text("event", "trackingEnded").text("outcome", nameOf(outcome.kind));
-    if (outcome.sessionId) object.text("sessionId", *outcome.sessionId);
-    if (outcome.error) object.text("error", outcome.error->description());
-    event(object.str());
+    Json ended{{"event", "trackingEnded"}, {"outcome", nameOf(outcome.kind)}};
+    if (outcome.sessionId) ended["sessionId"] = *outcome.sessionId;
+    if (outcome.error) ended["error"] = outcome.error->description();
+    event(ended);
 }
 
 }  // namespace VelmorApp

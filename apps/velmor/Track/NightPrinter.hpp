@@ -1,6 +1,7 @@
 // What a night says while it runs: one JSON object for each delegate call, or remarks for a person.
 #pragma once
 
+#include "Json.hpp"
 #include "Problem.hpp"
 #include "Screen.hpp"
 
@@ -31,7 +32,7 @@ class NightPrinter {
     void failure(const std::string& text);
 
   private:
-    void event(const std::string& json);
+    void event(const Json& json);
 
     const bool json_;
     Screen& screen_;

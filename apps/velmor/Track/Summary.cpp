@@ -103,25 +103,23 @@ void addNight(Lines& lines, const NightBooks& books, const NightTotals& totals) 
 }  // namespace
 
 std::string summaryJson(const NightBooks& books, const NightTotals& totals) {
-    JsonObject summary;
-    summary.text("event", "summary")
-        .text("userId", books.userId)
-        .text("sessionId", books.sessionId)
-        .number("handedOver", count(books.handedOver.size()))
-        .number("uploaded", count(books.uploaded.size()))
-        .number("failed", count(books.missing().size()))
-        .number("dropped", books.dropped)
-        .raw("missing", valueJson(books.missing()))
-        .raw("skipped", valueJson(skipped(books)))
-        .number("interruptions", count(books.interruptions.size()))
-        .number("audioSeconds", totals.audioSeconds)
-        .boolean("closed", books.closed)
-        .raw("startTime", valueJson(books.began))
-        .raw("endTime", valueJson(books.ended))
-        .number("tookSeconds", std::chrono::duration<double>(totals.took).count())
-        .text("service", totals.service)
-        .number("exitCode", static_cast<std::int64_t>(books.code));
-    return summary.str();
+    return jsonLine({{"event", "summary"},
+                     {"userId", books.userId},
+                     {"sessionId", books.sessionId},
+                     {"handedOver", count(books.handedOver.size())},
+                     {"uploaded", count(books.uploaded.size())},
+                     {"failed", count(books.missing().size())},
+                     {"dropped", books.dropped},
+                     {"missing", valueJson(books.missing())},
+                     {"skipped", valueJson(skipped(books))},
+                     {"interruptions", count(books.interruptions.size())},
+                     {"audioSeconds", totals.audioSeconds},
+                     {"closed", books.closed},
+                     {"startTime", valueJson(books.began)},
+                     {"endTime", valueJson(books.ended)},
+                     {"tookSeconds", std::chrono::duration<double>(totals.took).count()},
+                     {"service", totals.service},
+                     {"exitCode", static_cast<std::int64_t>(books.code)}});
 }
 
 std::string summaryText(const NightBooks& books, const NightTotals& totals) {

@@ -17,6 +17,7 @@ struct NightTotals {
     std::string log;                    ///< file; empty when it was shipped
 };
 
+/// The last line of `--json`.
 std::string summaryJson(const NightBooks& books, const NightTotals& totals);
 std::string summaryText(const NightBooks& books, const NightTotals& totals);
 

@@ -83,7 +83,7 @@ class Progress {
 
 void print(const NightBooks& books, const NightTotals& totals, bool json) {
     if (json)
-        std::printf("%s\n", summaryJson(books, totals).c_str());
+        std::printf("%s", summaryJson(books, totals).c_str());
     else
         std::printf("%s", summaryText(books, totals).c_str());
 }

@@ -2,10 +2,10 @@
 
 #include "Platform/Linux/CurlWorker.hpp"
 #include "Platform/Linux/SignalsBlocked.hpp"
+#include "Platform/ThisThread.hpp"
 #include "Runtime/OwnThread.hpp"
 #include "Runtime/ThreadSafety.hpp"
 
-#include <pthread.h>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -57,7 +57,7 @@ class CurlTransport : public HttpTransport {
         try {
             thread_ = std::thread([worker = worker_] {
                 isOwnThread = true;
-                pthread_setname_np(pthread_self(), "velmor-http");
+                nameThisThread("velmor-http");
                 worker->run();
             });
         } catch (const std::system_error& error) {
