@@ -35,7 +35,7 @@ bool isRecording(const RecordingService::State& state) {
 std::shared_ptr<SleepTracker> SleepTracker::make(const std::shared_ptr<const Platform>& platform,
                                                  const std::shared_ptr<LogAPI>& log, CaptureParts parts) {
     std::shared_ptr<SleepTracker> made(new SleepTracker(platform, log));
-    made->recorder_ = RecorderCore::make(made->platform_, made->log_, made, std::move(parts));
+    made->recorder_ = MicrophoneRecorder::make(made->platform_, made->log_, made, std::move(parts));
     made->connectSessions();
     return made;
 }
