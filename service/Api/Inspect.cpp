@@ -129,7 +129,7 @@ void addInspectRoutes(Router& router, Store& store) {
                [&store](const Request& request) { return session(store, request); });
     router.add("GET", "inspect/sessions/*/overview",
                [&store](const Request& request) { return overview(store, request); });
-    // Looking is not asking for the analysis: this leaves the session's state as it is.
+    // Unlike the report for clients, this one leaves the session's state as it is.
     router.add("GET", "inspect/sessions/*/report", [&store](const Request& request) {
         return resultResponse(reportJson(requiredSession(store, request.path[2])));
     });

@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::int64_t kLongestPage = 1000;
 
-/// What can honestly be said without looking at anybody's sleep.
+/// The peculiarity that follows from the session's times alone; nullptr for none.
 const char* peculiarityOf(const SessionRow& session) {
     if (session.open()) {
         return "IN_PROGRESS";
@@ -81,8 +81,8 @@ Response list(Store& store, const Request& request) {
     return resultResponse({{"timezone", timezoneOf(request)}, {"sleep_session_list", entries}});
 }
 
-/// Averages would need sleep stages, so there are none; the peculiarities of the period's sessions are true
-/// all the same.
+/// Averages need sleep stages, which this service does not have. The peculiarities of the period's sessions
+/// are known without them.
 Response average(Store& store, const Request& request) {
     const auto from = day(request, "start_date");
     const auto to = day(request, "end_date");

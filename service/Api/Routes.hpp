@@ -7,8 +7,8 @@
 
 namespace VelmorService {
 
-/// Each function adds one subject's endpoints to a router. The store must outlive the router. Handlers are
-/// called from several threads at once and throw ApiError for what they refuse.
+/// Each function adds one subject's endpoints to a router. The store must outlive the router. Handlers
+/// throw ApiError for what they refuse.
 
 void addUserRoutes(Router& router, Store& store);
 void addSessionRoutes(Router& router, Store& store);
