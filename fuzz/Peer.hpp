@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Input.hpp"
-#include "service/FaultServer.hpp"
+#include "tests/Faults/FaultServer.hpp"
 
 #include <future>
 #include <vector>
@@ -16,13 +16,13 @@ extern "C" const char* __lsan_default_suppressions() {  // NOLINT(bugprone-reser
     return "leak:CRYPTO_zalloc";
 }
 
-inline auto& peer = *new VelmorService::FaultServer;  // as long as the process
+inline auto& peer = *new Faults::FaultServer;  // as long as the process
 
 /// The outcome of one request that is answered with these bytes, and what arrived of it.
-inline std::pair<HttpResult, std::vector<VelmorService::RawRequest>> exchange(HttpRequest request,
-                                                                              std::string answer) {
+inline std::pair<HttpResult, std::vector<Faults::ReceivedRequest>> exchange(HttpRequest request,
+                                                                            std::string answer) {
     static const auto transport = makeHttpTransport();
-    peer.setFallback({.steps = {VelmorService::FaultServer::Send{std::move(answer)}}});
+    peer.setFallback({.steps = {Faults::FaultServer::Send{std::move(answer)}}});
     request.idleLimit = std::chrono::milliseconds{300};
     std::promise<HttpResult> told;  // throws when it is told twice
     auto result = told.get_future();

@@ -22,10 +22,10 @@ void requireMeaning(const VelmorError::httpStatus& error, const std::string& bod
     require(text ? error.message == *text : !error.message, "another message than the body's", body);
 }
 
-void requireState(const APIOutcome& outcome, std::optional<std::int64_t> status) {
+void requireState(const std::exception_ptr& failure, std::optional<std::int64_t> status) {
     static const Config config("key", "user", Url::parse("http://localhost/"));
     const auto failed = [&](Request request) {
-        return std::get<SessionsService::State::error>(SessionCalls::stateOf(request, outcome).value);
+        return std::get<SessionsService::State::error>(SessionCalls::stateOfFailure(request, failure).value);
     };
     const auto upload = failed({Request::mel{config, "s", {}, {}, 1}});
     require(upload.closedSessionId.has_value() == (status.value_or(0) == 403 || status.value_or(0) == 404),
@@ -34,13 +34,14 @@ void requireState(const APIOutcome& outcome, std::optional<std::int64_t> status)
     require(!analysis.closedSessionId, "an early analysis looks like a closed session");
 }
 
-void requireOutcome(std::int64_t status, const std::string& body, const APIOutcome& outcome) {
+void requireOutcome(std::int64_t status, const std::string& body,
+                    const APIResult<Model::UploadData>& outcome) {
     const bool refusal = status < 200 || status > 399;
     if (!outcome.error) return require(!refusal, "a refusal taken for a success", body);
     const auto error = VelmorError::from(outcome.error);
     const auto* http = error.as<VelmorError::httpStatus>();
     require(status != 204, "204 has no body to be read");
-    requireState(outcome, http ? std::optional(status) : std::nullopt);
+    requireState(outcome.error, http ? std::optional(status) : std::nullopt);
     if (!http) return require(error.is<VelmorError::unknown>(), "another error", error.description());
     require(refusal && http->code == status, "not this refusal", error.description());
     requireMeaning(*http, body);
@@ -52,9 +53,8 @@ void run(Input input) {
     const World world;
     world.http->enqueueStatus(static_cast<int>(status), body);
     const auto api = std::make_shared<APIService>(world.http);
-    api->request({"GET", Url::parse("http://localhost/"), {}, {}}, world.executor,
-                 decodeRecord<Model::UploadData>,
-                 [&](const APIOutcome& outcome) { requireOutcome(status, body, outcome); });
+    api->request<Model::UploadData>({"GET", Url::parse("http://localhost/"), {}, {}}, world.executor,
+                                    [&](const auto& outcome) { requireOutcome(status, body, outcome); });
     world.executor->runUntilIdle();
     require(world.http->inFlight() == 0, "not told");
 }

@@ -1,21 +1,20 @@
 // Keys, ids, dates and texts of a host on their way to the wire: one request at the place that was meant with
 // the headers that were meant, or none.
+#include "APIService/ServiceCalls.hpp"
 #include "Log/LogAPI.hpp"
 #include "Peer.hpp"
 #include "Reports/ReportQueries.hpp"
-#include "SessionService/SessionCalls.hpp"
 #include "tests/World.hpp"
 
 #include <algorithm>
 
 namespace Velmor::Fuzz {
 
-using Request = SessionsService::Request;
-
 // What a query sends, taken off before it leaves.
-HttpRequest sentBy(const std::function<void(ReportQueries&)>& ask) {
+HttpRequest sentBy(const Config& config, const std::function<void(ReportQueries&)>& ask) {
     const World world;
-    const auto queries = ReportQueries::make(world.platform, std::make_shared<LogAPI>(world.platform));
+    const auto queries =
+        ReportQueries::make(world.platform, std::make_shared<LogAPI>(world.platform), config);
     ask(*queries);
     if (world.http->requestCount() == 0) throw PlatformError(PlatformError::Kind::badRequest, "refused");
     return world.http->requests().front();
@@ -32,24 +31,24 @@ HttpRequest make(Input& input, Place& place) {
     const auto form = input.choice(4);
     const auto key = input.text(), user = input.text(), first = input.text(), second = input.text();
     const Config config(key, user, Url::parse(peer.url() + "/base"));
-    Request join{Request::userJoin{first, config}}, mel{Request::mel{config, first, {}, second, 7}};
+    const Caller caller{config, device};
     switch (form) {
         case 0:
             place = {"/base/ai/v1/users/", 5};
-            return SessionCalls::httpRequest(join, device);
+            return ServiceCalls::readUser(caller, first).request;
         case 1:
             place = {"/base/ai/v1/sessions/", 7};
-            return SessionCalls::httpRequest(mel, device);
+            return ServiceCalls::uploadChunk(caller, first, 7, {second}).request;
         case 2:
             place = {"/base/data/v1/sessions?date_gte=", 4};
-            return sentBy([&](auto& queries) { queries.reports(config, first, second, {}, 0, 20); });
+            return sentBy(config, [&](auto& queries) { queries.reports(first, second, {}, 0, 20); });
         default:
             place = {"/base/data/v1/users/", 6};
-            return sentBy([&](auto& queries) { queries.getAverageReport(config, first, second); });
+            return sentBy(config, [&](auto& queries) { queries.getAverageReport(first, second); });
     }
 }
 
-void requireHeaders(const VelmorService::RawRequest& received,
+void requireHeaders(const Faults::ReceivedRequest& received,
                     HttpHeaders meant) {  // NOLINT(performance-unnecessary-value-param)
     HttpHeaders sent;
     for (const auto& [name, value] : received.headers)

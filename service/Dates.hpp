@@ -10,7 +10,7 @@ namespace VelmorService {
 /// Seconds since 1970-01-01T00:00:00Z.
 using Instant = std::int64_t;
 
-/// "2024-01-31T22:00:00Z", also with a fraction (cut off) or an offset like "+09:00" or "+0900".
+/// In any form of ISO 8601 that the library reads; a fraction of a second is cut off.
 std::optional<Instant> parseInstant(std::string_view text);
 /// The same in UTC with "Z", whole seconds.
 std::string formatInstant(Instant instant);

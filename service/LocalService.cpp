@@ -1,8 +1,7 @@
 #include "service/LocalService.hpp"
 
 #include "service/Api/Routes.hpp"
-#include "service/Http/Listener.hpp"
-#include "service/Http/RequestReader.hpp"
+#include "service/Http/HttpServer.hpp"
 #include "service/Http/Router.hpp"
 #include "service/Store/Store.hpp"
 
@@ -13,22 +12,15 @@ namespace VelmorService {
 
 namespace {
 
-/// A client sends one request at a time; the rest is room for a browser's spare connections and for stalled
-/// tests.
-constexpr unsigned kThreads = 16;
-constexpr std::chrono::milliseconds kPatience{10'000};
-
-/// A web page elsewhere could reach loopback through a name of its own that resolves there. Its requests
-/// carry that name.
+/// A web page of another site can reach this service through a name of its own that resolves to loopback. Its
+/// requests carry that name.
 void checkHost(const Request& request) {
     const std::string* host = request.raw.header("Host");
     if (host == nullptr) {
         return;
     }
-    const auto colon = host->starts_with('[') ? host->find("]:") : host->rfind(':');
-    const std::string name =
-        host->substr(0, host->starts_with('[') && colon != std::string::npos ? colon + 1 : colon);
-    if (name != "127.0.0.1" && name != "[::1]" && !equalsIgnoringCase(name, "localhost")) {
+    const std::string name = host->substr(0, host->rfind(':'));
+    if (name != "127.0.0.1" && !equalsIgnoringCase(name, "localhost")) {
         throw ApiError(403, ErrorCode::kForeignHost, "this service answers on loopback names only");
     }
 }
@@ -47,10 +39,9 @@ class LocalService::Impl {
           onRequest_(options.onRequest),
           store_(options.directory),
           router_(routes(store_)),
-          listener_(options.host, options.port, kThreads,
-                    [this](Connection& connection) { serve(connection); }) {}
+          server_(options.port, [this](RawRequest raw) { return serve(std::move(raw)); }) {}
 
-    Listener& listener() { return listener_; }
+    HttpServer& server() { return server_; }
 
   private:
     static Router routes(Store& store) {
@@ -65,32 +56,21 @@ class LocalService::Impl {
         return router;
     }
 
-    void serve(Connection& connection) {
-        RawRequest raw;
-        const auto outcome = readRequest(connection, RequestLimits(), raw);
-        if (outcome.status == 0) {
-            return;
-        }
-        ServedRequest served{raw.method, std::string(raw.path()), outcome.status};
-        Response response;
-        if (outcome.status == 200) {
-            response = answer(std::move(raw));
-        } else {
-            const int code = outcome.status == 413 ? ErrorCode::kTooLarge : ErrorCode::kBadRequest;
-            response = errorResponse(outcome.status, code, outcome.detail);
-        }
+    Response serve(RawRequest raw) {
+        ServedRequest served{raw.method, std::string(raw.path())};
+        Response response = answer(std::move(raw));
         served.status = response.status;
         if (onRequest_) {
             onRequest_(served);
         }
-        if (connection.write(serialise(response, served.method != "HEAD"), kPatience) ==
-            Connection::Result::Done) {
-            connection.finish();
-        }
+        return response;
     }
 
     Response answer(RawRequest raw) {
         try {
+            if (raw.bodyTooLong) {
+                throw ApiError(413, ErrorCode::kTooLarge, "the body is longer than 4 MiB");
+            }
             const Request request = decodeTarget(std::move(raw));
             checkHost(request);
             if (needsKey(request)) {
@@ -118,7 +98,7 @@ class LocalService::Impl {
     const std::function<void(const ServedRequest&)> onRequest_;
     Store store_;
     const Router router_;
-    Listener listener_;  ///< last: its threads use everything above
+    HttpServer server_;  ///< last: its thread uses everything above
 };
 
 LocalService::LocalService(const LocalServiceOptions& options) : impl_(std::make_unique<Impl>(options)) {}
@@ -126,15 +106,15 @@ LocalService::LocalService(const LocalServiceOptions& options) : impl_(std::make
 LocalService::~LocalService() = default;
 
 std::string LocalService::url() const {
-    return impl_->listener().url();
+    return impl_->server().url();
 }
 
 std::uint16_t LocalService::port() const {
-    return impl_->listener().port();
+    return impl_->server().port();
 }
 
 void LocalService::stop() {
-    impl_->listener().stop();
+    impl_->server().stop();
 }
 
 }  // namespace VelmorService

@@ -14,11 +14,10 @@ struct ServedRequest {
 };
 
 struct LocalServiceOptions {
-    std::string directory = {};      ///< data: a SQLite file and the mel arrays; made when it is not there
-    std::uint16_t port = 0;          ///< 0 for a free one
-    std::string host = "127.0.0.1";  ///< "127.0.0.1", "::1" or "localhost": it listens on loopback only
-    std::string apiKey = {};         ///< the only key that is accepted; empty for any
-    /// Told of every answer, on one of the service's threads; several may tell at once.
+    std::string directory = {};  ///< data: a SQLite file and the mel arrays; made when it is not there
+    std::uint16_t port = 0;      ///< 0 for a free one
+    std::string apiKey = {};     ///< the only key that is accepted; empty for any
+    /// Told of every answer that the handlers of this service gave, on its thread.
     std::function<void(const ServedRequest&)> onRequest = {};
 };
 
@@ -26,7 +25,7 @@ struct LocalServiceOptions {
 /// sessions, mel uploads, reports, log intake, and a page at "/" for the developer. docs/local-service.md
 /// describes the endpoints.
 ///
-/// Runs on threads of its own from construction to `stop`. All functions may be called from any thread.
+/// Runs on a thread of its own from construction to `stop`. All functions may be called from any thread.
 class LocalService {
   public:
     /// Throws std::runtime_error with a reason that names the port or the directory.
@@ -39,7 +38,7 @@ class LocalService {
     /// "http://127.0.0.1:PORT", without a slash at the end.
     std::string url() const;
     std::uint16_t port() const;
-    /// Ends every connection and returns when the last thread has gone, at once even with idle clients.
+    /// Ends every connection and returns when the thread has gone, at once even with idle clients.
     void stop();
 
   private:

@@ -1,5 +1,6 @@
 #include "Night.hpp"
 
+#include "APIService/APIService.hpp"
 #include "EmptyPlatform.hpp"
 #include "Hosts.hpp"
 #include "Library.hpp"
@@ -254,6 +255,7 @@ void Night::checkReleased() {
     checkMicrophoneGone("after its owner went");
     if (managers_ == 1 && recordersBeside_ == 0 && microphone->mostTaps() > 1)
         ledger.broken("two taps at once");
+    loop->advance(APIService::kAnswerCheck);  // no request sets a longer timer
     if (loop->next() || audio->next()) ledger.broken("timers left behind");
     if (files->openFiles() > 0) ledger.broken(std::to_string(files->openFiles()) + " files left open");
     realConvert_ = nullptr;

@@ -1,9 +1,12 @@
-// The classes that a host derives from. Their tables and type information are here, where every host's
-// compiler finds the same, and the calls do nothing until the host overrides them.
+// The classes with virtual functions that a host uses. Their tables and type information are here, where
+// every host's compiler finds the same. The calls of delegates do nothing until the host overrides them.
 
 #include <Velmor/Velmor.hpp>
 
 namespace Velmor {
+
+SleepTrackingManager::~SleepTrackingManager() = default;
+Reports::~Reports() = default;
 
 VelmorDebugLoggerDelegate::~VelmorDebugLoggerDelegate() = default;
 

@@ -95,30 +95,25 @@ void Library::deleteUser(const Config& config) {
 
 std::shared_ptr<SleepTracker> Library::sharedTracker() {
     const Lock lock(mutex_);
-    if (!slots_.tracker) {
-        slots_.tracker = SleepTracker::make(platform_, log_, parts_);
-        slots_.manager = std::make_shared<SleepTrackingManager>(slots_.tracker);
-    }
+    if (!slots_.tracker) slots_.tracker = SleepTracker::make(platform_, log_, parts_);
     return slots_.tracker;
 }
 
 std::shared_ptr<SleepTrackingManager> Library::createSleepTrackingManager(
     const Config& config, const std::weak_ptr<VelmorSleepTrackingManagerDelegate>& delegate) {
-    auto tracker = SleepTracker::make(platform_, log_, parts_);
-    tracker->configure(config, delegate);
-    auto manager = std::make_shared<SleepTrackingManager>(tracker);
-    auto result = manager;
+    const auto made = SleepTracker::make(platform_, log_, parts_);
+    made->configure(config, delegate);
+    auto former = made;
     {
         const Lock lock(mutex_);
-        slots_.tracker.swap(tracker);
-        slots_.manager.swap(manager);
+        former.swap(slots_.tracker);
     }
-    if (tracker)
-        platform_->mainLoop->post([weak = weak_from_this(), former = std::move(tracker)] {
+    if (former)
+        platform_->mainLoop->post([weak = weak_from_this(), former = std::move(former)] {
             if (const auto self = weak.lock()) self->keepWhileClosing(former);
         });
     log_->log(LogAPI::Level::I, "tracking", "[CALL] createSleepTrackingManager");
-    return result;
+    return made;
 }
 
 void Library::keepWhileClosing(const std::shared_ptr<SleepTracker>& tracker) {
@@ -142,11 +137,10 @@ void Library::keepWhileClosing(const std::shared_ptr<SleepTracker>& tracker) {
 
 std::shared_ptr<Reports> Library::createReports(const Config& config) {
     const Lock lock(mutex_);
-    if (!slots_.reports) {
-        slots_.queries = ReportQueries::make(platform_, log_);
-        slots_.reports = std::make_shared<Reports>(slots_.queries);
-    }
-    slots_.queries->setConfig(config);
+    if (slots_.reports)
+        slots_.reports->setConfig(config);
+    else
+        slots_.reports = ReportQueries::make(platform_, log_, config);
     return slots_.reports;
 }
 

@@ -16,6 +16,7 @@ class LogAPI;
 class MicrophoneRecorder;
 class ReportQueries;
 class SessionsService;
+class SleepTracker;
 class VelmorConfig;
 
 /// One platform, one log and the objects made on them. Any thread. Replacing the platform replaces the
@@ -50,9 +51,7 @@ class Library : public std::enable_shared_from_this<Library> {
         std::shared_ptr<VelmorConfig> config;
         std::shared_ptr<SleepTracker> tracker;
         std::vector<std::shared_ptr<SleepTracker>> closing;  ///< replaced trackers that still close nights
-        std::shared_ptr<SleepTrackingManager> manager;
-        std::shared_ptr<ReportQueries> queries;
-        std::shared_ptr<Reports> reports;
+        std::shared_ptr<ReportQueries> reports;
         std::shared_ptr<MicrophoneRecorder> recorder;
     };
 

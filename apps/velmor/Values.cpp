@@ -1,5 +1,7 @@
 #include "Values.hpp"
 
+#include "APIService/Iso8601.hpp"
+
 #include <array>
 #include <cstdio>
 #include <ctime>
@@ -32,18 +34,6 @@ class Reader {
         const char c = rest_.front();
         rest_.remove_prefix(1);
         return c;
-    }
-
-    /// Exactly `digits` digits.
-    std::optional<int> number(std::size_t digits) {
-        if (rest_.size() < digits) return {};
-        int value = 0;
-        for (std::size_t i = 0; i < digits; ++i) {
-            if (!isDigit(rest_[i])) return {};
-            value = value * 10 + (rest_[i] - '0');
-        }
-        rest_.remove_prefix(digits);
-        return value;
     }
 
     /// The digits behind a point as nanoseconds; those beyond the ninth do not count.
@@ -95,72 +85,20 @@ std::optional<std::int64_t> durationPart(Reader& reader, std::int64_t& above) {
     return whole * unit * kNanosPerSecond + nanos * unit;
 }
 
-struct Zone {
-    bool given = false;
-    seconds offset{};
-};
-
-std::optional<Zone> readZone(Reader& reader) {
-    if (reader.done()) return Zone{};
-    if (reader.skip('Z')) return Zone{true, {}};
-    const bool west = reader.skip('-');
-    if (!west && !reader.skip('+')) return {};
-    const auto hours = reader.number(2);
-    reader.skip(':');
-    const auto minutes = hours ? reader.number(2) : std::nullopt;
-    if (!minutes || *hours > 14 || *minutes > 59) return {};
-    const seconds offset{*hours * 3600 + *minutes * 60};
-    return Zone{true, west ? -offset : offset};
-}
-
-std::optional<std::chrono::year_month_day> readDate(Reader& reader) {
-    const auto year = reader.number(4);
-    if (!year || !reader.skip('-')) return {};
-    const auto month = reader.number(2);
-    if (!month || !reader.skip('-')) return {};
-    const auto day = reader.number(2);
-    if (!day) return {};
-    const std::chrono::year_month_day date{std::chrono::year{*year},
-                                           std::chrono::month{static_cast<unsigned>(*month)},
-                                           std::chrono::day{static_cast<unsigned>(*day)}};
-    return date.ok() ? std::optional(date) : std::nullopt;
-}
-
-std::optional<Nanoseconds> readTimeOfDay(Reader& reader) {
-    const auto hour = reader.number(2);
-    if (!hour || !reader.skip(':')) return {};
-    const auto minute = reader.number(2);
-    std::optional<int> second = 0;
-    std::int64_t nanos = 0;
-    if (minute && reader.skip(':')) {
-        second = reader.number(2);
-        if (second && reader.skip('.')) nanos = reader.fraction();
-    }
-    if (!minute || !second || *hour > 23 || *minute > 59 || *second > 59) return {};
-    return seconds{*hour * 3600 + *minute * 60 + *second} + Nanoseconds{nanos};
-}
-
-std::optional<Velmor::WallTime> localTime(const std::chrono::year_month_day& date, Nanoseconds time) {
-    const auto whole = std::chrono::floor<seconds>(time);
+/// The time at which clocks of the local zone show what clocks of UTC show at `shown`.
+Velmor::Model::Date localTime(Velmor::Model::Date shown) {
+    const auto day = std::chrono::floor<std::chrono::days>(shown);
+    const std::chrono::year_month_day date(day);
+    const std::chrono::hh_mm_ss time(shown - day);
     std::tm fields{};
     fields.tm_year = static_cast<int>(date.year()) - 1900;
     fields.tm_mon = static_cast<int>(static_cast<unsigned>(date.month())) - 1;
     fields.tm_mday = static_cast<int>(static_cast<unsigned>(date.day()));
-    fields.tm_sec = static_cast<int>(whole.count() % 60);
-    fields.tm_min = static_cast<int>(whole.count() / 60 % 60);
-    fields.tm_hour = static_cast<int>(whole.count() / 3600);
+    fields.tm_hour = static_cast<int>(time.hours().count());
+    fields.tm_min = static_cast<int>(time.minutes().count());
+    fields.tm_sec = static_cast<int>(time.seconds().count());
     fields.tm_isdst = -1;
-    const std::time_t result = std::mktime(&fields);
-    return Velmor::WallTime{seconds{result} + (time - whole)};
-}
-
-// Not by strftime, which writes the year 1 as "1".
-std::string timeText(const std::tm& fields, char between, const char* end) {
-    std::array<char, 96> text{};
-    std::snprintf(text.data(), text.size(), "%04d-%02d-%02d%c%02d:%02d:%02d%s", fields.tm_year + 1900,
-                  fields.tm_mon + 1, fields.tm_mday, between, fields.tm_hour, fields.tm_min, fields.tm_sec,
-                  end);
-    return text.data();
+    return std::chrono::sys_seconds{seconds{std::mktime(&fields)}} + time.subseconds();
 }
 
 }  // namespace
@@ -180,21 +118,22 @@ std::optional<Nanoseconds> parseDuration(std::string_view text) {
 }
 
 std::optional<Velmor::WallTime> parseTime(std::string_view text) {
-    Reader reader(text);
-    const auto date = readDate(reader);
-    if (!date || (!reader.skip('T') && !reader.skip(' '))) return {};
-    const auto time = readTimeOfDay(reader);
-    const auto zone = time ? readZone(reader) : std::nullopt;
+    constexpr std::string_view kMinutes = "2024-03-05T23:10";
+    std::string full(text);
+    if (full.size() < kMinutes.size()) return {};
+    if (full[10] == ' ') full[10] = 'T';
+    if (full.size() == kMinutes.size() || full[kMinutes.size()] != ':') full.insert(kMinutes.size(), ":00");
+    const bool isLocal = full.find_first_of("Z+-", kMinutes.size()) == std::string::npos;
+    const auto shown = Velmor::Iso8601::parse(isLocal ? full + 'Z' : full);
     // Years that the nanosecond clock can hold with room to spare.
-    const int year = static_cast<int>(date->year());
-    if (!zone || !reader.done() || year < 1900 || year > 2200) return {};
-    if (!zone->given) return localTime(*date, *time);
-    return Velmor::WallTime{std::chrono::sys_days{*date}.time_since_epoch() + *time - zone->offset};
+    if (!shown || *shown < std::chrono::sys_days(std::chrono::year(1900) / 1 / 1) ||
+        *shown >= std::chrono::sys_days(std::chrono::year(2201) / 1 / 1))
+        return {};
+    return isLocal ? localTime(*shown) : *shown;
 }
 
 bool isDate(std::string_view text) {
-    Reader reader(text);
-    return readDate(reader) && reader.done();
+    return Velmor::Iso8601::parseDay(text).has_value();
 }
 
 std::optional<Stretch> parseStretch(std::string_view text) {
@@ -232,14 +171,7 @@ std::string localTimeText(std::chrono::sys_seconds time) {
     const std::time_t whole = time.time_since_epoch().count();
     std::tm fields{};
     localtime_r(&whole, &fields);
-    return timeText(fields, ' ', "");
-}
-
-std::string isoTimeText(std::chrono::sys_seconds time) {
-    const std::time_t whole = time.time_since_epoch().count();
-    std::tm fields{};
-    gmtime_r(&whole, &fields);
-    return timeText(fields, 'T', "Z");
+    return Velmor::Iso8601::formatPlain(time + seconds{fields.tm_gmtoff});
 }
 
 std::string rangesText(const std::vector<std::int64_t>& numbers) {

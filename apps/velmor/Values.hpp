@@ -37,16 +37,10 @@ std::optional<Stretch> parseStretch(std::string_view text);
 std::string durationText(Nanoseconds duration);
 /// "2024-03-05 23:10:04" in the local zone.
 std::string localTimeText(std::chrono::sys_seconds time);
-/// "2024-03-05T22:10:04Z".
-std::string isoTimeText(std::chrono::sys_seconds time);
 /// Without the fraction.
 template <class Duration>
 std::string localTimeText(std::chrono::sys_time<Duration> time) {
     return localTimeText(std::chrono::floor<std::chrono::seconds>(time));
-}
-template <class Duration>
-std::string isoTimeText(std::chrono::sys_time<Duration> time) {
-    return isoTimeText(std::chrono::floor<std::chrono::seconds>(time));
 }
 /// "0-10, 12, 14-129" of ascending numbers.
 std::string rangesText(const std::vector<std::int64_t>& numbers);

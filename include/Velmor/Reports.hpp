@@ -15,8 +15,6 @@
 
 namespace Velmor {
 
-class ReportQueries;
-
 /// Each query comes in two forms: one returns an `Async`, the other calls a completion block. Both return at
 /// once; several queries may be under way, and end in any order. A query keeps to the configuration of the
 /// moment at which it is made. Operations may be called on any thread.
@@ -36,33 +34,32 @@ class VELMOR_API Reports {
     using CompletionBlock = std::function<void(std::optional<T>, std::optional<VelmorError>)>;
     using Sessions = std::vector<Model::SleepSession>;
 
-    explicit Reports(std::shared_ptr<ReportQueries> queries);
-    ~Reports();
+    Reports() = default;
+    virtual ~Reports();
     Reports(const Reports&) = delete;
     Reports& operator=(const Reports&) = delete;
 
-    Async<Model::Report> report(const std::string& sessionId);
-    void report(const std::string& sessionId, CompletionBlock<Model::Report> completionBlock);
+    virtual Async<Model::Report> report(const std::string& sessionId) = 0;
+    virtual void report(const std::string& sessionId, CompletionBlock<Model::Report> completionBlock) = 0;
 
     /// Sessions that started on the days `fromDate` to `toDate` ("yyyy-MM-dd", passed on as they are): at
     /// most `limit` of them, after the first `offset`. Refused in developer mode.
-    Async<Sessions> reports(const std::string& fromDate, const std::string& toDate, Model::OrderBy orderBy,
-                            std::int64_t offset, std::int64_t limit);
-    void reports(const std::string& fromDate, const std::string& toDate, Model::OrderBy orderBy,
-                 std::int64_t offset, std::int64_t limit, CompletionBlock<Sessions> completionBlock);
+    virtual Async<Sessions> reports(const std::string& fromDate, const std::string& toDate,
+                                    Model::OrderBy orderBy, std::int64_t offset, std::int64_t limit) = 0;
+    virtual void reports(const std::string& fromDate, const std::string& toDate, Model::OrderBy orderBy,
+                         std::int64_t offset, std::int64_t limit,
+                         CompletionBlock<Sessions> completionBlock) = 0;
 
     /// Refused in developer mode.
-    Async<void> deleteReport(const std::string& sessionId);
-    void deleteReport(const std::string& sessionId,
-                      std::function<void(std::optional<VelmorError>)> completionBlock);
+    virtual Async<void> deleteReport(const std::string& sessionId) = 0;
+    virtual void deleteReport(const std::string& sessionId,
+                              std::function<void(std::optional<VelmorError>)> completionBlock) = 0;
 
     /// The configured user's average over the days `fromDate` to `toDate`. Refused in developer mode.
-    Async<Model::AverageReport> getAverageReport(const std::string& fromDate, const std::string& toDate);
-    void getAverageReport(const std::string& fromDate, const std::string& toDate,
-                          CompletionBlock<Model::AverageReport> completionBlock);
-
-  private:
-    std::shared_ptr<ReportQueries> queries_;
+    virtual Async<Model::AverageReport> getAverageReport(const std::string& fromDate,
+                                                         const std::string& toDate) = 0;
+    virtual void getAverageReport(const std::string& fromDate, const std::string& toDate,
+                                  CompletionBlock<Model::AverageReport> completionBlock) = 0;
 };
 
 }  // namespace Velmor

@@ -58,29 +58,24 @@ struct TrackingStatus {
     bool recording = false;                ///< sound is being recorded: not in an interruption, for instance
 };
 
-class SleepTracker;
-
 /// Operations may be called on any thread and return at once; outcomes reach the delegate. A request in the
 /// wrong state is logged and dropped. Releasing the last reference stops the recording and releases the
 /// microphone. A night that was stopped before is still closed then, and its delegate hears of it.
 class VELMOR_API SleepTrackingManager {
   public:
-    explicit SleepTrackingManager(std::shared_ptr<SleepTracker> tracker);
-    ~SleepTrackingManager();
+    SleepTrackingManager() = default;
+    virtual ~SleepTrackingManager();
     SleepTrackingManager(const SleepTrackingManager&) = delete;
     SleepTrackingManager& operator=(const SleepTrackingManager&) = delete;
 
-    void startTracking();
+    virtual void startTracking() = 0;
     /// Ends an interruption that the system did not end: pads the gap and restarts the microphone.
-    void resumeTracking();
+    virtual void resumeTracking() = 0;
     /// Stops recording and closes the session; a chunk that is not full is dropped.
-    void stopTracking();
+    virtual void stopTracking() = 0;
     /// Asks for the analysis of the open session, or of the last.
-    void requestAnalysis();
-    TrackingStatus getTrackingStatus();
-
-  private:
-    std::shared_ptr<SleepTracker> tracker_;
+    virtual void requestAnalysis() = 0;
+    virtual TrackingStatus getTrackingStatus() = 0;
 };
 
 }  // namespace Velmor

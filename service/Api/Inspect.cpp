@@ -11,33 +11,32 @@ std::optional<std::string> formatted(const std::optional<Instant>& instant) {
     return instant ? std::optional(formatInstant(*instant)) : std::nullopt;
 }
 
-JsonObject summary(const SessionRow& session) {
-    JsonObject json;
-    json.add("id", session.id)
-        .add("user", session.user)
-        .add("service", session.service)
-        .add("data_type", session.dataType)
-        .add("callback_url", session.callbackUrl)
-        .add("timezone", session.timezone)
-        .add("utc_offset", utcOffset(session.start, session.timezone))
-        .add("state", session.state())
-        .add("start_time", formatInstant(session.start))
-        .add("end_time", formatted(session.end))
-        .add("unexpected_end_time", formatted(session.unexpectedEnd))
-        .add("received", session.received)
-        .add("expected", session.expected())
-        .add("missing_data_ratio", session.missingRatio())
-        .add("last_received_seq_num", session.highest);
+Json summary(const SessionRow& session) {
+    Json json{{"id", session.id},
+              {"user", session.user},
+              {"service", session.service},
+              {"data_type", session.dataType},
+              {"callback_url", session.callbackUrl},
+              {"timezone", session.timezone},
+              {"utc_offset", utcOffset(session.start, session.timezone)},
+              {"state", session.state()},
+              {"start_time", formatInstant(session.start)}};
+    addIfPresent(json, "end_time", formatted(session.end));
+    addIfPresent(json, "unexpected_end_time", formatted(session.unexpectedEnd));
+    json["received"] = session.received;
+    json["expected"] = session.expected();
+    json["missing_data_ratio"] = session.missingRatio();
+    addIfPresent(json, "last_received_seq_num", session.highest);
     return json;
 }
 
 /// The numbers that should have come and did not, as [first, last] pairs.
-std::string missingJson(const SessionRow& session, const std::vector<ChunkRow>& chunks) {
-    JsonArray gaps;
+Json missingJson(const SessionRow& session, const std::vector<ChunkRow>& chunks) {
+    Json gaps = Json::array();
     std::int64_t next = 0;
     const auto gapUntil = [&](std::int64_t end) {
         if (next < end) {
-            gaps.addRaw(JsonArray().add(next).add(end - 1).text());
+            gaps.push_back(Json::array({next, end - 1}));
         }
     };
     for (const auto& chunk : chunks) {
@@ -45,31 +44,31 @@ std::string missingJson(const SessionRow& session, const std::vector<ChunkRow>& 
         next = chunk.sequence + 1;
     }
     gapUntil(session.expected());
-    return gaps.text();
+    return gaps;
 }
 
 Response sessions(Store& store, const Request&) {
-    JsonArray list;
+    Json list = Json::array();
     for (const auto& session : store.sessions({.descending = true, .limit = kMostSessions})) {
-        list.addRaw(summary(session).text());
+        list.push_back(summary(session));
     }
-    return resultResponse(list.text());
+    return resultResponse(list);
 }
 
 Response session(Store& store, const Request& request) {
     const auto found = requiredSession(store, request.path[2]);
     const auto chunks = store.chunks(found.row);
-    JsonArray list;
+    Json list = Json::array();
     for (const auto& chunk : chunks) {
-        list.addRaw(JsonObject()
-                        .add("sequence", chunk.sequence)
-                        .add("size", chunk.size)
-                        .add("receives", chunk.receives)
-                        .add("arrival", chunk.arrival)
-                        .text());
+        list.push_back({{"sequence", chunk.sequence},
+                        {"size", chunk.size},
+                        {"receives", chunk.receives},
+                        {"arrival", chunk.arrival}});
     }
-    return resultResponse(
-        summary(found).addRaw("missing", missingJson(found, chunks)).addRaw("chunks", list.text()).text());
+    Json json = summary(found);
+    json["missing"] = missingJson(found, chunks);
+    json["chunks"] = list;
+    return resultResponse(json);
 }
 
 /// 84 bytes for each chunk in order of its number: the number (32 bits, little-endian), then its overview.
@@ -100,18 +99,16 @@ Response chunk(Store& store, const Request& request) {
 }
 
 Response logs(Store& store, const std::optional<std::string>& session) {
-    JsonArray list;
+    Json list = Json::array();
     for (const auto& log : store.logs(session)) {
-        list.addRaw(JsonObject()
-                        .add("log", log.row)
-                        .add("session", log.session)
-                        .add("service", log.service)
-                        .add("hostname", log.hostname)
-                        .add("tags", log.tags)
-                        .add("size", log.size)
-                        .text());
+        list.push_back({{"log", log.row},
+                        {"session", log.session},
+                        {"service", log.service},
+                        {"hostname", log.hostname},
+                        {"tags", log.tags},
+                        {"size", log.size}});
     }
-    return resultResponse(list.text());
+    return resultResponse(list);
 }
 
 Response logText(Store& store, const Request& request) {
@@ -120,7 +117,7 @@ Response logText(Store& store, const Request& request) {
     if (!text) {
         throw ApiError(404, ErrorCode::kUnknownItem, "there is no log " + request.path[2]);
     }
-    return resultResponse(JsonObject().add("log", row).add("message", *text).text());
+    return resultResponse({{"log", row}, {"message", *text}});
 }
 
 }  // namespace
@@ -132,7 +129,7 @@ void addInspectRoutes(Router& router, Store& store) {
                [&store](const Request& request) { return session(store, request); });
     router.add("GET", "inspect/sessions/*/overview",
                [&store](const Request& request) { return overview(store, request); });
-    // Looking is not asking for the analysis: this leaves the session's state as it is.
+    // Unlike the report for clients, this one leaves the session's state as it is.
     router.add("GET", "inspect/sessions/*/report", [&store](const Request& request) {
         return resultResponse(reportJson(requiredSession(store, request.path[2])));
     });

@@ -43,7 +43,7 @@ void addLogRoutes(Router& router, Store& store) {
         log.service = body.service;
         log.hostname = body.hostname;
         store.addLog(log, body.message);
-        Response response = resultResponse("{}");
+        Response response = emptyResult();
         response.status = 202;
         return response;
     });

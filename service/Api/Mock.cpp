@@ -11,7 +11,7 @@ constexpr const char* kMockUser = "mock-user";
 constexpr const char* kMockSession = "mock-session";
 
 Response user(const std::string& id) {
-    return resultResponse(JsonObject().add("user_id", id).text());
+    return resultResponse({{"user_id", id}});
 }
 
 }  // namespace
@@ -25,20 +25,20 @@ void addMockRoutes(Router& router) {
     });
     router.add("GET", "mock/ai/v1/users/*",
                [](const Request& request) { return user(checkedId(request.path[4])); });
-    router.add("DELETE", "mock/ai/v1/users/*", [](const Request&) { return resultResponse("{}"); });
+    router.add("DELETE", "mock/ai/v1/users/*", [](const Request&) { return emptyResult(); });
     router.add("POST", "mock/ai/v1/sessions", [](const Request& request) {
         readCreateSession(request.raw.body);
         requiredUser(request);
-        return resultResponse(JsonObject().add("session_id", kMockSession).text());
+        return resultResponse({{"session_id", kMockSession}});
     });
     router.add("POST", "mock/ai/v1/sessions/*/mel-data/*", [](const Request& request) {
         checkedNumber(request.path[6], 0, kGreatestSequence, "the sequence");
         uploadedMel(request);
-        return resultResponse("{}");
+        return emptyResult();
     });
     router.add("POST", "mock/ai/v1/sessions/*/close", [](const Request& request) {
         readCloseSession(request.raw.body);
-        return resultResponse("{}");
+        return emptyResult();
     });
     router.add("GET", "mock/data/v3/sessions/*", [night = makeSampleNight()](const Request& request) {
         return resultResponse(sampleReportJson(night, checkedId(request.path[4])));

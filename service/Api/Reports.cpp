@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::int64_t kLongestPage = 1000;
 
-/// What can honestly be said without looking at anybody's sleep.
+/// The peculiarity that follows from the session's times alone; nullptr for none.
 const char* peculiarityOf(const SessionRow& session) {
     if (session.open()) {
         return "IN_PROGRESS";
@@ -18,16 +18,15 @@ const char* peculiarityOf(const SessionRow& session) {
     return session.seconds().value_or(0) < kShortestAnalysisSeconds ? "TOO_SHORT_FOR_ANALYSIS" : nullptr;
 }
 
-void addTimes(JsonObject& json, const SessionRow& session, std::string_view prefix) {
-    const std::string start(prefix);
-    json.add(start + "start_time", formatInstant(session.start));
+void addTimes(Json& json, const SessionRow& session, const std::string& prefix) {
+    json[prefix + "start_time"] = formatInstant(session.start);
     if (session.end) {
-        json.add(start + "end_time", formatInstant(*session.end));
+        json[prefix + "end_time"] = formatInstant(*session.end);
     }
     if (session.unexpectedEnd) {
-        json.add("unexpected_end_time", formatInstant(*session.unexpectedEnd));
+        json["unexpected_end_time"] = formatInstant(*session.unexpectedEnd);
     }
-    json.add("created_timezone", session.timezone);
+    json["created_timezone"] = session.timezone;
 }
 
 Response report(Store& store, const Request& request) {
@@ -71,22 +70,19 @@ Response list(Store& store, const Request& request) {
                                           .descending = descending(request),
                                           .offset = number(request, "offset", 1'000'000'000, 0),
                                           .limit = number(request, "limit", kLongestPage, 100)});
-    JsonArray entries;
+    Json entries = Json::array();
     for (const auto& session : sessions) {
-        JsonObject entry;
-        entry.add("session_id", session.id).add("state", session.state());
+        Json entry{{"session_id", session.id}, {"state", session.state()}};
         addTimes(entry, session, "session_");
-        entry.add("last_received_seq_num", session.highest).add("time_in_bed", session.seconds());
-        entries.addRaw(entry.text());
+        addIfPresent(entry, "last_received_seq_num", session.highest);
+        addIfPresent(entry, "time_in_bed", session.seconds());
+        entries.push_back(entry);
     }
-    return resultResponse(JsonObject()
-                              .add("timezone", timezoneOf(request))
-                              .addRaw("sleep_session_list", entries.text())
-                              .text());
+    return resultResponse({{"timezone", timezoneOf(request)}, {"sleep_session_list", entries}});
 }
 
-/// Averages would need sleep stages, so there are none; the peculiarities of the period's sessions are true
-/// all the same.
+/// Averages need sleep stages, which this service does not have. The peculiarities of the period's sessions
+/// are known without them.
 Response average(Store& store, const Request& request) {
     const auto from = day(request, "start_date");
     const auto to = day(request, "end_date");
@@ -97,50 +93,39 @@ Response average(Store& store, const Request& request) {
                                           .fromDay = from,
                                           .toDay = to,
                                           .limit = std::numeric_limits<std::int64_t>::max()});
-    std::vector<std::string> found;
+    Json found = Json::array();
     for (const auto& session : sessions) {
         const char* peculiarity = peculiarityOf(session);
         if (peculiarity != nullptr && std::ranges::find(found, peculiarity) == found.end()) {
-            found.emplace_back(peculiarity);
+            found.push_back(peculiarity);
         }
     }
-    JsonArray peculiarities;
-    for (const auto& peculiarity : found) {
-        peculiarities.add(peculiarity);
-    }
-    const auto period = JsonObject()
-                            .add("timezone", timezoneOf(request))
-                            .add("start_date", *from)
-                            .add("end_date", *to)
-                            .text();
-    return resultResponse(JsonObject()
-                              .addRaw("period", period)
-                              .addRaw("peculiarities", peculiarities.text())
-                              .addRaw("never_slept_sessions", "[]")
-                              .addRaw("slept_sessions", "[]")
-                              .text());
+    return resultResponse(
+        {{"period", {{"timezone", timezoneOf(request)}, {"start_date", *from}, {"end_date", *to}}},
+         {"peculiarities", found},
+         {"never_slept_sessions", Json::array()},
+         {"slept_sessions", Json::array()}});
 }
 
 }  // namespace
 
-std::string reportJson(const SessionRow& session) {
-    JsonArray peculiarities;
+Json reportJson(const SessionRow& session) {
+    Json peculiarities = Json::array();
     const char* peculiarity = peculiarityOf(session);
     if (peculiarity != nullptr) {
-        peculiarities.add(peculiarity);
+        peculiarities.push_back(peculiarity);
     }
-    JsonObject sessionJson;
-    sessionJson.add("id", session.id).add("state", session.state());
-    addTimes(sessionJson, session, "");
-    JsonObject json;
-    json.add("timezone", session.timezone)
-        .addRaw("peculiarities", peculiarities.text())
-        .add("missing_data_ratio", session.missingRatio())
-        .addRaw("session", sessionJson.text());
+    Json times{{"id", session.id}, {"state", session.state()}};
+    addTimes(times, session, "");
+    Json report{{"timezone", session.timezone},
+                {"peculiarities", peculiarities},
+                {"missing_data_ratio", session.missingRatio()},
+                {"session", times}};
     if (peculiarity == nullptr) {
-        json.addRaw("stat", JsonObject().add("time_in_bed", session.seconds()).text());
+        report["stat"] = Json::object();
+        addIfPresent(report["stat"], "time_in_bed", session.seconds());
     }
-    return json.text();
+    return report;
 }
 
 void addReportRoutes(Router& router, Store& store) {

@@ -7,8 +7,8 @@
 
 namespace VelmorService {
 
-/// Each function adds one subject's endpoints to a router. The store must outlive the router. Handlers are
-/// called from several threads at once and throw ApiError for what they refuse.
+/// Each function adds one subject's endpoints to a router. The store must outlive the router. Handlers
+/// throw ApiError for what they refuse.
 
 void addUserRoutes(Router& router, Store& store);
 void addSessionRoutes(Router& router, Store& store);
@@ -36,8 +36,8 @@ std::int64_t checkedNumber(const std::string& text, std::int64_t least, std::int
 [[noreturn]] void refuseUnknownSession(const std::string& id);
 /// The session; throws ApiError 404.
 SessionRow requiredSession(Store& store, const std::string& id);
-/// The report record of a session, as a JSON text.
-std::string reportJson(const SessionRow& session);
+/// The report record of a session.
+nlohmann::ordered_json reportJson(const SessionRow& session);
 /// The bytes of the one mel array in an upload; throws ApiError 400 when form or array are not as they should
 /// be.
 std::string_view uploadedMel(const Request& request);

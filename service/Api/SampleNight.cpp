@@ -96,15 +96,7 @@ double ratio(Epoch part, Epoch whole) {
     return std::round(1e4 * static_cast<double>(part) / static_cast<double>(whole)) / 1e4;
 }
 
-std::string listJson(const std::vector<int>& stages) {
-    JsonArray list;
-    for (const int stage : stages) {
-        list.add(static_cast<std::int64_t>(stage));
-    }
-    return list.text();
-}
-
-void addSleep(JsonObject& stat, const SampleNight& night, const Period& period) {
+void addSleep(Json& stat, const SampleNight& night, const Period& period) {
     const auto& stages = night.sleepStages;
     const Epoch inBed = stages.size();
     const Epoch wake = period.count(stages, SampleNight::Wake);
@@ -112,60 +104,60 @@ void addSleep(JsonObject& stat, const SampleNight& night, const Period& period) 
     const Epoch deep = period.count(stages, SampleNight::Deep);
     const Epoch rem = period.count(stages, SampleNight::Rem);
     const Epoch asleep = light + deep + rem;
-    stat.add("sleep_latency", seconds(period.begin))
-        .add("wakeup_latency", seconds(inBed - period.end))
-        .add("sleep_time", timeAt(period.begin))
-        .add("wake_time", timeAt(period.end))
-        .add("light_latency", seconds(period.latency(stages, SampleNight::Light)))
-        .add("deep_latency", seconds(period.latency(stages, SampleNight::Deep)))
-        .add("rem_latency", seconds(period.latency(stages, SampleNight::Rem)))
-        .add("time_in_wake", seconds(wake))
-        .add("time_in_sleep", seconds(asleep))
-        .add("time_in_bed", seconds(inBed))
-        .add("time_in_sleep_period", seconds(period.size()))
-        .add("time_in_rem", seconds(rem))
-        .add("time_in_light", seconds(light))
-        .add("time_in_deep", seconds(deep))
-        .add("sleep_efficiency", ratio(asleep, inBed))
-        .add("wake_ratio", ratio(wake, period.size()))
-        .add("sleep_ratio", ratio(asleep, period.size()))
-        .add("rem_ratio", ratio(rem, period.size()))
-        .add("light_ratio", ratio(light, period.size()))
-        .add("deep_ratio", ratio(deep, period.size()))
-        .add("sleep_index", std::llround(100 * ratio(asleep, inBed)));
+    stat["sleep_latency"] = seconds(period.begin);
+    stat["wakeup_latency"] = seconds(inBed - period.end);
+    stat["sleep_time"] = timeAt(period.begin);
+    stat["wake_time"] = timeAt(period.end);
+    stat["light_latency"] = seconds(period.latency(stages, SampleNight::Light));
+    stat["deep_latency"] = seconds(period.latency(stages, SampleNight::Deep));
+    stat["rem_latency"] = seconds(period.latency(stages, SampleNight::Rem));
+    stat["time_in_wake"] = seconds(wake);
+    stat["time_in_sleep"] = seconds(asleep);
+    stat["time_in_bed"] = seconds(inBed);
+    stat["time_in_sleep_period"] = seconds(period.size());
+    stat["time_in_rem"] = seconds(rem);
+    stat["time_in_light"] = seconds(light);
+    stat["time_in_deep"] = seconds(deep);
+    stat["sleep_efficiency"] = ratio(asleep, inBed);
+    stat["wake_ratio"] = ratio(wake, period.size());
+    stat["sleep_ratio"] = ratio(asleep, period.size());
+    stat["rem_ratio"] = ratio(rem, period.size());
+    stat["light_ratio"] = ratio(light, period.size());
+    stat["deep_ratio"] = ratio(deep, period.size());
+    stat["sleep_index"] = std::llround(100 * ratio(asleep, inBed));
 }
 
-void addBreath(JsonObject& stat, const SampleNight& night, const Period& period) {
+void addBreath(Json& stat, const SampleNight& night, const Period& period) {
     const Epoch unstable = period.count(night.breathStages, 1);
     const Epoch snoring = period.count(night.snoringStages, 1);
     const Epoch events = period.stretches(night.breathStages, 1).first;
     const double hours = static_cast<double>(seconds(period.size())) / 3600;
-    stat.add("time_in_stable_breath", seconds(period.size() - unstable))
-        .add("time_in_unstable_breath", seconds(unstable))
-        .add("time_in_snoring", seconds(snoring))
-        .add("time_in_no_snoring", seconds(period.size() - snoring))
-        .add("stable_breath_ratio", ratio(period.size() - unstable, period.size()))
-        .add("unstable_breath_ratio", ratio(unstable, period.size()))
-        .add("snoring_ratio", ratio(snoring, period.size()))
-        .add("no_snoring_ratio", ratio(period.size() - snoring, period.size()))
-        .add("unstable_breath_count", events)
-        .add("breathing_pattern", "STABLE_BREATH")
-        .add("breathing_index", std::round(100 * static_cast<double>(events) / hours) / 100)
-        .add("snoring_count", period.stretches(night.snoringStages, 1).first);
+    stat["time_in_stable_breath"] = seconds(period.size() - unstable);
+    stat["time_in_unstable_breath"] = seconds(unstable);
+    stat["time_in_snoring"] = seconds(snoring);
+    stat["time_in_no_snoring"] = seconds(period.size() - snoring);
+    stat["stable_breath_ratio"] = ratio(period.size() - unstable, period.size());
+    stat["unstable_breath_ratio"] = ratio(unstable, period.size());
+    stat["snoring_ratio"] = ratio(snoring, period.size());
+    stat["no_snoring_ratio"] = ratio(period.size() - snoring, period.size());
+    stat["unstable_breath_count"] = events;
+    stat["breathing_pattern"] = "STABLE_BREATH";
+    stat["breathing_index"] = std::round(100 * static_cast<double>(events) / hours) / 100;
+    stat["snoring_count"] = period.stretches(night.snoringStages, 1).first;
 }
 
-void addCycles(JsonObject& stat, const SampleNight& night, const Period& period) {
-    JsonArray times;
+void addCycles(Json& stat, const SampleNight& night, const Period& period) {
+    Json times = Json::array();
     for (const Epoch end : night.cycleEnds) {
-        times.add(timeAt(end));
+        times.push_back(timeAt(end));
     }
     const auto [wakes, longest] = period.stretches(night.sleepStages, SampleNight::Wake);
     const Epoch slept = night.cycleEnds.back() - period.begin;
-    stat.add("sleep_cycle", seconds(slept) / static_cast<std::int64_t>(night.cycleEnds.size()))
-        .add("sleep_cycle_count", night.cycleEnds.size())
-        .addRaw("sleep_cycle_time", times.text())
-        .add("waso_count", wakes)
-        .add("longest_waso", seconds(longest));
+    stat["sleep_cycle"] = seconds(slept) / static_cast<std::int64_t>(night.cycleEnds.size());
+    stat["sleep_cycle_count"] = night.cycleEnds.size();
+    stat["sleep_cycle_time"] = times;
+    stat["waso_count"] = wakes;
+    stat["longest_waso"] = seconds(longest);
 }
 
 }  // namespace
@@ -181,28 +173,25 @@ SampleNight makeSampleNight() {
     return night;
 }
 
-std::string sampleReportJson(const SampleNight& night, const std::string& sessionId) {
+Json sampleReportJson(const SampleNight& night, const std::string& sessionId) {
     const Period period(night.sleepStages);
-    JsonObject stat;
+    Json stat;
     addSleep(stat, night, period);
     addBreath(stat, night, period);
     addCycles(stat, night, period);
-    JsonObject session;
-    session.add("id", sessionId)
-        .add("state", "COMPLETE")
-        .add("start_time", timeAt(0))
-        .add("end_time", timeAt(night.sleepStages.size()))
-        .add("created_timezone", kTimezone)
-        .addRaw("sleep_stages", listJson(night.sleepStages))
-        .addRaw("breath_stages", listJson(night.breathStages))
-        .addRaw("snoring_stages", listJson(night.snoringStages));
-    return JsonObject()
-        .add("timezone", kTimezone)
-        .addRaw("peculiarities", "[]")
-        .add("missing_data_ratio", 0.0)
-        .addRaw("session", session.text())
-        .addRaw("stat", stat.text())
-        .text();
+    return {{"timezone", kTimezone},
+            {"peculiarities", Json::array()},
+            {"missing_data_ratio", 0.0},
+            {"session",
+             {{"id", sessionId},
+              {"state", "COMPLETE"},
+              {"start_time", timeAt(0)},
+              {"end_time", timeAt(night.sleepStages.size())},
+              {"created_timezone", kTimezone},
+              {"sleep_stages", night.sleepStages},
+              {"breath_stages", night.breathStages},
+              {"snoring_stages", night.snoringStages}}},
+            {"stat", stat}};
 }
 
 }  // namespace VelmorService

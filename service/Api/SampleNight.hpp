@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,6 @@ struct SampleNight {
 SampleNight makeSampleNight();
 
 /// A complete report record of that night, with all 38 statistics.
-std::string sampleReportJson(const SampleNight& night, const std::string& sessionId);
+nlohmann::ordered_json sampleReportJson(const SampleNight& night, const std::string& sessionId);
 
 }  // namespace VelmorService

@@ -21,7 +21,7 @@ Response create(Store& store, const Request& request) {
         throw ApiError(409, ErrorCode::kOpenSession,
                        "the user has an open session and force_create is false");
     }
-    return resultResponse(JsonObject().add("session_id", id).text());
+    return resultResponse({{"session_id", id}});
 }
 
 Response upload(Store& store, const Request& request) {
@@ -34,7 +34,7 @@ Response upload(Store& store, const Request& request) {
         case Store::Outcome::Closed:
             throw ApiError(403, ErrorCode::kClosedSession, "session " + id + " is closed");
         default:
-            return resultResponse("{}");
+            return emptyResult();
     }
 }
 
@@ -48,7 +48,7 @@ Response close(Store& store, const Request& request) {
             throw ApiError(400, ErrorCode::kBadRequest, "session_end_time lies before the session's start");
         default:
             // Closed before: the client may have lost the first answer, so this is no error.
-            return resultResponse("{}");
+            return emptyResult();
     }
 }
 
@@ -64,7 +64,7 @@ void addSessionRoutes(Router& router, Store& store) {
         if (!store.removeSession(checkedId(request.path[3]))) {
             refuseUnknownSession(request.path[3]);
         }
-        return resultResponse("{}");
+        return emptyResult();
     });
 }
 

@@ -6,29 +6,27 @@ namespace VelmorService {
 
 namespace {
 
-std::string sessionInfoJson(const SessionRow& session) {
-    JsonObject info;
-    info.add("session_id", session.id)
-        .add("inference_type", session.dataType)
-        .add("service", session.service)
-        .add("state", session.state())
-        .add("start_time", formatInstant(session.start));
+Json sessionInfoJson(const SessionRow& session) {
+    Json info{{"session_id", session.id},
+              {"inference_type", session.dataType},
+              {"service", session.service},
+              {"state", session.state()},
+              {"start_time", formatInstant(session.start)}};
     if (const auto ended = session.ended()) {
-        info.add("end_time", formatInstant(*ended));
+        info["end_time"] = formatInstant(*ended);
         if (session.complete) {
-            info.add("complete_time", formatInstant(*ended));
+            info["complete_time"] = formatInstant(*ended);
         }
     }
-    return info.text();
+    return info;
 }
 
 Response userAnswer(Store& store, const std::string& id) {
-    JsonObject user;
-    user.add("user_id", id);
+    Json user{{"user_id", id}};
     if (const auto last = store.lastSession(id)) {
-        user.addRaw("last_session_info", sessionInfoJson(*last));
+        user["last_session_info"] = sessionInfoJson(*last);
     }
-    return resultResponse(user.text());
+    return resultResponse(user);
 }
 
 }  // namespace
@@ -49,7 +47,7 @@ void addUserRoutes(Router& router, Store& store) {
         if (!store.removeUser(id)) {
             throw ApiError(404, ErrorCode::kUnknownUser, "there is no user " + id);
         }
-        return resultResponse("{}");
+        return emptyResult();
     });
 }
 

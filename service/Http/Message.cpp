@@ -11,6 +11,8 @@ namespace VelmorService {
 
 namespace {
 
+constexpr std::size_t kLongestTarget = 8 * 1024;
+
 int hexDigit(char c) {
     int value = -1;
     std::from_chars(&c, &c + 1, value, 16);
@@ -48,43 +50,6 @@ void split(std::string_view text, char separator, Each each) {
     }
 }
 
-std::string_view reason(int status) {
-    switch (status) {
-        case 200:
-            return "OK";
-        case 202:
-            return "Accepted";
-        case 400:
-            return "Bad Request";
-        case 401:
-            return "Unauthorized";
-        case 403:
-            return "Forbidden";
-        case 404:
-            return "Not Found";
-        case 405:
-            return "Method Not Allowed";
-        case 408:
-            return "Request Timeout";
-        case 409:
-            return "Conflict";
-        case 413:
-            return "Content Too Large";
-        case 414:
-            return "URI Too Long";
-        case 431:
-            return "Request Header Fields Too Large";
-        case 500:
-            return "Internal Server Error";
-        case 501:
-            return "Not Implemented";
-        case 505:
-            return "HTTP Version Not Supported";
-        default:
-            return "Status";
-    }
-}
-
 }  // namespace
 
 bool equalsIgnoringCase(std::string_view a, std::string_view b) {
@@ -111,6 +76,9 @@ Request decodeTarget(RawRequest raw) {
     Request request;
     request.raw = std::move(raw);
     const std::string_view target = request.raw.target;
+    if (target.size() > kLongestTarget) {
+        throw ApiError(414, ErrorCode::kBadRequest, "the request target is longer than 8 KiB");
+    }
     if (target.empty() || target.front() != '/') {
         throw ApiError(400, ErrorCode::kBadRequest, "the request target must begin with a slash");
     }
@@ -128,35 +96,21 @@ Request decodeTarget(RawRequest raw) {
     return request;
 }
 
-std::string serialise(const Response& response, bool withBody) {
-    std::string text = "HTTP/1.1 " + std::to_string(response.status) + " ";
-    text.append(reason(response.status)).append("\r\nContent-Type: ").append(response.contentType);
-    text.append("\r\nContent-Length: ").append(std::to_string(response.body.size()));
-    for (const auto& field : response.headers) {
-        text.append("\r\n").append(field.name).append(": ").append(field.value);
-    }
-    text.append(
-        "\r\nCache-Control: no-store\r\nX-Content-Type-Options: nosniff\r\nConnection: close\r\n\r\n");
-    if (withBody) {
-        text += response.body;
-    }
-    return text;
-}
-
 Response errorResponse(int status, int code, std::string_view detail) {
     Response response;
     response.status = status;
-    response.body = JsonObject()
-                        .addRaw("result", JsonObject().add("error_code", code).text())
-                        .add("detail", detail)
-                        .text();
+    response.body = jsonText({{"result", {{"error_code", code}}}, {"detail", detail}});
     return response;
 }
 
-Response resultResponse(const std::string& resultJson) {
+Response resultResponse(const Json& result) {
     Response response;
-    response.body = JsonObject().addRaw("result", resultJson).text();
+    response.body = jsonText({{"result", result}});
     return response;
+}
+
+Response emptyResult() {
+    return resultResponse(Json::object());
 }
 
 }  // namespace VelmorService

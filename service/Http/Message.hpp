@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <nlohmann/json_fwd.hpp>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -17,11 +18,9 @@ struct HeaderField {
 struct RawRequest {
     std::string method;
     std::string target;
-    std::string version;
     std::vector<HeaderField> headers;
-    std::string body;       ///< without transfer coding
-    std::string bytes;      ///< every byte received, head and body
-    bool complete = false;  ///< head and body arrived whole
+    std::string body;          ///< without transfer coding
+    bool bodyTooLong = false;  ///< the body is longer than 4 MiB and was dropped
 
     /// The first value of a header field, whatever the case of its name; nullptr when there is none.
     const std::string* header(std::string_view name) const;
@@ -37,7 +36,7 @@ struct Request {
     std::map<std::string, std::string> query;
 };
 
-/// What a handler answers; length and connection headers are the server's business.
+/// What a handler answers. The server adds the headers of length and connection.
 struct Response {
     int status = 200;
     std::string contentType = "application/json";
@@ -78,12 +77,12 @@ inline constexpr int kInternal = 1500;
 }  // namespace ErrorCode
 
 bool equalsIgnoringCase(std::string_view a, std::string_view b);
-/// Splits and decodes a target; throws ApiError 400 for a broken escape.
+/// Splits and decodes a target; throws ApiError 400 for a broken escape, 414 for a target over 8 KiB.
 Request decodeTarget(RawRequest raw);
-/// The whole answer as bytes. `withBody` false (for HEAD) keeps the length but sends no body.
-std::string serialise(const Response& response, bool withBody = true);
 Response errorResponse(int status, int code, std::string_view detail);
-/// {"result": ...} around a JSON text.
-Response resultResponse(const std::string& resultJson);
+/// {"result": ...} around a value.
+Response resultResponse(const nlohmann::ordered_json& result);
+/// {"result":{}}
+Response emptyResult();
 
 }  // namespace VelmorService

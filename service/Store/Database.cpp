@@ -112,10 +112,6 @@ void Database::execute(const char* sql) {
     }
 }
 
-std::int64_t Database::lastRow() const {
-    return sqlite3_last_insert_rowid(handle_);
-}
-
 std::int64_t Database::changes() const {
     return sqlite3_changes(handle_);
 }

@@ -54,7 +54,6 @@ class Database {
     /// `sql` must be a string literal: its address is the key under which the prepared statement is kept.
     Statement statement(const char* sql);
     void execute(const char* sql);
-    std::int64_t lastRow() const;
     std::int64_t changes() const;
 
   private:

@@ -1,6 +1,6 @@
 #include "APIService/APIService.hpp"
 
-#include <algorithm>
+#include "Runtime/Contain.hpp"
 
 namespace Velmor {
 namespace {
@@ -19,58 +19,48 @@ PlatformError sendFailure() {
 }
 
 void checkStatus(const HttpResponse& response) {
-    if (static_cast<unsigned>(response.status) - 200U < 200U) return;
+    if (response.status >= 200 && response.status < 400) return;
     const auto [result, detail] = decodeResponse<Model::ErrorBody>(response.body);
     throw VelmorError(VelmorError::httpStatus{
         response.status, result ? result->errorCode.value_or(kNoErrorCode) : kNoErrorCode, detail});
-}
-
-std::shared_ptr<const void> unwrap(const HttpResponse& response, RecordDecoder decoder) {
-    if (response.status == 204) return {};
-    checkStatus(response);
-    return decoder(response.body);
-}
-
-APIOutcome outcomeOf(const HttpResult& result, RecordDecoder decoder) {
-    if (const auto* error = std::get_if<PlatformError>(&result)) return {std::make_exception_ptr(*error), {}};
-    try {
-        return {{}, unwrap(std::get<HttpResponse>(result), decoder)};
-    } catch (...) {
-        return {std::current_exception(), {}};
-    }
 }
 
 }  // namespace
 
 APIService::APIService(const std::shared_ptr<HttpTransport>& http) : http_(http) {}
 
-void APIService::request(HttpRequest&& request, const std::shared_ptr<Executor>& on, RecordDecoder decoder,
-                         std::function<void(const APIOutcome&)> completion) {
-    send(std::move(request), on, [decoder, completion = std::move(completion)](const HttpResult& result) {
-        completion(outcomeOf(result, decoder));
-    });
+const HttpResponse& APIService::checked(const HttpResult& result) {
+    if (const auto* error = std::get_if<PlatformError>(&result)) throw *error;
+    const auto& response = std::get<HttpResponse>(result);
+    checkStatus(response);
+    return response;
 }
 
-void APIService::send(HttpRequest request, const std::shared_ptr<Executor>& on, Completion completion) {
-    deliverLate();
+void APIService::send(HttpRequest request, const std::shared_ptr<Executor>& on, Receiver receiver) {
     const auto answer = std::make_shared<Answer>();
     std::uint64_t number = 0;
     {
         const Lock lock(mutex_);
         number = next_++;
-        pending_.emplace(number, Pending{{}, std::move(completion), answer, on});
+        pending_.emplace(number, Pending{{}, std::move(receiver), answer});
     }
     try {
+        const auto deliver = [self = weak_from_this(), number, answer] {
+            if (!answer->arrived) return;
+            if (const auto service = self.lock()) service->finish(number);
+        };
+        on->postAfter(kAnswerCheck, deliver);
         // The transport's thread takes no reference, so that it never is the one to end the service.
-        const Completion deliver = [self = weak_from_this(), on, number, answer](HttpResult result) {
+        const HttpTransport::Completion arrive = [on, answer, deliver](HttpResult result) {
             answer->result = std::move(result);
-            if (!post(self, *on, number)) answer->late.store(true, std::memory_order_release);
+            answer->arrived = true;
+            contain([&] { on->post(deliver); });  // else the timer delivers it
         };
         std::unique_ptr<HttpExchange> exchange;
         try {
-            exchange = http_->send(std::move(request), deliver);
+            exchange = http_->send(std::move(request), arrive);
         } catch (...) {
-            deliver(sendFailure());
+            arrive(sendFailure());
         }
         const Lock lock(mutex_);
         const auto entry = pending_.find(number);
@@ -78,38 +68,6 @@ void APIService::send(HttpRequest request, const std::shared_ptr<Executor>& on, 
     } catch (...) {
         take(number);  // the caller hears of it at once
         throw;
-    }
-}
-
-// False when there is no memory for a task.
-bool APIService::post(const std::weak_ptr<APIService>& self, Executor& on, std::uint64_t number) {
-    try {
-        on.post([self, number] {
-            if (const auto service = self.lock()) service->finish(number);
-        });
-        return true;
-    } catch (...) {
-        return false;
-    }
-}
-
-void APIService::deliverLate() {
-    while (true) {
-        std::shared_ptr<Answer> answer;
-        std::shared_ptr<Executor> on;
-        std::uint64_t number = 0;
-        {
-            const Lock lock(mutex_);
-            const auto late = std::ranges::find_if(
-                pending_, [](const auto& entry) { return entry.second.answer->late.exchange(false); });
-            if (late == pending_.end()) return;
-            number = late->first;
-            answer = late->second.answer;
-            on = late->second.on;
-        }
-        if (post(weak_from_this(), *on, number)) continue;
-        answer->late = true;
-        return;
     }
 }
 
@@ -123,7 +81,7 @@ std::optional<APIService::Pending> APIService::take(std::uint64_t number) {
 }
 
 void APIService::finish(std::uint64_t number) {
-    if (auto done = take(number)) done->completion(std::move(*done->answer->result));
+    if (auto done = take(number)) done->receiver(*done->answer->result);
 }
 
 }  // namespace Velmor

@@ -133,12 +133,4 @@ APIResponse<R> decodeResponse(std::string_view body) {
     return response;
 }
 
-/// Gives the record of an answer, whose type the caller knows.
-using RecordDecoder = std::shared_ptr<const void> (*)(std::string_view body);
-
-template <Record R>
-std::shared_ptr<const void> decodeRecord(std::string_view body) {
-    return decodeResponse<R>(body).result;
-}
-
 }  // namespace Velmor

@@ -1,7 +1,5 @@
 #include "APIService/Endpoint.hpp"
 
-#include "Runtime/Text.hpp"
-
 #include <algorithm>
 
 #include <Velmor/Error.hpp>
@@ -24,12 +22,12 @@ bool isControl(char c) {
 // Empty when the id can be a path segment.
 std::string faultOf(std::string_view id) {
     if (id.empty()) return "an id is empty";
-    if (id == "." || id == "..") return joined({"an id is \"", id, "\", which names another place"});
+    if (id == "." || id == "..") return "an id is \"" + std::string(id) + "\", which names another place";
     const auto control = std::ranges::find_if(id, isControl);
     if (control == id.end()) return {};
     const auto byte = static_cast<unsigned char>(*control);
-    return joined({"an id holds a control character: byte ", std::to_string(control - id.begin() + 1), " is ",
-                   std::to_string(byte)});
+    return "an id holds a control character: byte " + std::to_string(control - id.begin() + 1) + " is " +
+           std::to_string(byte);
 }
 
 void appendEncoded(std::string& out, std::string_view text, std::string_view allowedMarks) {
@@ -48,7 +46,8 @@ void appendEncoded(std::string& out, std::string_view text, std::string_view all
 
 }  // namespace
 
-Endpoint::Endpoint(std::string_view text) : readable_(text), encoded_(text) {}
+Endpoint::Endpoint(const char* method, std::string_view text)
+    : method_(method), readable_(text), encoded_(text) {}
 
 Endpoint& Endpoint::text(std::string_view text) & {
     readable_.append(text);

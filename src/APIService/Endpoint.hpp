@@ -1,4 +1,4 @@
-// The part of a URL behind the base: readable for logs and errors, encoded for the wire.
+// A method and the part of a URL behind the base: readable for logs and errors, encoded for the wire.
 #pragma once
 
 #include <string>
@@ -8,11 +8,11 @@
 
 namespace Velmor {
 
-/// Built from left to right: `Endpoint("ai/v1/sessions/").id(sessionId).text("/close")`.
+/// Built from left to right: `Endpoint("POST", "ai/v1/sessions/").id(sessionId).text("/close")`.
 class Endpoint {
   public:
     /// `text` goes to the wire as it is.
-    explicit Endpoint(std::string_view text);
+    Endpoint(const char* method, std::string_view text);
 
     Endpoint& text(std::string_view text) &;
     /// One path segment, whatever it holds: everything but unreserved characters is percent-encoded. An id
@@ -26,6 +26,7 @@ class Endpoint {
     Endpoint&& id(std::string_view id) && { return std::move(this->id(id)); }
     Endpoint&& query(std::string_view text) && { return std::move(this->query(text)); }
 
+    const char* method() const { return method_; }
     const std::string& readable() const { return readable_; }
 
     /// When an id was refused, throws PlatformError, kind `badRequest`, which says what is wrong with the id.
@@ -34,6 +35,7 @@ class Endpoint {
     Url url(const Url& base) const;
 
   private:
+    const char* method_;
     std::string readable_;
     std::string encoded_;
     std::string fault_;  ///< of the first refused id

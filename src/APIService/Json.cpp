@@ -2,6 +2,7 @@
 
 #include <array>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include <Velmor/Error.hpp>
 
@@ -46,7 +47,7 @@ class ValueBuilder : public nlohmann::json_sax<nlohmann::json> {
         if (auto* array = std::get_if<Json::Array>(&open_.back()->value))
             return array->emplace_back(std::move(value));
         auto& object = std::get<Json::Object>(open_.back()->value);
-        return object.emplace_back(std::move(key_), std::move(value)).second;
+        return object.emplace_back(Json::Member{std::move(key_), std::move(value)}).value;
     }
     bool add(Json value) {
         put(std::move(value));
@@ -80,7 +81,7 @@ const Json* Json::find(std::string_view key) const {
     const auto* object = as<Object>();
     if (!object) return nullptr;
     for (auto member = object->rbegin(); member != object->rend(); ++member)
-        if (member->first == key) return &member->second;
+        if (member->key == key) return &member->value;
     return nullptr;
 }
 

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <variant>
 #include <vector>
 
@@ -13,9 +12,10 @@ namespace Velmor {
 /// A value as it was read. Not nlohmann::json: the destructor of that allocates memory, and ends the process
 /// when there is none.
 struct Json {
+    struct Member;
     using Array = std::vector<Json>;
     /// In the order of the text; of equal keys the last counts.
-    using Object = std::vector<std::pair<std::string, Json>>;
+    using Object = std::vector<Member>;
     /// A number is a std::int64_t when it is written as an integer and fits.
     std::variant<std::nullptr_t, bool, std::int64_t, double, std::string, Array, Object> value;
 
@@ -30,6 +30,11 @@ struct Json {
     const char* kind() const;
     /// The member of an object; null when there is none or this is no object.
     const Json* find(std::string_view key) const;
+};
+
+struct Json::Member {
+    std::string key;
+    Json value;
 };
 
 /// UTF-8 without byte order mark, one value and nothing behind it. Throws DecodingError without path.

@@ -1,7 +1,6 @@
 #include "APIService/MultipartFormDataRequest.hpp"
 
 #include "APIService/Requests.hpp"
-#include "Runtime/Text.hpp"
 
 #include <array>
 #include <cstddef>
@@ -45,10 +44,10 @@ void MultipartFormDataRequest::addFile(std::string_view fieldName, std::string_v
 HttpRequest MultipartFormDataRequest::makeRequest(HttpRequest prepared) {
     prepared.method = "POST";
     prepared.url = url_;
-    setHeader(prepared.headers, "Content-Type", joined({"multipart/form-data; boundary=", boundary_}));
+    setHeader(prepared.headers, "Content-Type", "multipart/form-data; boundary=" + boundary_);
     prepared.body = std::move(httpBody_);
-    prepared.body.append("--").append(boundary_).append(
-        "--");  // no line end follows: servers expect exactly this
+    // No line end follows: servers expect exactly this.
+    prepared.body.append("--").append(boundary_).append("--");
     return prepared;
 }
 

@@ -1,7 +1,6 @@
 #include "APIService/Requests.hpp"
 
 #include "BuildSettings.hpp"
-#include "Runtime/Text.hpp"
 
 #include <algorithm>
 #include <utility>
@@ -15,18 +14,10 @@ bool sameName(std::string_view a, std::string_view b) {
                       [&](char x, char y) { return lower(x) == lower(y); });
 }
 
-HttpRequest request(std::string_view method, Url url, const Config& config, const Device& device) {
-    HttpRequest out{.method = std::string(method), .url = std::move(url), .headers = {}, .body = {}};
-    out.headers = standardHeaders(config, device);
-    setHeader(out.headers, "Content-Type", "application/json");
-    setHeader(out.headers, "Accept", "application/json");
-    return out;
-}
-
 }  // namespace
 
 HttpHeaders standardHeaders(const Config& config, const Device& device) {
-    constexpr std::string_view version = BuildSettings::kVersion;
+    const std::string version = BuildSettings::kVersion;
     const auto facts = device.facts();
     HttpHeaders headers;
     const auto add = [&](std::string_view name, std::string_view value) {
@@ -34,9 +25,9 @@ HttpHeaders standardHeaders(const Config& config, const Device& device) {
     };
     add("x-api-key", config.apiKey());
     add("timezone", device.timeZone());
-    add("x-sdk-version", joined({facts.systemName, " ", version}));
-    add("user-agent", joined({"VelmorSDK/", version, " (", facts.systemName, " ", facts.systemVersion, "; ",
-                              facts.model, ")"}));
+    add("x-sdk-version", facts.systemName + " " + version);
+    add("user-agent", "VelmorSDK/" + version + " (" + facts.systemName + " " + facts.systemVersion + "; " +
+                          facts.model + ")");
     if (!config.userId().empty()) add("x-user-id", config.userId());
     return headers;
 }
@@ -54,14 +45,14 @@ void setHeader(HttpHeaders& headers, std::string_view name, std::string_view val
         later = named(*later) ? headers.erase(later) : later + 1;
 }
 
-HttpRequest jsonRequest(std::string_view method, const Endpoint& endpoint, const Config& config,
-                        const Device& device) {
-    return request(method, endpoint.url(config.baseUrl()), config, device);
-}
-
-HttpRequest jsonPost(Url url, std::string body, const Config& config, const Device& device) {
-    auto out = request("POST", std::move(url), config, device);
-    out.body = std::move(body);
+HttpRequest jsonRequest(const Endpoint& endpoint, const Url& base, const Config& config, const Device& device,
+                        std::string body) {
+    HttpRequest out{.method = endpoint.method(),
+                    .url = endpoint.url(base),
+                    .headers = standardHeaders(config, device),
+                    .body = std::move(body)};
+    setHeader(out.headers, "Content-Type", "application/json");
+    setHeader(out.headers, "Accept", "application/json");
     return out;
 }
 

@@ -18,12 +18,9 @@ HttpHeaders standardHeaders(const Config& config, const Device& device);
 /// Replaces every header of that name, whatever its capitals, by one in the place of the first.
 void setHeader(HttpHeaders& headers, std::string_view name, std::string_view value);
 
-/// With the standard headers, "Content-Type" and "Accept" of JSON, and no body. Throws as
-/// `Endpoint::url` when the endpoint holds an id that was refused.
-HttpRequest jsonRequest(std::string_view method, const Endpoint& endpoint, const Config& config,
-                        const Device& device);
-
-/// The same with a URL of its own and a body, as POST.
-HttpRequest jsonPost(Url url, std::string body, const Config& config, const Device& device);
+/// With the standard headers, "Content-Type" and "Accept" of JSON. Throws as `Endpoint::url` when the
+/// endpoint holds an id that was refused.
+HttpRequest jsonRequest(const Endpoint& endpoint, const Url& base, const Config& config, const Device& device,
+                        std::string body = {});
 
 }  // namespace Velmor

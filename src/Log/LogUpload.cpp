@@ -1,7 +1,8 @@
 #include "Log/LogUpload.hpp"
 
+#include "APIService/Encode.hpp"
+#include "APIService/Requests.hpp"
 #include "BuildSettings.hpp"
-#include "Runtime/Text.hpp"
 
 #include <cstdio>
 #include <cstdlib>
@@ -24,26 +25,26 @@ const Url& productionUrl() {
 
 std::string tags(const Config& config, const std::optional<std::string>& sessionId, const DeviceFacts& facts,
                  const std::string& timeZone) {
-    const std::string session = sessionId ? joined({", sessionId:", *sessionId}) : "";
-    return joined({"version:", BuildSettings::kVersion, ", device:", facts.model, ", os:", facts.systemName,
-                   facts.systemVersion, ", timezone:", timeZone, session, ", userId:", config.userId(),
-                   ", apikey:", config.apiKey()});
+    const std::string version = BuildSettings::kVersion;
+    const std::string session = sessionId ? ", sessionId:" + *sessionId : "";
+    return "version:" + version + ", device:" + facts.model + ", os:" + facts.systemName +
+           facts.systemVersion + ", timezone:" + timeZone + session + ", userId:" + config.userId() +
+           ", apikey:" + config.apiKey();
 }
 
 }  // namespace
 
-Request makeRequest(const Config& config, const std::optional<std::string>& sessionId, std::string message,
-                    const Device& device) {
+HttpRequest call(const Platform& platform, const Config& config, const std::optional<std::string>& sessionId,
+                 std::string message) {
+    const auto& device = *platform.device;
     const auto facts = device.facts();
-    return {.ddsource = "VelmorSDK",
-            .ddtags = tags(config, sessionId, facts, device.timeZone()),
-            .hostname = "iOS",
-            .message = std::move(message),
-            .service = facts.bundleName.value_or("No Name")};
-}
-
-Url url(const Platform& platform) {
-    return platform.logUrl.value_or(productionUrl()).appending("datadog/api/v2/logs");
+    const Request record{.ddsource = "VelmorSDK",
+                         .ddtags = tags(config, sessionId, facts, device.timeZone()),
+                         .hostname = "iOS",
+                         .message = std::move(message),
+                         .service = facts.bundleName.value_or("No Name")};
+    return jsonRequest(Endpoint("POST", "datadog/api/v2/logs"), platform.logUrl.value_or(productionUrl()),
+                       config, device, encode(record));
 }
 
 }  // namespace Velmor::LogUpload

@@ -8,8 +8,7 @@
 
 #include <Velmor/Config.hpp>
 #include <Velmor/Platform.hpp>
-#include <Velmor/Platform/Device.hpp>
-#include <Velmor/Url.hpp>
+#include <Velmor/Platform/Http.hpp>
 
 namespace Velmor::LogUpload {
 
@@ -24,11 +23,10 @@ struct Request {
 /// Any well-formed answer will do.
 struct Response {};
 
-Request makeRequest(const Config& config, const std::optional<std::string>& sessionId, std::string message,
-                    const Device& device);
-
-/// The intake at the platform's log proxy, or at the production one.
-Url url(const Platform& platform);
+/// To the intake at the platform's log proxy, or at the production one. Throws PlatformError when a text is
+/// not UTF-8.
+HttpRequest call(const Platform& platform, const Config& config, const std::optional<std::string>& sessionId,
+                 std::string message);
 
 }  // namespace Velmor::LogUpload
 

@@ -1,41 +1,28 @@
-// Observer channels. A sender never waits for a lock while observers run; an observer that is ended during a
-// send may still be told of that one value, never of a later one. Owners are to be captured weakly by what
-// they subscribe.
+// Observer channels: a sender tells whoever has subscribed. Any thread; no lock is held while observers run.
 #pragma once
 
 #include "Runtime/ThreadSafety.hpp"
 
-#include <atomic>
+#include <algorithm>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <utility>
 #include <vector>
 
 namespace Velmor {
 
-/// Ends its observation when it goes away, with what the observer captured, if the channel has gone before.
-/// Does not keep the channel alive.
+/// Owns an observer, so that the observation ends with it. An observer that is ended while a value is being
+/// sent may still be told of that value, never of a later one. Observers should hold their owner weakly.
 class Subscription {
   public:
     Subscription() = default;
-    explicit Subscription(std::shared_ptr<std::atomic<bool>> active) : active_(std::move(active)) {}
-    Subscription(Subscription&&) noexcept = default;
-    Subscription& operator=(Subscription&& other) noexcept {
-        end();
-        active_ = std::move(other.active_);
-        return *this;
-    }
-    Subscription(const Subscription&) = delete;
-    Subscription& operator=(const Subscription&) = delete;
-    ~Subscription() { end(); }
+    explicit Subscription(std::shared_ptr<const void> observer) : observer_(std::move(observer)) {}
 
-    void end() {
-        if (active_) active_->store(false, std::memory_order_release);
-        active_.reset();
-    }
+    void end() { observer_.reset(); }
 
   private:
-    std::shared_ptr<std::atomic<bool>> active_;
+    std::shared_ptr<const void> observer_;
 };
 
 /// The subscriptions of one owner; they end with it.
@@ -48,44 +35,39 @@ class Bag {
     std::vector<Subscription> subscriptions_;
 };
 
-/// The observers of a channel, whatever its type: each is a function that knows what type the value has.
-class Observers {
-  public:
-    using Tell = std::function<void(const void* value)>;
-
-    [[nodiscard]] Subscription add(Tell tell);
-    void tellAll(const void* value) const;
-
-  private:
-    struct Observer {
-        explicit Observer(Tell given) : tell(std::move(given)) {}
-        std::atomic<bool> active{true};
-        const Tell tell;
-    };
-    using List = std::vector<std::shared_ptr<Observer>>;
-
-    std::shared_ptr<const List> snapshot() const;
-
-    mutable Mutex mutex_;  // of which list is current; a list does not change
-    std::shared_ptr<const List> list_ VELMOR_GUARDED_BY(mutex_) = std::make_shared<List>();
-};
-
 template <class T>
 class Channel {
   public:
-    /// `observer` takes a `const T&`.
-    template <class Observer>
+    using Observer = std::function<void(const T&)>;
+
     [[nodiscard]] Subscription subscribe(Observer observer) {
-        return observers_.add([observer = std::move(observer)](const void* value) mutable {
-            observer(*static_cast<const T*>(value));
-        });
+        auto owned = std::make_shared<const Observer>(std::move(observer));
+        const Lock lock(mutex_);
+        auto next = std::make_shared<Observers>();
+        std::ranges::copy_if(*observers_, std::back_inserter(*next),
+                             [](const auto& earlier) { return !earlier.expired(); });
+        next->push_back(owned);
+        observers_ = std::move(next);
+        return Subscription(std::move(owned));
     }
 
-    /// Tells the observers on the calling thread, in the order of their subscription.
-    void send(const T& value) const { observers_.tellAll(&value); }
+    /// Tells the observers on the calling thread, in the order of their subscription. Takes no memory.
+    void send(const T& value) const {
+        const auto observers = current();  // one of them may subscribe another
+        for (const auto& weak : *observers)
+            if (const auto observer = weak.lock()) (*observer)(value);
+    }
 
   private:
-    Observers observers_;
+    using Observers = std::vector<std::weak_ptr<const Observer>>;
+
+    std::shared_ptr<const Observers> current() const {
+        const Lock lock(mutex_);
+        return observers_;
+    }
+
+    mutable Mutex mutex_;  // of which list is current; a list does not change
+    std::shared_ptr<const Observers> observers_ VELMOR_GUARDED_BY(mutex_) = std::make_shared<Observers>();
 };
 
 /// A channel that remembers its last value.
@@ -108,8 +90,7 @@ class CurrentValue {
     }
 
     /// Later values only.
-    template <class Observer>
-    [[nodiscard]] Subscription subscribe(Observer observer) {
+    [[nodiscard]] Subscription subscribe(typename Channel<T>::Observer observer) {
         return channel_.subscribe(std::move(observer));
     }
 

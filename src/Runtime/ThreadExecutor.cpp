@@ -5,7 +5,6 @@
 #include "Runtime/ThreadSafety.hpp"
 
 #include <cstdint>
-#include <list>
 #include <map>
 #include <mutex>
 #include <string>
@@ -20,41 +19,29 @@ namespace {
 // at again no later than this.
 constexpr std::chrono::seconds kLongestWait{1};
 
-// Lives as long as the last thread, which may outlast the executor that started it.
-class Queue {
+// Tasks in the order of the time from which they may run. Lives as long as the last thread, which may outlast
+// the executor that started it.
+class TaskQueue {
   public:
-    explicit Queue(const std::shared_ptr<Clock>& clock) : clock_(clock) {}
+    explicit TaskQueue(const std::shared_ptr<Clock>& clock) : clock_(clock) {}
 
-    void post(Executor::Task task) {
+    void add(std::chrono::nanoseconds delay, Executor::Task task) {
         {
             const Lock lock(mutex_);
             if (stopped_) return;
-            ready_.push_back(std::move(task));
+            tasks_.emplace(clock_->bootNow() + delay, std::move(task));
         }
-        wake_.notifyOne();
-    }
-
-    void postAfter(std::chrono::nanoseconds delay, Executor::Task task) {
-        Tasks one;  // made, and in case destroyed, outside the lock
-        one.push_back(std::move(task));
-        {
-            const Lock lock(mutex_);
-            if (stopped_) return;
-            timers_.emplace(clock_->bootNow() + delay, std::move(one));
-        }
-        wake_.notifyOne();
+        changed_.notifyOne();
     }
 
     void stop() {
-        Tasks ready;  // destroyed outside the lock: a task may own anything
-        std::multimap<BootTime, Tasks> timers;
+        Tasks dropped;  // destroyed outside the lock: a task may own anything
         {
             const Lock lock(mutex_);
             stopped_ = true;
-            ready.swap(ready_);
-            timers.swap(timers_);
+            dropped.swap(tasks_);
         }
-        wake_.notifyAll();
+        changed_.notifyAll();
     }
 
     void work() {
@@ -65,64 +52,51 @@ class Queue {
     }
 
   private:
-    using Tasks = std::list<Executor::Task>;
+    using Tasks = std::multimap<BootTime, Executor::Task>;
 
     Executor::Task next() {
         Lock lock(mutex_);
         while (!stopped_) {
-            takeDueTimers();
-            if (!ready_.empty()) {
-                auto task = std::move(ready_.front());
-                ready_.pop_front();
-                // This thread is gone for as long as the task takes: another watches what is left.
-                if (!ready_.empty() || !timers_.empty()) wake_.notifyOne();
-                return task;
+            if (tasks_.empty()) {
+                changed_.wait(lock);
+                continue;
             }
-            if (timers_.empty()) {
-                wake_.wait(lock);
-            } else {
-                const auto wait = timers_.begin()->first - clock_->bootNow();
-                wake_.waitFor(lock, std::min<std::chrono::nanoseconds>(wait, kLongestWait));
+            const auto wait = tasks_.begin()->first - clock_->bootNow();
+            if (wait > std::chrono::nanoseconds{0}) {
+                changed_.waitFor(lock, std::min<std::chrono::nanoseconds>(wait, kLongestWait));
+                continue;
             }
+            auto task = std::move(tasks_.begin()->second);
+            tasks_.erase(tasks_.begin());
+            // This thread is gone for as long as the task takes: another watches what is left.
+            if (!tasks_.empty()) changed_.notifyOne();
+            return task;
         }
         return {};
     }
 
-    // Without memory of its own: nobody would hear that there is none.
-    void takeDueTimers() VELMOR_REQUIRES(mutex_) {
-        const auto now = timers_.empty() ? BootTime{} : clock_->bootNow();
-        while (!timers_.empty() && timers_.begin()->first <= now) {
-            ready_.splice(ready_.end(), timers_.begin()->second);
-            timers_.erase(timers_.begin());
-        }
-    }
-
     const std::shared_ptr<Clock> clock_;
     Mutex mutex_;
-    Condition wake_;
-    Tasks ready_ VELMOR_GUARDED_BY(mutex_);
-    std::multimap<BootTime, Tasks> timers_ VELMOR_GUARDED_BY(mutex_);  // one each
+    Condition changed_;
+    Tasks tasks_ VELMOR_GUARDED_BY(mutex_);
     bool stopped_ VELMOR_GUARDED_BY(mutex_) = false;
 };
 
 class ThreadExecutor : public Executor {
   public:
     ThreadExecutor(const std::shared_ptr<Clock>& clock, int threads, const char* name, bool lowPriority)
-        : queue_(std::make_shared<Queue>(clock)), threads_(threads), name_(name), low_(lowPriority) {}
+        : queue_(std::make_shared<TaskQueue>(clock)), threads_(threads), name_(name), low_(lowPriority) {}
 
     ~ThreadExecutor() override {
         queue_->stop();
         for (auto& thread : running_) takeLeave(thread);  // each holds the queue
     }
 
-    void post(Task task) override {
-        start();
-        queue_->post(std::move(task));
-    }
+    void post(Task task) override { postAfter(std::chrono::nanoseconds{0}, std::move(task)); }
 
     void postAfter(std::chrono::nanoseconds delay, Task task) override {
         start();
-        queue_->postAfter(delay, std::move(task));
+        queue_->add(delay, std::move(task));
     }
 
   private:
@@ -144,7 +118,7 @@ class ThreadExecutor : public Executor {
         });
     }
 
-    const std::shared_ptr<Queue> queue_;
+    const std::shared_ptr<TaskQueue> queue_;
     const int threads_;
     const std::string name_;
     const bool low_;

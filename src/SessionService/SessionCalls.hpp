@@ -5,28 +5,19 @@
 #include "APIService/APIService.hpp"
 #include "SessionService/SessionsService.hpp"
 
-#include <string>
+#include <functional>
+#include <memory>
 
-#include <Velmor/Platform/Device.hpp>
-#include <Velmor/Platform/Http.hpp>
+#include <Velmor/Platform.hpp>
 
-/// Of every request but `log`.
 namespace Velmor::SessionCalls {
 
-using Request = SessionsService::Request;
-using State = SessionsService::State;
+/// Writes the request's debug line and makes its call. `done` gets the state that the outcome becomes, on the
+/// main loop. Throws what makes the request impossible to send. For every request but `log`.
+void send(const std::shared_ptr<AcceptedRequest>& accepted, APIService& api, const Platform& platform,
+          LogAPI& log, std::function<void(const SessionsService::State&)> done);
 
-/// The debug line of a request that goes out.
-std::string line(const Request& request);
-
-/// Throws PlatformError for an id that cannot be in a path and for text that cannot be sent. The bytes of an
-/// upload are moved out of the request.
-HttpRequest httpRequest(Request& request, const Device& device);
-
-/// For the record that a request is answered with.
-RecordDecoder decoder(const Request& request);
-
-/// What is published of the outcome, be it a success or a failure.
-State stateOf(const Request& request, const APIOutcome& outcome);
+SessionsService::State stateOfFailure(const SessionsService::Request& request,
+                                      const std::exception_ptr& failure);
 
 }  // namespace Velmor::SessionCalls

@@ -4,7 +4,7 @@
 #include "Runtime/Channel.hpp"
 
 #include <cstdint>
-#include <list>
+#include <deque>
 #include <memory>
 #include <optional>
 #include <string>
@@ -21,7 +21,7 @@ namespace Velmor {
 
 class LogAPI;
 class APIService;
-struct APIOutcome;
+struct AcceptedRequest;
 
 /// Create, upload and close go out one at a time in the order of their arrival; all other requests at once.
 /// Requests may be sent from any thread and are taken in on the main loop, in order; states are published
@@ -93,8 +93,10 @@ class SessionsService : public std::enable_shared_from_this<SessionsService> {
             std::vector<Model::SleepSession> sessions;
         };
         struct error {
+            enum class Kind { create, close, other };
             VelmorError error;
             std::optional<std::string> closedSessionId;
+            Kind kind;  ///< of the request that failed
         };
         std::variant<userJoin, userDelete, create, upload, close, analysis, sessions, error> value;
     };
@@ -106,30 +108,29 @@ class SessionsService : public std::enable_shared_from_this<SessionsService> {
     Channel<Request> requestAction;
     Channel<State> stateSender;
 
-    /// Has answers that found no memory on their way looked for; every request does so too.
-    void wake();
-
-    /// The transport, for queries that have no state. Any thread.
-    APIService& apiService() { return *apiService_; }
-
   private:
     SessionsService(const std::shared_ptr<const Platform>& platform, const std::shared_ptr<LogAPI>& log);
 
-    void take(const std::shared_ptr<Request>& request);
-    void startHead();
-    void start(const std::shared_ptr<Request>& request, bool queued);
-    void startLog(const std::shared_ptr<Request>& request);
-    void finishHead();
-    static void finish(const std::weak_ptr<SessionsService>& service, const Request& request, bool queued,
-                       const APIOutcome& outcome);
-    void publish(const Request& request, const APIOutcome& outcome);
+    using Accepted = std::shared_ptr<AcceptedRequest>;
+
+    void take(const Accepted& accepted);
+    void start(const Accepted& accepted);
+    void startLog(const Accepted& accepted);
+    static void finish(const std::weak_ptr<SessionsService>& service, const AcceptedRequest& accepted,
+                       const State& state);
+    void publish(const State& state);
 
     const std::shared_ptr<const Platform> platform_;
     const std::shared_ptr<LogAPI> log_;
     const std::shared_ptr<APIService> apiService_;
-    std::list<std::shared_ptr<Request>> queue_;  // main loop only; the head is the one in progress
-    bool headAnswered_ = false;                  // and its outcome is being published
+    std::deque<Accepted> queue_;  // main loop only; the head is the one in progress
     Bag bag_;
+};
+
+/// A request with what is published of it when there is no memory for its real outcome.
+struct AcceptedRequest {
+    SessionsService::Request request;
+    SessionsService::State lost;
 };
 
 /// "MELSPECTROGRAM", "AUDIO".

@@ -135,7 +135,6 @@ void SleepTracker::resume() {
 // --- start ---
 
 void SleepTracker::start() {
-    sessionService_->wake();
     if (openSession() != nullptr) {
         log_->debugPrint("Tracking: already started");
         return;
@@ -197,7 +196,6 @@ void SleepTracker::createSession() {
 // --- stop ---
 
 void SleepTracker::stop() {
-    sessionService_->wake();
     const bool invalid = isInvalid();
     if (!stopAndClose(invalid)) nights_.end(Kind::stopped, {}, {});
 }
@@ -289,7 +287,6 @@ void SleepTracker::analyse() {
 void SleepTracker::recordedData(std::string data, std::int64_t sequence) {
     const auto* id = openSession();
     if (id == nullptr) {
-        sessionService_->wake();
         log_->debugPrint("Tracking: already stopped");
         write("[ST] already stopped", LogAPI::Level::W);
         return;

@@ -25,7 +25,9 @@
 namespace Velmor {
 
 /// The operations at the top may be called on any thread; everything else happens on the main loop.
-class SleepTracker : public VelmorRecordingDelegate, public std::enable_shared_from_this<SleepTracker> {
+class SleepTracker : public SleepTrackingManager,
+                     public VelmorRecordingDelegate,
+                     public std::enable_shared_from_this<SleepTracker> {
   public:
     struct State {
         struct open {
@@ -45,11 +47,11 @@ class SleepTracker : public VelmorRecordingDelegate, public std::enable_shared_f
     /// Before the first operation.
     void configure(Config config, const std::weak_ptr<VelmorSleepTrackingManagerDelegate>& delegate);
 
-    void startTracking();
-    void resumeTracking();
-    void stopTracking();
-    void requestAnalysis();
-    TrackingStatus getTrackingStatus();
+    void startTracking() override;
+    void resumeTracking() override;
+    void stopTracking() override;
+    void requestAnalysis() override;
+    TrackingStatus getTrackingStatus() override;
     /// Abandons the night; the status says so on return. A night that was stopped before is still closed.
     void reset();
     const std::shared_ptr<SessionsService>& sessionService() const { return sessionService_; }

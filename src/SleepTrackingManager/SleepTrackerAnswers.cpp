@@ -72,11 +72,9 @@ void SleepTracker::closed(const std::string& sessionId) {
 void SleepTracker::failed(const Answer::error& failure) {
     const auto& error = failure.error;
     contain([&] { logFailure(error); });
-    const auto* answerless = error.as<VelmorError::responseResult>();
-    if (error.is<VelmorError::startTrackingNetworkFail>() ||
-        (answerless != nullptr && answerless->endpoint == "ai/v1/sessions"))
+    if (failure.kind == Answer::error::Kind::create)
         creationFailed(error);
-    else if (error.is<VelmorError::stopTrackingNetworkFail>())
+    else if (failure.kind == Answer::error::Kind::close)
         closeFailed(error);
     else if (failure.closedSessionId)
         sessionGone(*failure.closedSessionId, error);

@@ -24,7 +24,7 @@ TEST(Endpoint, AnIdIsOneSegmentWhateverItHolds) {
         {"\xC3\xA9\xF0\x9F\x98\xB4", "%C3%A9%F0%9F%98%B4"},
         {"\xFF", "%FF"}};
     for (const auto& [id, segment] : cases)
-        EXPECT_EQ(Endpoint("x/").id(id).text("/y").url(kBase).absoluteString(),
+        EXPECT_EQ(Endpoint("GET", "x/").id(id).text("/y").url(kBase).absoluteString(),
                   "https://api.test/base/x/" + segment + "/y");
 }
 
@@ -37,18 +37,18 @@ TEST(Endpoint, IdsThatNameNothingOrSomethingElseAreRefused) {
         {"\x01", "an id holds a control character: byte 1 is 1"},
         {"a-\x7F", "an id holds a control character: byte 3 is 127"}};
     for (const auto& [id, fault] : cases) {
-        const auto refused = Endpoint("x/").id(id).text("/y");
+        const auto refused = Endpoint("GET", "x/").id(id).text("/y");
         EXPECT_EQ(VelmorTests::errorOf<PlatformError>([&] { refused.url(kBase); }), fault);
-        const auto first = Endpoint("").id(id).text("/").id(id + "\n");
+        const auto first = Endpoint("GET", "").id(id).text("/").id(id + "\n");
         EXPECT_EQ(VelmorTests::errorOf<PlatformError>([&] { first.url(kBase); }), fault);
-        const auto withQuery = Endpoint("x/").id(id).query("/y?z");
+        const auto withQuery = Endpoint("GET", "x/").id(id).query("/y?z");
         EXPECT_EQ(VelmorTests::errorOf<VelmorError>([&] { withQuery.url(kBase); }),
                   VelmorError(VelmorError::responseResult{"x/" + id + "/y?z"}).description());
     }
 }
 
 TEST(Endpoint, QueriesKeepTheirStructureAndNothingElse) {
-    EXPECT_EQ(Endpoint("").query("d?a=1 2&b=\xC3\xA9#%\r\n/:@").url(kBase).absoluteString(),
+    EXPECT_EQ(Endpoint("GET", "").query("d?a=1 2&b=\xC3\xA9#%\r\n/:@").url(kBase).absoluteString(),
               "https://api.test/base/d?a=1%202&b=%C3%A9%23%25%0D%0A/:@");
 }
 

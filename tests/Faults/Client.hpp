@@ -2,10 +2,10 @@
 #pragma once
 
 #include "../World.hpp"
+#include "FaultServer.hpp"
 #include "Log/LogAPI.hpp"
 #include "SessionService/SessionsService.hpp"
 #include "Table.hpp"
-#include "service/FaultServer.hpp"
 
 #include <chrono>
 #include <cstdlib>
@@ -15,7 +15,7 @@
 
 namespace Velmor::Faults {
 
-using Peer = VelmorService::FaultServer;
+using Peer = FaultServer;
 using Steps = std::vector<Peer::Step>;
 using Clock = std::chrono::steady_clock;
 

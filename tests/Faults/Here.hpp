@@ -90,7 +90,8 @@ class Socket {
             static_cast<void>(connect(waiting_.back(), raw(), sizeof address_));
         }
     }
-    std::string port() const { return ":" + std::to_string(ntohs(address_.sin_port)) + "/"; }
+    std::uint16_t portNumber() const { return ntohs(address_.sin_port); }
+    std::string port() const { return ":" + std::to_string(portNumber()) + "/"; }
     int number() const { return number_; }
 
   private:

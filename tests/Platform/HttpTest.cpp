@@ -1,5 +1,5 @@
+#include "../Faults/FaultServer.hpp"
 #include "Platform/Linux/CurlTransport.hpp"
-#include "service/FaultServer.hpp"
 
 #include <atomic>
 #include <future>
@@ -14,7 +14,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using Kind = PlatformError::Kind;
-using VelmorService::FaultServer;
+using Faults::FaultServer;
 using Clock = std::chrono::steady_clock;
 
 constexpr auto kAtOnce = 250ms;

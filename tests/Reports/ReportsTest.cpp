@@ -16,7 +16,6 @@ std::string errorOf(const Async<T>& async) {
 
 class ReportsTest : public Scene {
   protected:
-    ReportsTest() { queries->setConfig(config("u 1")); }
     ~ReportsTest() override { DeveloperMode::setOn(false); }
 
     /// Starts all four queries in their asynchronous form and returns their errors.
@@ -48,8 +47,8 @@ class ReportsTest : public Scene {
         reports->getAverageReport("a", "b", hear);
     }
 
-    std::shared_ptr<ReportQueries> queries = ReportQueries::make(platform, log);
-    std::shared_ptr<Reports> reports = std::make_shared<Reports>(queries);
+    std::shared_ptr<ReportQueries> queries = ReportQueries::make(platform, log, config("u 1"));
+    std::shared_ptr<Reports> reports = queries;
 };
 
 TEST_F(ReportsTest, RequestsAndLines) {

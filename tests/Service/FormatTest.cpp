@@ -1,6 +1,5 @@
 #include "Support.hpp"
 #include "service/Dates.hpp"
-#include "service/FaultServer.hpp"
 #include "service/Json/JsonText.hpp"
 #include "service/MelArray.hpp"
 
@@ -17,7 +16,6 @@ TEST(Dates, ReadsInstants) {
         {"2024-01-01T00:30:00-0330", "2024-01-01T04:00:00Z"},
         {"1969-12-31T23:59:59Z", "1969-12-31T23:59:59Z"},
         {"2023-02-29T00:00:00Z", ""},
-        {"2024-01-01T24:00:00Z", ""},
         {"2024-01-01T00:00:00", ""},
         {"2024-01-01T00:00:00.Z", ""},
         {"2024-01-01T00:00:00Zz", ""},
@@ -41,48 +39,32 @@ TEST(Dates, KnowsZonesWithAndWithoutSummerTime) {
         EXPECT_EQ(utcOffset(winter, unknown), 0) << unknown;
 }
 
-TEST(JsonText, IsValidWhateverTheBytes) {
-    EXPECT_EQ(jsonQuoted("a\"\\\n\x01\x7F</script>"), R"("a\"\\\n\u0001\u007f\u003c/script\u003e")");
-    EXPECT_EQ(jsonQuoted("\xC3\xA9\xF0\x9F\x98\xB4"), "\"\xC3\xA9\xF0\x9F\x98\xB4\"");
-    // A stray continuation, an overlong slash, a surrogate's first byte and a cut sequence.
-    EXPECT_EQ(jsonQuoted("\x80|\xC0\xAF|\xE2\x82"),
-              "\"\xEF\xBF\xBD|\xEF\xBF\xBD\xEF\xBF\xBD|\xEF\xBF\xBD\xEF\xBF\xBD\"");
-    EXPECT_EQ(jsonNumber(1.0 / 0.0), "null");
+TEST(JsonText, IsHarmlessInAPageWhateverTheBytes) {
+    EXPECT_EQ(jsonText({{"b", "</script>&"}, {"a", "\x80|"}}),
+              "{\"b\":\"\\u003c/script\\u003e\\u0026\",\"a\":\"\xEF\xBF\xBD|\"}");
 }
 
-TEST(RequestReader, RefusesWhatIsNotHttp) {
+TEST(HttpServer, KeepsItsLimits) {
     ServicePeer peer;
-    const std::string post = "POST /ai/v1/users HTTP/1.1\r\n", chunked = "Transfer-Encoding: chunked\r\n\r\n";
+    const std::string post =
+        "POST /ai/v1/users HTTP/1.1\r\nx-api-key: k\r\nTransfer-Encoding: chunked\r\n\r\n";
+    const std::string half(0x800000, ' ');
     const std::vector<std::pair<std::string, std::string>> rows{
-        {"GET / HTTP/1.1\r\n\r\n", "200"},
-        {"HEAD / HTTP/1.0\r\n\r\n", "200"},
-        {"GET  / HTTP/1.1\r\n\r\n", "400"},
-        {"GET / HTTP/2\r\n\r\n", "505"},
-        {"GET / HTTP/1.1\r\nno colon\r\n\r\n", "400"},
-        {"GET / HTTP/1.1\r\nA: b\r\n folded\r\n\r\n", "400"},
-        {"GET / HTTP/1.1\r\nA : b\r\n\r\n", "400"},
-        {"GET / HTTP/1.1\r\nA: b\nC: d\r\n\r\n", "400"},
-        {"GET /" + std::string(9000, 'a') + " HTTP/1.1\r\n\r\n", "414"},
-        {"GET / HTTP/1.1\r\nA: " + std::string(70000, 'a') + "\r\n\r\n", "431"},
-        {post + "Content-Length: 2\r\nContent-Length: 3\r\n\r\n{}", "400"},
-        {post + "Content-Length: -2\r\n\r\n{}", "400"},
-        {post + "Content-Length: 5000000\r\n\r\n", "413"},
-        {post + "Content-Length: 2\r\nTransfer-Encoding: chunked\r\n\r\n{}", "400"},
-        {post + "Transfer-Encoding: gzip\r\n\r\n{}", "501"},
-        {post + "x-api-key: k\r\n" + chunked + "1;x=y\r\n{\r\n1\r\n}\r\n0\r\n\r\n", "200"},
-        {post + chunked + "1\r\n{}\r\n", "400"},
-        {post + chunked + "ffffffffffffffff\r\n", "413"},
+        {"HEAD / HTTP/1.1\r\n\r\n", "HTTP/1.1 200"},
+        {"GET /" + std::string(8191, 'a') + " HTTP/1.1\r\n\r\n", "HTTP/1.1 404"},
+        {"GET /" + std::string(8192, 'a') + " HTTP/1.1\r\n\r\n", "HTTP/1.1 414"},
+        {"GET / HTTP/1.1\r\nA: " + std::string(66000, 'a') + "\r\n\r\n", "HTTP/1.1 431"},
+        {post + "1\r\n{\r\n1\r\n}\r\n0\r\n\r\n", "HTTP/1.1 200"},
+        {post + "400001\r\n" + std::string(0x400001, ' ') + "\r\n0\r\n\r\n", "HTTP/1.1 413"},
+        {post + "1000001\r\n" + half + half + " ", ""},
     };
-    for (const auto& [bytes, status] : rows) {
+    for (const auto& [bytes, begin] : rows) {
         RawClient client(peer.service().port());
         client.send(bytes);
-        EXPECT_EQ(client.receiveAll().substr(0, 12), "HTTP/1.1 " + status) << bytes.substr(0, 99);
+        const auto answer = client.receiveAll();
+        EXPECT_EQ(answer.substr(0, 12), begin) << bytes.substr(0, 99);
+        EXPECT_EQ(answer.ends_with("\r\n\r\n"), bytes.starts_with("HEAD")) << bytes.substr(0, 99);
     }
-    RawClient patient(peer.service().port());
-    patient.send(post + "x-api-key: k\r\nContent-Length: 2\r\nExpect: 100-continue\r\n\r\n");
-    EXPECT_EQ(patient.receive(25), "HTTP/1.1 100 Continue\r\n\r\n");
-    patient.send("{}");
-    EXPECT_TRUE(patient.receiveAll().starts_with("HTTP/1.1 200 OK\r\n"));
 }
 
 }  // namespace VelmorService::Testing

@@ -121,10 +121,9 @@ std::string sessionsText(const std::vector<Model::SleepSession>& sessions) {
 }
 
 std::string averageText(const Model::AverageReport& report) {
-    const auto day = [](Model::Day date) { return isoTimeText(date).substr(0, 10); };
     Table head;
-    head.add({"From", day(report.period.startDate)});
-    head.add({"To", day(report.period.endDate)});
+    head.add({"From", Velmor::Iso8601::formatDay(report.period.startDate)});
+    head.add({"To", Velmor::Iso8601::formatDay(report.period.endDate)});
     head.add({"Time zone", report.period.timezone});
     head.add({"Peculiarities", listed(report.peculiarities)});
     head.add({"Nights slept", std::to_string(report.sleptSessions.size())});

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "APIService/Fields.hpp"
+#include "APIService/Iso8601.hpp"
 #include "Json.hpp"
-#include "Values.hpp"
 
 #include <array>
 #include <charconv>
@@ -34,10 +34,10 @@ inline Json valueJson(float value) {
 }
 template <class Duration>
 Json valueJson(std::chrono::sys_time<Duration> value) {
-    return isoTimeText(value);
+    return Velmor::Iso8601::format(value);
 }
 inline Json valueJson(Velmor::Model::Day value) {
-    return isoTimeText(value).substr(0, 10);
+    return Velmor::Iso8601::formatDay(value);
 }
 template <class T>
 requires std::is_enum_v<T> Json valueJson(T value) {

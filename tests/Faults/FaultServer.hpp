@@ -1,22 +1,23 @@
+// A scripted HTTP server for tests of a client's transport.
 #pragma once
 
-#include "service/Http/Listener.hpp"
-#include "service/Http/Message.hpp"
-#include "src/Runtime/ThreadSafety.hpp"
+#include "Here.hpp"
+#include "ReceivedRequest.hpp"
+#include "Runtime/ThreadSafety.hpp"
 
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <string>
+#include <thread>
 #include <variant>
 #include <vector>
 
-namespace VelmorService {
+namespace Velmor::Faults {
 
-/// A scripted HTTP peer for tests of a client's transport: it knows no API, records every request exactly as
-/// it came in, and sends, byte for byte, what its script says. One script serves one connection. Loopback
-/// only.
+/// Records every request exactly as it came in, and sends, byte for byte, what its script says. One script
+/// serves one connection. It listens on loopback.
 class FaultServer {
   public:
     struct Send {
@@ -33,7 +34,7 @@ class FaultServer {
         std::size_t limit = SIZE_MAX;
     };
     /// Says nothing until the client leaves or the server stops. With `readMeanwhile` false it does not read
-    /// either.
+    /// either, so that the client's sending stalls once the buffers are full.
     struct Stall {
         bool readMeanwhile = true;
     };
@@ -51,42 +52,47 @@ class FaultServer {
     static Script answer(int status = 200, const std::string& body = R"({"result":{}})",
                          const std::string& extraHeaderLines = {});
 
-    /// Throws std::runtime_error when it cannot listen. Port 0 takes a free one.
-    explicit FaultServer(Script fallback = answer(), std::uint16_t port = 0);
+    explicit FaultServer(Script fallback = answer());
     ~FaultServer();
+    FaultServer(const FaultServer&) = delete;
+    FaultServer& operator=(const FaultServer&) = delete;
 
     /// The script of the next connection that has none yet, in the order of the calls. Later connections get
     /// the fallback.
     void enqueue(Script script);
     void setFallback(Script script);
 
-    std::string url() const { return listener_.url(); }
-    std::uint16_t port() const { return listener_.port(); }
+    std::string url() const { return "http://127.0.0.1:" + std::to_string(port()); }
+    std::uint16_t port() const { return socket_.portNumber(); }
     /// Connections accepted so far.
     std::size_t connections() const;
-    /// Connections that are over.
-    std::size_t finished() const;
-    /// What was received, in the order in which reading ended; an incomplete request has `complete` false.
-    std::vector<RawRequest> requests() const;
+    /// What was received, in the order in which reading ended.
+    std::vector<ReceivedRequest> requests() const;
     /// The same, and forgets them.
-    std::vector<RawRequest> takeRequests();
-    /// True when that many requests (or finished connections) were seen before the time was over.
+    std::vector<ReceivedRequest> takeRequests();
+    /// True when that many requests were received before the time was over.
     bool waitForRequests(std::size_t count, std::chrono::milliseconds time = std::chrono::seconds(10)) const;
+    /// True when that many connections had ended before the time was over.
     bool waitForFinished(std::size_t count, std::chrono::milliseconds time = std::chrono::seconds(10)) const;
-    void stop() { listener_.stop(); }
 
   private:
-    void serve(Connection& connection);
-    Script nextScript();
+    void acceptLoop();
+    void serve(int socket);
+    bool begin(int socket, Script& script);
+    void record(ReceivedRequest request);
+    void end(int socket);
 
-    mutable Velmor::Mutex mutex_;
-    mutable Velmor::Condition changed_;
+    mutable Mutex mutex_;
+    mutable Condition changed_;
     Script fallback_ VELMOR_GUARDED_BY(mutex_);
     std::deque<Script> scripts_ VELMOR_GUARDED_BY(mutex_);
-    std::vector<RawRequest> requests_ VELMOR_GUARDED_BY(mutex_);
+    std::vector<ReceivedRequest> requests_ VELMOR_GUARDED_BY(mutex_);
+    std::vector<int> open_ VELMOR_GUARDED_BY(mutex_);  ///< the sockets of the connections
     std::size_t connections_ VELMOR_GUARDED_BY(mutex_) = 0;
     std::size_t finished_ VELMOR_GUARDED_BY(mutex_) = 0;
-    Listener listener_;  ///< last: its threads use everything above
+    bool stopped_ VELMOR_GUARDED_BY(mutex_) = false;
+    Socket socket_{SOCK_STREAM};
+    std::vector<std::thread> threads_;
 };
 
-}  // namespace VelmorService
+}  // namespace Velmor::Faults
