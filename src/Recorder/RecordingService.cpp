@@ -297,7 +297,7 @@ void RecordingService::engineFailed(const VelmorError& error, std::string_view l
         awaitFrames();
     else if (input_ == Input::taken)
         input_ = Input::ignored;
-    const std::string description = error.description();
+    const std::string& description = error.description();
     if (std::ranges::find(toldFailures_, description) != toldFailures_.end()) return;
     toldFailures_.push_back(description);
     logError({line});
