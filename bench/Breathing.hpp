@@ -2,7 +2,7 @@
 
 // What the benchmarks convert.
 
-#include "Preprocessor/MelSpectrogram.hpp"
+#include "Preprocessor/Plain/MelSpectrogram.hpp"
 
 #include <cmath>
 #include <vector>

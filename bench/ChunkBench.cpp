@@ -5,8 +5,8 @@
 // where `chain` is from samples to the finished .npy file, both in memory, and the others are its two halves.
 // At the end it prints the peak of the process's resident memory in KiB.
 
-#include "Preprocessor/Chunk/ChunkConverter.hpp"
-#include "Preprocessor/MelSpectrogram.hpp"
+#include "Preprocessor/Fast/ChunkConverter.hpp"
+#include "Preprocessor/Plain/MelSpectrogram.hpp"
 #include "Preprocessor/Preprocessor.hpp"
 
 #include <chrono>

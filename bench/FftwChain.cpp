@@ -1,12 +1,12 @@
 #include "FftwChain.hpp"
 
 #include "Preprocessor/Assert.hpp"
-#include "Preprocessor/Chunk/ChunkKernels.hpp"
-#include "Preprocessor/Chunk/MelStream.hpp"
-#include "Preprocessor/Chunk/NoiseLimits.hpp"
-#include "Preprocessor/Feature.hpp"
-#include "Preprocessor/MelSpectrogram.hpp"
-#include "Preprocessor/velmor_NR.hpp"
+#include "Preprocessor/Fast/ChunkKernels.hpp"
+#include "Preprocessor/Fast/MelStream.hpp"
+#include "Preprocessor/Fast/NoiseLimits.hpp"
+#include "Preprocessor/Plain/Feature.hpp"
+#include "Preprocessor/Plain/MelSpectrogram.hpp"
+#include "Preprocessor/Plain/velmor_NR.hpp"
 
 #include <algorithm>
 #include <bit>

@@ -9,7 +9,7 @@
 // double precision, the mel weights that are not zero, all in one pass over the chunk. The compiler may use
 // what every x86-64 processor of the last ten years has, and the loops are written so that it can.
 
-#include "Preprocessor/Chunk/ChunkTables.hpp"
+#include "Preprocessor/Fast/ChunkTables.hpp"
 
 #include <cstddef>
 #include <memory>

@@ -2,8 +2,8 @@
 
 #include "Breathing.hpp"
 #include "FftwChain.hpp"
-#include "Preprocessor/Chunk/ChunkConverter.hpp"
-#include "Preprocessor/Chunk/ChunkKernels.hpp"
+#include "Preprocessor/Fast/ChunkConverter.hpp"
+#include "Preprocessor/Fast/ChunkKernels.hpp"
 
 #include <algorithm>
 #include <benchmark/benchmark.h>

@@ -4,12 +4,12 @@
 // it.
 
 #include "Breathing.hpp"
-#include "Preprocessor/Chunk/ChunkConverter.hpp"
-#include "Preprocessor/Chunk/ChunkKernels.hpp"
 #include "Preprocessor/Decimator.hpp"
-#include "Preprocessor/MelSpectrogram.hpp"
+#include "Preprocessor/Fast/ChunkConverter.hpp"
+#include "Preprocessor/Fast/ChunkKernels.hpp"
+#include "Preprocessor/Plain/MelSpectrogram.hpp"
+#include "Preprocessor/Plain/velmor_NR.hpp"
 #include "Preprocessor/Preprocessor.hpp"
-#include "Preprocessor/velmor_NR.hpp"
 #include "RatioReporter.hpp"
 
 #include <algorithm>

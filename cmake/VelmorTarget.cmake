@@ -13,29 +13,16 @@ if(VELMOR_SANITIZE STREQUAL "thread")
     set(velmor_computing -fno-sanitize=thread)
 endif()
 
-# velmor_lightweight(NAME): objects that are linked into a host; it pays for their weight. Only the library itself is
-# optimised as a whole: for each of the tests that would take longer than it is worth. Names and tables of types are
-# left out (35 KB), as the library asks nothing for its type, and memory is given back without its size (4 KB). g++ finds
-# more functions equal when types count for less (16 KB), and keeps fewer values in registers that each function would have
-# to save, and to describe how (8 KB).
+# velmor_lightweight(NAME): objects that are linked into a host, which pays for their weight. Only the library itself is
+# optimised at link time: for each of the tests that would take longer than it is worth.
 function(velmor_lightweight name)
     if(NOT CMAKE_BUILD_TYPE STREQUAL "Release")
         return()
     endif()
-    target_compile_options(${name} PRIVATE -Os -ffunction-sections -fdata-sections -fno-rtti -fno-sized-deallocation)
+    target_compile_options(${name} PRIVATE -Os -ffunction-sections -fdata-sections)
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-        target_compile_options(${name} PRIVATE -flto -ffat-lto-objects -fno-strict-aliasing -fno-devirtualize
-            -fno-gcse -fno-move-loop-invariants -fno-tree-pre)
+        target_compile_options(${name} PRIVATE -flto -ffat-lto-objects)
         target_link_options(${name} INTERFACE $<$<NOT:$<STREQUAL:$<TARGET_PROPERTY:NAME>,velmor>>:-fno-lto>)
-    endif()
-endfunction()
-
-# velmor_type_information(TARGET SOURCE...): those of a lightweight target's sources that define classes whose objects a
-# host may meet, and may ask for their type: exceptions, delegates, platform seams.
-function(velmor_type_information target)
-    if(CMAKE_BUILD_TYPE STREQUAL "Release")
-        set_source_files_properties(${ARGN} TARGET_DIRECTORY ${target} PROPERTIES
-            COMPILE_OPTIONS -frtti SKIP_PRECOMPILE_HEADERS ON)
     endif()
 endfunction()
 

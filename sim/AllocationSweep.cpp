@@ -7,6 +7,7 @@
 #include "Recorder/FileChunkStore.hpp"
 #include "ScarceSeams.hpp"
 #include "Sweeps.hpp"
+#include "tests/Recorder/CountedSamples.hpp"
 
 #include <array>
 #include <cstdio>
@@ -55,13 +56,12 @@ std::array<char, 100> underWay{};
 // Times, lengths and numbers without sound.
 CaptureParts counting(const Platform& platform) {
     const auto shared = std::make_shared<const Platform>(platform);
-    return {[shared](const std::string&) {
-                FileChunkStore store(shared);
-                auto mel = store.temporaryDirectory() + "result-" + store.mediumTime() + ".mel";
-                store.write(mel, std::as_bytes(std::span("mel")));
-                return mel;
-            },
-            Samples::counted};
+    return countingParts([shared](const std::string&) {
+        FileChunkStore store(shared);
+        auto mel = store.temporaryDirectory() + "result-" + store.mediumTime() + ".mel";
+        store.write(mel, std::as_bytes(std::span("mel")));
+        return mel;
+    });
 }
 
 class Scene {

@@ -8,6 +8,7 @@
 #include "Random.hpp"
 #include "Recorder/AudioConstants.hpp"
 #include "Recorder/FileChunkStore.hpp"
+#include "tests/Recorder/CountedSamples.hpp"
 
 #include <algorithm>
 #include <set>
@@ -86,8 +87,8 @@ void Night::install() {
             return mel;
         };
     hearDebugLines();
-    Library::replace(platform, {[this](const std::string& path) { return convert(path); },
-                                plan.audio ? Samples::carried : Samples::counted});
+    const auto watched = [this](const std::string& path) { return convert(path); };
+    Library::replace(platform, plan.audio ? CaptureParts{watched} : countingParts(watched));
 }
 
 std::string Night::convert(const std::string& path) {

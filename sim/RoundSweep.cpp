@@ -3,6 +3,7 @@
 #include "Library.hpp"
 #include "MuteServer.hpp"
 #include "Sweeps.hpp"
+#include "tests/Recorder/CountedSamples.hpp"
 
 #include <algorithm>
 #include <cstdio>
@@ -90,7 +91,7 @@ void scriptedRound(std::size_t number, bool& answered) {
     platform.device = std::make_shared<Testing::FixedDevice>();
     platform.console = [](std::string_view) {};
     Library::replace(platform,
-                     {[](const std::string&) -> std::string { throw std::bad_alloc(); }, Samples::counted});
+                     countingParts([](const std::string&) -> std::string { throw std::bad_alloc(); }));
     Begun begun("http://localhost");
     loop->advance(std::chrono::milliseconds(number * 37 % 4'000));
     destroy(begun);

@@ -1,7 +1,7 @@
 #include "Library.hpp"
 
 #include "Log/LogAPI.hpp"
-#include "Recorder/RecorderCore.hpp"
+#include "Recorder/MicrophoneRecorder.hpp"
 #include "Reports/ReportQueries.hpp"
 #include "Runtime/DefaultPlatform.hpp"
 #include "Runtime/ThreadSafety.hpp"
@@ -144,17 +144,14 @@ std::shared_ptr<Reports> Library::createReports(const Config& config) {
 }
 
 std::shared_ptr<Recorder> Library::createRecorder(const std::weak_ptr<VelmorRecordingDelegate>& delegate) {
-    auto core = RecorderCore::make(platform_, log_, delegate, parts_);
-    auto recorder = std::make_shared<Recorder>(core);
-    auto result = recorder;
-    std::shared_ptr<RecorderCore> former = std::move(core);
+    const auto recorder = MicrophoneRecorder::make(platform_, log_, delegate, parts_);
+    auto former = recorder;
     {
         const Lock lock(mutex_);
-        slots_.recorder.swap(recorder);
-        slots_.recorderCore.swap(former);
+        slots_.recorder.swap(former);
     }
     if (former) platform_->mainLoop->post([former] { former->clearDelegate(); });
-    return result;
+    return recorder;
 }
 
 }  // namespace Velmor

@@ -13,7 +13,7 @@
 namespace Velmor {
 
 class LogAPI;
-class RecorderCore;
+class MicrophoneRecorder;
 class ReportQueries;
 class SessionsService;
 class SleepTracker;
@@ -52,8 +52,7 @@ class Library : public std::enable_shared_from_this<Library> {
         std::shared_ptr<SleepTracker> tracker;
         std::vector<std::shared_ptr<SleepTracker>> closing;  ///< replaced trackers that still close nights
         std::shared_ptr<ReportQueries> reports;
-        std::shared_ptr<RecorderCore> recorderCore;
-        std::shared_ptr<Recorder> recorder;
+        std::shared_ptr<MicrophoneRecorder> recorder;
     };
 
     /// Made with `config` on first need.

@@ -28,28 +28,25 @@ class VELMOR_API VelmorRecordingDelegate {
     virtual void micPermissionWasDenied();  ///< nothing was started
 };
 
-class RecorderCore;
-
 /// Operations may be called on any thread and return at once. A request in the wrong state is logged and
 /// dropped. The library keeps a reference of its own, so stop a recording to end it; with the last reference
 /// the microphone is released, whatever the state.
 class VELMOR_API Recorder {
   public:
-    explicit Recorder(std::shared_ptr<RecorderCore> core);
-    ~Recorder();
+    virtual ~Recorder();
     Recorder(const Recorder&) = delete;
     Recorder& operator=(const Recorder&) = delete;
 
     /// Whether the microphone may be used. Asks the user when that is not settled yet, so it may take as long
     /// as the user likes.
-    Async<bool> hasPermission();
+    virtual Async<bool> hasPermission() = 0;
     /// Asks for the permission where needed, then records.
-    void startRecording();
+    virtual void startRecording() = 0;
     /// Ends the recording; a chunk that is not full is dropped.
-    void stopRecording();
+    virtual void stopRecording() = 0;
 
-  private:
-    std::shared_ptr<RecorderCore> core_;
+  protected:
+    Recorder() = default;
 };
 
 }  // namespace Velmor

@@ -1,7 +1,8 @@
 #include "Preprocessor/ConverterWrapper.hpp"
 
-#include "Preprocessor/Chunk/ChunkConverter.hpp"
-#include "Preprocessor/velmor_NR.hpp"
+#include "Preprocessor/Fast/ChunkConverter.hpp"
+#include "Preprocessor/Plain/MelSpectrogram.hpp"
+#include "Preprocessor/Plain/velmor_NR.hpp"
 
 #include <new>
 #include <utility>
@@ -32,14 +33,7 @@ void ConverterWrapper::putBack(std::unique_ptr<ChunkConverter> converter) const 
 }
 
 std::optional<std::vector<float>> ConverterWrapper::noiseReduction(std::span<const float> samples) const try {
-    if (samples.size() < static_cast<std::size_t>(NoiseReductionSettings{}.frameLength)) return std::nullopt;
-    if (samples.size() == kChunkSamples) {
-        std::vector<float> clean(samples.size());
-        auto converter = take();
-        converter->denoise(samples, clean);
-        putBack(std::move(converter));
-        return clean;
-    }
+    if (samples.size() < kClipSamples) return std::nullopt;
     const NoiseReduction reduction;
     const std::vector<float> noise = reduction.getNoiseFrame(samples);
     std::vector<float> signal(samples.begin(), samples.end());
@@ -49,34 +43,19 @@ std::optional<std::vector<float>> ConverterWrapper::noiseReduction(std::span<con
 }
 
 std::optional<std::vector<float>> ConverterWrapper::convertMel(std::span<const float> samples) const try {
-    if (samples.size() != kChunkSamples) return transMel().getVelmorMelspectrogram(samples);
-    std::vector<float> mel(kMelCells);
-    auto converter = take();
-    converter->mel(samples, mel);
-    putBack(std::move(converter));
-    return mel;
+    return transMel().getVelmorMelspectrogram(samples);
 } catch (const std::bad_alloc&) {
     return std::nullopt;
 }
 
-std::optional<std::vector<float>> ConverterWrapper::convertChunk(std::span<const float> samples) const {
-    const auto clean = noiseReduction(samples);
-    return clean ? convertMel(*clean) : std::nullopt;
-}
-
-std::variant<std::vector<float>, ConverterWrapper::Step> ConverterWrapper::convertChunk(
-    std::span<const float, kChunkSamples> samples) const {
-    auto step = Step::noiseReduction;
-    try {
-        auto converter = take();
-        step = Step::convertMel;
-        std::vector<float> mel(kMelCells);
-        converter->convert(samples, mel);
-        putBack(std::move(converter));
-        return mel;
-    } catch (const std::bad_alloc&) {
-        return step;
-    }
+bool ConverterWrapper::convertChunk(std::span<const float, kChunkSamples> samples,
+                                    std::span<float, kMelCells> mel) const try {
+    auto converter = take();
+    converter->convert(samples, mel);
+    putBack(std::move(converter));
+    return true;
+} catch (const std::bad_alloc&) {
+    return false;
 }
 
 }  // namespace velmor

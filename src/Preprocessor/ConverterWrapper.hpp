@@ -1,25 +1,21 @@
 #pragma once
 
+// The operations that Preprocessor joins: noise reduction and mel spectrogram in plain form, for any number
+// of samples, and both at once in the fast form, for one chunk.
+
+#include "Preprocessor/SignalConstants.hpp"
 #include "Runtime/ThreadSafety.hpp"
-
-// From samples to samples and from samples to mel: the two operations that Preprocessor joins, and their
-// union. Chunks of 480,000 samples take the fast road (ChunkConverter), other lengths the plain one
-// (NoiseReduction, transMel).
-
-#include "Preprocessor/MelSpectrogram.hpp"
 
 #include <memory>
 #include <optional>
 #include <span>
-#include <variant>
 #include <vector>
 
 namespace velmor {
 
 class ChunkConverter;
 
-/// Calls on any thread, also several at once: each takes a converter of its own, and converters are kept for
-/// later.
+/// Calls on any thread, also several at once.
 class ConverterWrapper {
   public:
     ConverterWrapper();
@@ -28,18 +24,13 @@ class ConverterWrapper {
     /// The samples without their noise; nothing when there are fewer than a noise clip has (1600), or no
     /// memory for it.
     std::optional<std::vector<float>> noiseReduction(std::span<const float> samples) const;
-
     /// 20 x 1201 values, bands outermost. The list is empty unless there are exactly 480,000 samples; nothing
     /// when there is no memory for it.
     std::optional<std::vector<float>> convertMel(std::span<const float> samples) const;
 
-    /// convertMel of noiseReduction.
-    std::optional<std::vector<float>> convertChunk(std::span<const float> samples) const;
-
-    enum class Step { noiseReduction, convertMel };
-    /// The same of a chunk, or the step that there is no memory for. A program that calls nothing else of
-    /// this does not carry the plain road.
-    std::variant<std::vector<float>, Step> convertChunk(std::span<const float, kChunkSamples> samples) const;
+    /// The same as both in turn, of one chunk, in a thirtieth of the time. False when there is no memory for
+    /// the work space. Each call takes a converter of its own, and converters are kept for later.
+    bool convertChunk(std::span<const float, kChunkSamples> samples, std::span<float, kMelCells> mel) const;
 
   private:
     std::unique_ptr<ChunkConverter> take() const;

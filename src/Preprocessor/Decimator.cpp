@@ -1,6 +1,6 @@
 #include "Preprocessor/Decimator.hpp"
 
-#include "Preprocessor/Chunk/FloatMode.hpp"
+#include "Preprocessor/Fast/FloatMode.hpp"
 
 #include <algorithm>
 #include <cstring>

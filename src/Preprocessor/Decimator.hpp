@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Preprocessor/Chunk/ChunkKernels.hpp"
+#include "Preprocessor/Fast/ChunkKernels.hpp"
 
 #include <cstddef>
 #include <span>

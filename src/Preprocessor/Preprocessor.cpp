@@ -1,7 +1,6 @@
 #include "Preprocessor/Preprocessor.hpp"
 
 #include "Preprocessor/Assert.hpp"
-#include "Preprocessor/MelSpectrogram.hpp"
 #include "Preprocessor/Npy.hpp"
 
 #include <array>
@@ -11,12 +10,11 @@
 #include <memory>
 #include <new>
 #include <utility>
-#include <variant>
 
 namespace Velmor {
 namespace {
 
-constexpr double kSampleRate = 16000.0;
+constexpr double kChunkRate = velmor::kSampleRate;
 constexpr int kChannelCount = 1;
 constexpr std::size_t kBufferFrames = velmor::kChunkSamples + 256;
 
@@ -36,8 +34,8 @@ std::string decimal(double value) {
 }
 
 void checkFormat(const ChunkReader& chunk) {
-    if (chunk.sampleRate() != kSampleRate)
-        throwFormat("sample rate", decimal(kSampleRate), decimal(chunk.sampleRate()));
+    if (chunk.sampleRate() != kChunkRate)
+        throwFormat("sample rate", decimal(kChunkRate), decimal(chunk.sampleRate()));
     if (chunk.channelCount() != kChannelCount)
         throwFormat("channelCount count", std::to_string(kChannelCount),
                     std::to_string(chunk.channelCount()));
@@ -58,18 +56,20 @@ auto withErrorsMapped(const Step& step) {
     }
 }
 
-std::vector<float> bufferForChunk() {
+// Without memory for them it throws the given case.
+template <class Case>
+std::vector<float> makeFloats(std::size_t count) {
     try {
-        return std::vector<float>(kBufferFrames);
+        return std::vector<float>(count);
     } catch (const std::bad_alloc&) {
-        throw PreprocessorError(PreprocessorError::melFormat{});
+        throw PreprocessorError(Case{});
     }
 }
 
 std::vector<float> readChunk(const std::string& location, ChunkStore& store) {
     const std::unique_ptr<ChunkReader> chunk = store.openChunk(location);
     checkFormat(*chunk);
-    auto buffer = bufferForChunk();
+    auto buffer = makeFloats<PreprocessorError::melFormat>(kBufferFrames);
     if (chunk->read(buffer) < velmor::kChunkSamples)
         throw PreprocessorError(PreprocessorError::channelData{});
     return buffer;
@@ -87,14 +87,29 @@ std::string outputLocation(ChunkStore& store) {
     throw PreprocessorError(PreprocessorError::melFile{});
 }
 
-std::vector<float> melOf(const velmor::ConverterWrapper& converter,
-                         std::span<const float, velmor::kChunkSamples> samples) {
-    using Step = velmor::ConverterWrapper::Step;
-    auto result = converter.convertChunk(samples);
-    if (auto* mel = std::get_if<std::vector<float>>(&result)) return std::move(*mel);
-    if (std::get<Step>(result) == Step::noiseReduction)
+std::vector<float> convertInFastForm(const velmor::ConverterWrapper& converter,
+                                     std::span<const float, velmor::kChunkSamples> chunk) {
+    auto mel = makeFloats<PreprocessorError::convertMel>(velmor::kMelCells);
+    if (!converter.convertChunk(chunk, std::span<float, velmor::kMelCells>(mel)))
         throw PreprocessorError(PreprocessorError::noiseReduction{});
-    throw PreprocessorError(PreprocessorError::convertMel{});
+    return mel;
+}
+
+std::vector<float> convertInPlainForm(const velmor::ConverterWrapper& converter,
+                                      std::span<const float> samples) {
+    const auto clean = converter.noiseReduction(samples);
+    if (!clean) throw PreprocessorError(PreprocessorError::noiseReduction{});
+    auto mel = converter.convertMel(*clean);
+    if (!mel) throw PreprocessorError(PreprocessorError::convertMel{});
+    return std::move(*mel);
+}
+
+// Decides which form converts: the fast one a single chunk, which is all that a recording gives; the plain
+// one any other number of them.
+std::vector<float> melOf(const velmor::ConverterWrapper& converter, std::span<const float> samples) {
+    if (samples.size() == velmor::kChunkSamples)
+        return convertInFastForm(converter, samples.first<velmor::kChunkSamples>());
+    return convertInPlainForm(converter, samples);
 }
 
 }  // namespace
@@ -104,10 +119,7 @@ std::vector<std::byte> melFileImage(const velmor::ConverterWrapper& converter,
     if (samples.size() % velmor::kChunkSamples != 0)
         throw PreprocessorError(PreprocessorError::arrayLength{});
     VELMOR_ASSERT(samples.size() <= std::numeric_limits<std::int32_t>::max());
-    if (samples.empty()) throw PreprocessorError(PreprocessorError::noiseReduction{});
-    std::vector<float> mel;
-    if (samples.size() == velmor::kChunkSamples)
-        mel = melOf(converter, samples.first<velmor::kChunkSamples>());
+    const std::vector<float> mel = melOf(converter, samples);
     const auto chunks = static_cast<std::int64_t>(mel.size() / velmor::kMelCells);
     return velmor::Npy({chunks, velmor::kMelBands, velmor::kMelFrames}, mel, velmor::NpyByteOrder::native,
                        false)

@@ -4,13 +4,12 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 namespace Velmor {
 
-CaptureQueue::CaptureQueue(Samples samples)
-    : frames_(samples == Samples::carried ? kCapacity : 0),
-      marks_(kMarks),
-      newest_(std::numeric_limits<std::int64_t>::min()) {}
+CaptureQueue::CaptureQueue(std::unique_ptr<SampleBuffer> samples)
+    : samples_(std::move(samples)), marks_(kMarks), newest_(std::numeric_limits<std::int64_t>::min()) {}
 
 bool CaptureQueue::push(std::span<const float> frames, BootTime captured) noexcept {
     if (frames.empty()) return false;
@@ -22,7 +21,7 @@ bool CaptureQueue::push(std::span<const float> frames, BootTime captured) noexce
     const auto kept = std::min<std::uint64_t>(frames.size(), room);
     if (kept < frames.size()) lost_.fetch_add(frames.size() - kept);
     if (kept > 0) {
-        copyIn(frames.first(kept), written_);
+        samples_->put(frames.first(kept), written_);
         written_ += kept;
         marks_[marksWritten % kMarks] = {written_, captured - inputTime(frames.size() - kept)};
         marksWritten_.store(marksWritten + 1, std::memory_order_release);
@@ -46,7 +45,7 @@ CaptureQueue::Block CaptureQueue::take(std::span<float> out, std::size_t atLeast
         if (block.frames > 0 && begin - block.end >= gap) break;
         if (block.frames == 0) block.begin = begin;
         const auto count = std::min<std::uint64_t>(left, out.size() - block.frames);
-        copyOut(out.subspan(block.frames, count), position);
+        samples_->get(out.subspan(block.frames, count), position);
         position += count;
         block.frames += count;
         block.end = mark.captured - inputTime(left - count);
@@ -66,22 +65,6 @@ void CaptureQueue::clear() {
 
 BootTime CaptureQueue::newest() const noexcept {
     return BootTime{std::chrono::nanoseconds{newest_.load()}};
-}
-
-void CaptureQueue::copyIn(std::span<const float> frames, std::uint64_t position) noexcept {
-    if (frames_.empty()) return;
-    const auto start = static_cast<std::size_t>(position % kCapacity);
-    const auto first = std::min(frames.size(), kCapacity - start);
-    std::copy_n(frames.begin(), first, frames_.begin() + static_cast<std::ptrdiff_t>(start));
-    std::copy(frames.begin() + static_cast<std::ptrdiff_t>(first), frames.end(), frames_.begin());
-}
-
-void CaptureQueue::copyOut(std::span<float> frames, std::uint64_t position) const {
-    if (frames_.empty()) return;
-    const auto start = static_cast<std::size_t>(position % kCapacity);
-    const auto first = std::min(frames.size(), kCapacity - start);
-    std::copy_n(frames_.begin() + static_cast<std::ptrdiff_t>(start), first, frames.begin());
-    std::copy_n(frames_.begin(), frames.size() - first, frames.begin() + static_cast<std::ptrdiff_t>(first));
 }
 
 }  // namespace Velmor

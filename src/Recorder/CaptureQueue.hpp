@@ -2,12 +2,13 @@
 // allocation after construction.
 #pragma once
 
-#include "Recorder/CaptureParts.hpp"
+#include "Recorder/SampleRing.hpp"
 
 #include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -22,7 +23,8 @@ class CaptureQueue {
     /// Buffers that may wait; enough for 43 s of the smallest that sound servers deliver.
     static constexpr std::size_t kMarks = std::size_t{1} << 14;
 
-    explicit CaptureQueue(Samples samples = Samples::carried);
+    /// The samples wrap around at `kCapacity`.
+    explicit CaptureQueue(std::unique_ptr<SampleBuffer> samples = std::make_unique<SampleRing>(kCapacity));
 
     /// Audio thread. `captured` is the time of the last frame. What does not fit is dropped and counted. True
     /// when the consumer has a block to fetch and was not told so since it last asked.
@@ -50,14 +52,11 @@ class CaptureQueue {
         BootTime captured{};
     };
 
-    void copyIn(std::span<const float> frames, std::uint64_t position) noexcept;
-    void copyOut(std::span<float> frames, std::uint64_t position) const;
-
-    std::vector<float> frames_;  // empty when they are only counted
+    const std::unique_ptr<SampleBuffer> samples_;
     std::vector<Mark> marks_;
 
     std::uint64_t written_ = 0;                  // producer's
-    std::atomic<std::uint64_t> marksWritten_{};  // publishes marks_ and the frames that they cover
+    std::atomic<std::uint64_t> marksWritten_{};  // publishes marks_ and the samples that they cover
     std::atomic<std::uint64_t> marksRead_{};     // gives room back
     std::atomic<std::uint64_t> read_{};          // likewise
     std::atomic<std::uint64_t> lost_{};

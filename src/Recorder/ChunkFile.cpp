@@ -83,7 +83,7 @@ void ChunkFile::append(std::span<const float> frames) {
 }
 
 void ChunkFile::appendSilence(std::int64_t frames) {
-    static std::array<float, kChunkRate / 10> kSilence{};  // constants would be in the library's file
+    static constexpr std::array<float, kChunkRate / 10> kSilence{};
     while (frames > 0) {
         const auto count = std::min<std::int64_t>(frames, std::ssize(kSilence));
         append(std::span(kSilence).first(static_cast<std::size_t>(count)));

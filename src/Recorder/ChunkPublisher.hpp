@@ -2,17 +2,23 @@
 #pragma once
 
 #include "Log/LogAPI.hpp"
-#include "Recorder/RecordingService.hpp"
+#include "Recorder/CaptureParts.hpp"
 
 #include <cstdint>
+#include <deque>
 #include <functional>
-#include <list>
 #include <memory>
 #include <string>
 
 #include <Velmor/Platform.hpp>
 
 namespace Velmor {
+
+/// One finished chunk.
+struct ChunkData {
+    std::string bytes;  ///< of its mel spectrogram file
+    std::int64_t sequence;
+};
 
 /// Operations are called on the main loop.
 class ChunkPublisher : public std::enable_shared_from_this<ChunkPublisher> {
@@ -46,7 +52,7 @@ class ChunkPublisher : public std::enable_shared_from_this<ChunkPublisher> {
     const std::shared_ptr<LogAPI> log_;
     const CaptureParts::Convert convert_;
     const Deliver deliver_;
-    std::list<Mel> waiting_;
+    std::deque<Mel> waiting_;
 };
 
 }  // namespace Velmor

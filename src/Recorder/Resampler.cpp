@@ -8,16 +8,14 @@ namespace Velmor {
 
 static_assert(kInputRate == kChunkRate * Resampler::kRatio);
 
-Resampler::Resampler(Samples samples) : out_(kBlockFrames / kRatio + 1) {
-    if (samples == Samples::carried) decimator_.emplace();
-}
+FilteringResampler::FilteringResampler() : out_(kBlockFrames / kRatio + 1) {}
 
-void Resampler::reset() {
-    if (decimator_) decimator_->reset();
+void FilteringResampler::reset() {
+    decimator_.reset();
     heldCount_ = 0;
 }
 
-std::optional<std::span<const float>> Resampler::process(std::span<const float> in) {
+std::optional<std::span<const float>> FilteringResampler::process(std::span<const float> in) {
     outCount_ = 0;
     if (const auto most = in.size() / kRatio + 1; out_.size() < most) out_.resize(most);
     bool finite = true;
@@ -43,10 +41,10 @@ std::optional<std::span<const float>> Resampler::process(std::span<const float> 
     return std::span(out_).first(outCount_);
 }
 
-bool Resampler::convert(std::span<const float> in) {
+bool FilteringResampler::convert(std::span<const float> in) {
     const auto out = std::span(out_).subspan(outCount_, in.size() / kRatio);
     outCount_ += out.size();
-    return !decimator_ || decimator_->process(in, out);
+    return decimator_.process(in, out);
 }
 
 }  // namespace Velmor

@@ -36,7 +36,7 @@ std::shared_ptr<SleepTracker> SleepTracker::make(
     const std::shared_ptr<const Platform>& platform, const std::shared_ptr<LogAPI>& log, const Config& config,
     const std::weak_ptr<VelmorSleepTrackingManagerDelegate>& delegate, CaptureParts parts) {
     std::shared_ptr<SleepTracker> made(new SleepTracker(platform, log, config, delegate));
-    made->recorder_ = RecorderCore::make(made->platform_, made->log_, made, std::move(parts));
+    made->recorder_ = MicrophoneRecorder::make(made->platform_, made->log_, made, std::move(parts));
     made->connectSessions();
     return made;
 }

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Log/LogAPI.hpp"
-#include "Recorder/RecorderCore.hpp"
+#include "Recorder/MicrophoneRecorder.hpp"
 #include "Runtime/Channel.hpp"
 #include "Runtime/Text.hpp"
 #include "Runtime/ThreadSafety.hpp"
@@ -115,7 +115,7 @@ class SleepTracker : public SleepTrackingManager,
 
     // Confined to the main loop.
     Bag bag_;
-    std::shared_ptr<RecorderCore> recorder_;
+    std::shared_ptr<MicrophoneRecorder> recorder_;
     std::shared_ptr<SessionsService> sessionService_;
     State state_;
     UploadBitmap bitmap_;

@@ -70,6 +70,8 @@ constexpr auto kRows = std::to_array<Row>(
      {"status-asked", 115, 0, 0, "3-10"},
      {"new-configuration", 115, 0, 0, "trackingEnded userDidJoin |"},
      {"new-manager", 115, 0, 0, "trackingEnded |"},
+     // The host keeps the former manager and ends its night with the new one only: the former records on
+     // until it is released, 5 min 40 s later.
      {"two-managers", 115, 0, 0, "3-10 | 11-21 trackingEnded"},
      {"delete-user", 115, 0, 0, "userDidDelete 3-10"},
      {"recorder-beside", 115, 40000, 0, "3 recorder: recordedData 4-10"},

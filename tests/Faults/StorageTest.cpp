@@ -5,7 +5,7 @@
 #include "Here.hpp"
 #include "Log/LogAPI.hpp"
 #include "Recorder/FileChunkStore.hpp"
-#include "Recorder/RecorderCore.hpp"
+#include "Recorder/MicrophoneRecorder.hpp"
 #include "Table.hpp"
 
 #include <cerrno>
@@ -99,7 +99,7 @@ class Place : public World, public VelmorRecordingDelegate {
         });
         const auto convert = [this](const std::string& path) { return soundIn(path); };
         self = std::shared_ptr<VelmorRecordingDelegate>(this, [](auto*) {});
-        core = RecorderCore::make(platform, log, self, {convert});
+        core = MicrophoneRecorder::make(platform, log, self, {convert});
     }
 
     std::string soundIn(const std::string& path) {
@@ -144,7 +144,7 @@ class Place : public World, public VelmorRecordingDelegate {
     const std::shared_ptr<FileSystem> disk = makeFileSystem({documents.string(), (root / "tmp").string()});
     std::shared_ptr<LogAPI> log = std::make_shared<LogAPI>(platform);
     std::shared_ptr<VelmorRecordingDelegate> self;
-    std::shared_ptr<RecorderCore> core;
+    std::shared_ptr<MicrophoneRecorder> core;
     std::map<std::int64_t, std::string> chunks;  ///< frames with sound
     std::vector<std::string> told, shipped;
 };

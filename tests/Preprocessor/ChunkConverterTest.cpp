@@ -1,11 +1,11 @@
 // The fast road of whole chunks, at every vector width of this processor, against the plain form.
 
-#include "Preprocessor/Chunk/ChunkConverter.hpp"
-#include "Preprocessor/Chunk/ChunkKernels.hpp"
-#include "Preprocessor/Chunk/NoiseLimits.hpp"
-#include "Preprocessor/Feature.hpp"
-#include "Preprocessor/MelSpectrogram.hpp"
-#include "Preprocessor/velmor_NR.hpp"
+#include "Preprocessor/Fast/ChunkConverter.hpp"
+#include "Preprocessor/Fast/ChunkKernels.hpp"
+#include "Preprocessor/Fast/NoiseLimits.hpp"
+#include "Preprocessor/Plain/Feature.hpp"
+#include "Preprocessor/Plain/MelSpectrogram.hpp"
+#include "Preprocessor/Plain/velmor_NR.hpp"
 #include "TestSignals.hpp"
 
 #include <algorithm>

@@ -1,9 +1,9 @@
 // Every third sample: which tones pass, which fold, and the same bits at every vector width of this
 // processor.
 
-#include "Preprocessor/Chunk/ChunkKernels.hpp"
-#include "Preprocessor/Chunk/DecimatorTaps.hpp"
 #include "Preprocessor/Decimator.hpp"
+#include "Preprocessor/Fast/ChunkKernels.hpp"
+#include "Preprocessor/Fast/DecimatorTaps.hpp"
 #include "TestSignals.hpp"
 
 #include <algorithm>

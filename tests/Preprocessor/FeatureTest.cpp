@@ -1,6 +1,6 @@
-#include "Preprocessor/Feature.hpp"
-#include "Preprocessor/MelBank.hpp"
-#include "Preprocessor/MelSpectrogram.hpp"
+#include "Preprocessor/Plain/Feature.hpp"
+#include "Preprocessor/Plain/MelBank.hpp"
+#include "Preprocessor/Plain/MelSpectrogram.hpp"
 #include "TestSignals.hpp"
 
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "Preprocessor/velmor_NR.hpp"
+#include "Preprocessor/Plain/velmor_NR.hpp"
 #include "TestSignals.hpp"
 
 #include <algorithm>

@@ -2,7 +2,7 @@
 
 // Chunks for the tests, the same on every machine: made from integers; and the kernels they go through.
 
-#include "Preprocessor/Chunk/ChunkKernels.hpp"
+#include "Preprocessor/Fast/ChunkKernels.hpp"
 
 #include <cstdint>
 #include <cstdlib>

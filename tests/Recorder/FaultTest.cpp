@@ -43,7 +43,7 @@ TEST_F(Faults, WhatCannotBeWrittenIsToldOnceForAChunkAndWhatFollowsIsWhole) {
         EXPECT_EQ(told, expected);
         EXPECT_EQ(state().starts_with("error(unknown("), !interrupted);
         EXPECT_THAT(logged(), Contains(HasSubstr((dropped.empty() ? "" : "E | recording | ") + dropped)));
-        core->stop();
+        recorder->stop();
         files->clearFaults();
     }
 }
@@ -55,7 +55,7 @@ TEST_F(Faults, WhatADeadProcessLeftIsSweptOnce) {
     EXPECT_THAT(temporaryFiles(),
                 ElementsAre("chunk-14:22:13:20_0.pcm", "chunk-14:22:13:20_1.pcm", "other.pcm"));
     files->put("/tmp/velmor/result-1:00:00 PM.mel", "of another recording");
-    core->stop();
+    recorder->stop();
     start();
     EXPECT_THAT(temporaryFiles(), Contains("result-1:00:00 PM.mel"));
 }

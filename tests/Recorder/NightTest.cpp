@@ -36,7 +36,7 @@ TEST_P(Gaps, ChunksStayExactAndNumbered) {
     chunks.resize(std::min(chunks.size(), gap.chunks.size()));
     EXPECT_EQ(chunks, gap.chunks);
     EXPECT_EQ(state(), "resumed");
-    core->stop();
+    recorder->stop();
     settle();
     EXPECT_THAT(temporaryFiles(), IsEmpty());
     EXPECT_EQ(files->openFiles(), 0U);
@@ -135,7 +135,7 @@ TEST_F(Lag, WithinTheQueueLosesNothing) {
                         ElementsAre("0: +480000", "1: +480000", "interrupt", "resume",
                                     testing::MatchesRegex("2: \\+[0-9]+ -10[0-9]+ \\+320001"), "3: +480000"));
         }
-        core->stop();
+        recorder->stop();
         settle();
     }
 }
@@ -173,7 +173,7 @@ TEST_F(Lag, WhatCompletesAChunkWhenItStopsIsNotLost) {
     start();
     pass(29'600ms);
     audio->advance(400ms);  // the last buffer waits in the queue
-    core->stop();
+    recorder->stop();
     EXPECT_THAT(heard(), ElementsAre("0: +480000"));
 }
 

@@ -6,6 +6,7 @@
 #include "Recorder/WaveHeader.hpp"
 #include "RecorderScene.hpp"
 
+#include <array>
 #include <atomic>
 #include <cmath>
 #include <numeric>
@@ -22,7 +23,7 @@ std::vector<float> ramp(std::size_t frames) {
 }
 
 std::vector<float> resampled(const std::vector<float>& in, std::size_t block) {
-    Resampler resampler;
+    FilteringResampler resampler;
     std::vector<float> out;
     for (std::size_t at = 0; at < in.size(); at += block) {
         const auto frames = resampler.process(std::span(in).subspan(at, std::min(block, in.size() - at)));
@@ -55,7 +56,7 @@ TEST(Resampler, BlocksOfAnySizeGiveTheSameFramesExactlyAThird) {
 TEST(Resampler, StartsAfreshAfterABlockThatIsNotFinite) {
     const auto in = ramp(19'201);
     const auto good = resampled(in, in.size());
-    Resampler resampler;
+    FilteringResampler resampler;
     for (const std::size_t place : {0U, 9'000U, 19'199U}) {
         auto spoilt = in;
         spoilt[place] = std::nanf("");
@@ -127,6 +128,19 @@ TEST(CaptureQueue, ABlockEndsAtAGapInTime) {
     EXPECT_EQ(queue.take(out, 1, 2s).begin, BootTime{2'200ms});
 }
 
+TEST(CaptureQueue, GivesAfterAClearOnlyWhatCameSince) {
+    CaptureQueue queue;
+    const auto frames = ramp(4'800);
+    queue.push(frames, BootTime{100ms});
+    queue.push(frames, BootTime{200ms});
+    queue.clear();
+    std::vector<float> out(kBlockFrames);
+    EXPECT_EQ(queue.take(out, 1, 2s).frames, 0U);
+    queue.push(std::span(frames).subspan(100), BootTime{1s});
+    EXPECT_EQ(queue.take(out, 1, 2s).frames, 4'700U);
+    EXPECT_EQ(out[0], frames[100]);
+}
+
 TEST(WaveHeader, IsAsItIsWritten) {
     const auto header = waveHeader({16'000, 1, 480'000});
     const std::string text(reinterpret_cast<const char*>(header.data()), header.size());
@@ -170,6 +184,14 @@ TEST_F(Parts, WaveFilesAreReadAndNothingElse) {
     const auto header = waveHeader({44'100, 2, 3});
     const std::string whole =
         std::string(reinterpret_cast<const char*>(header.data()), header.size()) + std::string(24, '\1');
+    const auto mono = waveHeader({16'000, 1, 3});
+    files->put("/a/followed", std::string(reinterpret_cast<const char*>(mono.data()), mono.size()) +
+                                  std::string(12, '\1') + "more behind the frames");
+    const auto followed = store.openChunk("/a/followed");
+    std::array<float, 2> piece{};
+    EXPECT_EQ(followed->read(piece), 2U);
+    EXPECT_EQ(followed->read(piece), 1U);
+    EXPECT_EQ(followed->read(piece), 0U);
     files->put("/a/whole", whole);
     const auto chunk = store.openChunk("/a/whole");
     EXPECT_EQ(chunk->sampleRate(), 44'100.0);

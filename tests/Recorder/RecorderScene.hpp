@@ -5,7 +5,7 @@
 
 #include "../APIService/Scene.hpp"
 #include "Recorder/FileChunkStore.hpp"
-#include "Recorder/RecorderCore.hpp"
+#include "Recorder/MicrophoneRecorder.hpp"
 
 #include <algorithm>
 #include <chrono>
@@ -65,11 +65,9 @@ class RecorderScene : public Scene, public VelmorRecordingDelegate {
 
     /// A recorder in its first state.
     void open() {
-        core = RecorderCore::make(platform, log, self,
-                                  RecordingService::make(platform, log, {[this](const std::string& path) {
-                                                             return convert(path);
-                                                         }}));
-        service = core->recordingService().get();
+        recorder = MicrophoneRecorder::make(platform, log, self,
+                                            {[this](const std::string& path) { return convert(path); }});
+        service = recorder->recordingService().get();
     }
 
     /// Whatever a scene plays, the microphone is asked for nothing else, and for nothing that it refuses.
@@ -82,7 +80,7 @@ class RecorderScene : public Scene, public VelmorRecordingDelegate {
 
     void close() {
         service = nullptr;
-        core.reset();
+        recorder.reset();
     }
 
     std::string convert(const std::string& path) {
@@ -109,7 +107,7 @@ class RecorderScene : public Scene, public VelmorRecordingDelegate {
     }
 
     void start() {
-        core->start({});
+        recorder->start({});
         settle();
     }
 
@@ -151,7 +149,7 @@ class RecorderScene : public Scene, public VelmorRecordingDelegate {
     std::shared_ptr<Testing::VirtualMicrophone> microphone =
         std::make_shared<Testing::VirtualMicrophone>(audio, clock, tone);
     std::shared_ptr<VelmorRecordingDelegate> self{this, [](auto*) {}};
-    std::shared_ptr<RecorderCore> core;
+    std::shared_ptr<MicrophoneRecorder> recorder;
     RecordingService* service = nullptr;
     std::vector<std::string> events;
 };

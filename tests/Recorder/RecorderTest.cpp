@@ -24,7 +24,7 @@ TEST_P(Permissions, DecideAboutTheStart) {
     microphone->setPermission(GetParam().before);
     microphone->setPermissionAnswers(GetParam().answers);
     std::vector<bool> told;
-    core->start([&](bool granted) { told.push_back(granted); });
+    recorder->start([&](bool granted) { told.push_back(granted); });
     settle();
     auto lines = printed();
     lines.resize(std::min(lines.size(), GetParam().lines.size()));
@@ -56,7 +56,7 @@ class Front : public RecorderScene {};
 
 TEST_F(Front, AnAnswerAfterTheOwnerIsGoneDoesNothing) {
     microphone->setPermission(RecordPermission::undetermined);
-    core->start([](bool) { FAIL(); });
+    recorder->start([](bool) { FAIL(); });
     close();
     settle();
     EXPECT_THAT(heard(), IsEmpty());
@@ -64,7 +64,6 @@ TEST_F(Front, AnAnswerAfterTheOwnerIsGoneDoesNothing) {
 }
 
 TEST_F(Front, ThePublicRecorderWorksThroughTheMainLoop) {
-    auto recorder = std::make_unique<Recorder>(core);
     const auto permission = recorder->hasPermission();
     EXPECT_FALSE(permission.isReady());
     recorder->startRecording();
@@ -77,7 +76,6 @@ TEST_F(Front, ThePublicRecorderWorksThroughTheMainLoop) {
     EXPECT_EQ(state(), "stopped");
 
     const auto unanswered = recorder->hasPermission();
-    recorder.reset();
     close();
     settle();
     EXPECT_THROW(unanswered.get(), VelmorError);
@@ -85,7 +83,7 @@ TEST_F(Front, ThePublicRecorderWorksThroughTheMainLoop) {
 
 TEST_F(Front, AFormerRecorderDoesNotEndTheObservationOfTheNext) {
     start();
-    const auto former = core;
+    const auto former = recorder;
     open();
     start();
     former->stop();

@@ -153,7 +153,7 @@ TEST_F(Session, StartConfiguresTapsAndStartsAndStopReleases) {
     EXPECT_EQ(state(), "started(2023-11-14T22:13:20Z)");
 
     pass(1s);
-    core->stop();
+    recorder->stop();
     EXPECT_THAT(calls(), ElementsAre("release"));
 }
 
@@ -225,7 +225,7 @@ TEST_F(Session, FormatsThatDoNotFitAreReportedOnceAtTheStartAndInMidNight) {
         microphone->changeInputFormat({48'000.0, 1});  // mended: the time without input becomes silence
         pass(16s);
         EXPECT_THAT(heard(), ElementsAre("resume", "1: +76800 -163200 +240000"));
-        core->stop();
+        recorder->stop();
     }
 }
 
@@ -241,14 +241,14 @@ TEST_F(Session, AResumeInTheBackgroundCanBeRepeatedLater) {
     EXPECT_THAT(logged(), Contains("I | recording | [ST] resumed(cannotActivateInBackground)"));
     EXPECT_THAT(printed(), Contains("Recorder: state resumed(cannotActivateInBackground)"));
 
-    core->resume();
+    recorder->resume();
     pass(5s);
     EXPECT_THAT(heard(), ElementsAre("resume", "fail shouldResume"))
         << "the host's own attempt is told again";
     printed();
 
     microphone->failActivating({});
-    core->resume();
+    recorder->resume();
     pass(6s);
     EXPECT_THAT(heard(), ElementsAre("resume", "0: +160000 -240000 +80000"));
     EXPECT_THAT(printed(), ElementsAre("Recorder: request resume", "Recorder: state resumed"));
@@ -256,7 +256,7 @@ TEST_F(Session, AResumeInTheBackgroundCanBeRepeatedLater) {
 
 TEST_F(Session, FramesThatStayAwayAreAnInterruptionUntilTheyReturn) {
     for (const auto heardBefore : {0s, 10s}) {  // or never came
-        core->stop();
+        recorder->stop();
         microphone->setDelivering(heardBefore > 0s);
         start();
         pass(heardBefore);
@@ -278,6 +278,25 @@ TEST_F(Session, FramesThatStayAwayAreAnInterruptionUntilTheyReturn) {
     pass(10s);
     EXPECT_THAT(heard(), ElementsAre("resume", testing::MatchesRegex("0: \\+160000 -[0-9]+ \\+[0-9]+")));
     EXPECT_EQ(microphone->mostTaps(), 1U);
+
+    microphone->setDelivering(false);
+    pass(250s);  // by then the engine is looked after every 60 s, the next time 53 s later
+    microphone->setDelivering(true);
+    pass(5s);
+    microphone->setDelivering(false);
+    heard();
+    pass(2'100ms);
+    EXPECT_THAT(heard(), ElementsAre("interrupt")) << "noticed as soon as the first time";
+}
+
+TEST_F(Session, EachBlockIsTakenWhenItIsComplete) {
+    std::vector<BootTime> taken;
+    const auto heardBlocks =
+        service->bufferSender.subscribe([&](const PcmBuffer&) { taken.push_back(clock->bootNow()); });
+    start();
+    const auto begin = clock->bootNow();
+    pass(1'300ms);
+    EXPECT_THAT(taken, ElementsAre(begin + 400ms, begin + 800ms, begin + 1'200ms));
 }
 
 TEST_F(Session, NothingIsLeftOfTheSoundBeforeFramesStayedAway) {
@@ -303,7 +322,7 @@ TEST_F(Session, ANewConfigurationToldLateDoesNotLeaveTheEngineStandingStill) {
         EXPECT_THAT(heard(), ElementsAre("interrupt", "resume",
                                          testing::MatchesRegex("0: \\+160000 -[78][0-9]{4} \\+24[0-9]{4}")))
             << told.count();
-        core->stop();
+        recorder->stop();
     }
 }
 
@@ -338,7 +357,7 @@ TEST_F(Session, AttemptsToStartTheEngineAgainAreToldOnceAndGrowRare) {
     pass(61s);
     EXPECT_EQ(heard().at(0), "resume");
     EXPECT_EQ(state(), "resumed");
-    core->stop();
+    recorder->stop();
     EXPECT_FALSE(loop->next() && *loop->next() > clock->bootNow() + 1min);
 }
 

@@ -1,5 +1,6 @@
 // Nights through the public interface, on a virtual clock.
 #include "../Library/Night.hpp"
+#include "../Recorder/CountedSamples.hpp"
 #include "SleepTrackingManager/SleepTracker.hpp"
 
 namespace Velmor {
@@ -16,13 +17,11 @@ class TrackingTest : public NightTest {
 
     /// Without the entry points and without conversions, for long nights.
     std::shared_ptr<SleepTracker> makeTracker() {
-        CaptureParts parts;
-        parts.convert = [files = files](const std::string&) {
+        const auto parts = countingParts([files = files](const std::string&) {
             const std::string path = files->temporaryDirectory() + "result.mel";
             files->put(path, "mel");
             return path;
-        };
-        parts.samples = Samples::counted;
+        });
         return SleepTracker::make(platform, std::make_shared<LogAPI>(platform),
                                   Config("key", "u1", Url::parse(kBaseUrl)), host, parts);
     }

@@ -2,7 +2,7 @@
 #include "Interrupt.hpp"
 #include "Json.hpp"
 #include "Mel/MelImage.hpp"
-#include "Preprocessor/MelSpectrogram.hpp"
+#include "Preprocessor/Plain/MelSpectrogram.hpp"
 #include "Preprocessor/Preprocessor.hpp"
 #include "Sound/FileSource.hpp"
 
@@ -30,7 +30,7 @@ struct Totals {
 
 void writeFile(const fs::path& path, std::span<const std::byte> bytes) {
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    for (const std::byte b : bytes) file.put(static_cast<char>(b));
+    file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
     file.close();
     if (!file) throw std::runtime_error(path.string() + ": cannot be written");
 }

@@ -1,7 +1,7 @@
 #include "Mel/MelImage.hpp"
 
-#include "Preprocessor/MelBank.hpp"
-#include "Preprocessor/MelSpectrogram.hpp"
+#include "Preprocessor/Plain/MelBank.hpp"
+#include "Preprocessor/Plain/MelSpectrogram.hpp"
 
 #include <algorithm>
 #include <array>
