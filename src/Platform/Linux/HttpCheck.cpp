@@ -52,7 +52,8 @@ std::optional<PlatformError> refusal(const HttpRequest& request, const HttpOptio
         if (std::ranges::any_of(value, isControl))
             return bad(joined({"the value of header ", name, " holds a control character"}));
         for (const auto own : kOwnHeaders)
-            if (equalIgnoringCase(name, own)) return bad(joined({"header ", name, " is the transport's to send"}));
+            if (equalIgnoringCase(name, own))
+                return bad(joined({"header ", name, " is the transport's to send"}));
     }
     if (request.url.scheme() == "http" && !options.allowClearText && !request.url.isLoopback())
         return PlatformError(
