@@ -52,7 +52,7 @@ ChunkFile::ChunkFile(const std::shared_ptr<FileSystem>& files, std::string name)
 }
 
 ChunkFile::~ChunkFile() {
-    if (!gone_) remove();
+    if (!removed_) remove();
 }
 
 void ChunkFile::open() {
@@ -99,7 +99,7 @@ void ChunkFile::finish() {
 }
 
 bool ChunkFile::remove() noexcept {
-    gone_ = true;
+    removed_ = true;
     const bool removed = removeFile();
     claim_.reset();
     return removed;
