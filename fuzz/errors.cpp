@@ -4,22 +4,22 @@
 #include "SessionService/SessionCalls.hpp"
 #include "tests/World.hpp"
 
+#include <nlohmann/json.hpp>
+
 namespace Velmor::Fuzz {
 
 using Request = SessionsService::Request;
 
 // Against another reading of the body.
 void requireMeaning(const VelmorError::httpStatus& error, const std::string& body) {
-    const auto json = parseJson(body);
-    const auto* result = json.find("result");
-    const auto* code = result ? result->find("error_code") : nullptr;
-    const auto* number = code ? code->as<double>() : nullptr;
-    const auto* integer = code ? code->as<std::int64_t>() : nullptr;
-    const auto expected = integer ? *integer : number ? static_cast<std::int64_t>(*number) : kNoErrorCode;
+    const auto json = nlohmann::json::parse(body);
+    const auto result = json.value("result", nlohmann::json());
+    const auto code = result.is_object() ? result.value("error_code", nlohmann::json()) : nlohmann::json();
+    const auto expected = code.is_number() ? code.get<std::int64_t>() : kNoErrorCode;
     require(error.errorCode == expected, "another error code than the body's", body);
-    const auto* detail = json.find("detail");
-    const auto* text = detail ? detail->as<std::string>() : nullptr;
-    require(text ? error.message == *text : !error.message, "another message than the body's", body);
+    const auto detail = json.value("detail", nlohmann::json());
+    require(detail.is_string() ? error.message == detail.get<std::string>() : !error.message,
+            "another message than the body's", body);
 }
 
 void requireState(const std::exception_ptr& failure, std::optional<std::int64_t> status) {

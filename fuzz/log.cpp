@@ -1,6 +1,5 @@
 // The log's two files and its shipments, against a model: whole lines, or what a fault left of them, each
 // text once, bodies that are JSON.
-#include "APIService/Json.hpp"
 #include "Input.hpp"
 #include "Log/LogAPI.hpp"
 #include "Runtime/Text.hpp"
@@ -8,6 +7,7 @@
 #include "tests/World.hpp"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 #include <set>
 
 namespace Velmor::Fuzz {
@@ -65,9 +65,9 @@ class Scene {
     }
 
     void requireBody(const std::string& body, const std::string& tags) const {
-        const auto json = parseJson(body);
-        const auto& text = *json.find("message")->as<std::string>();
-        require(json.find("ddtags")->as<std::string>()->ends_with(", sessionId:session" + tags), "other tags",
+        const auto json = nlohmann::json::parse(body);
+        const auto& text = json.at("message").get_ref<const std::string&>();
+        require(json.at("ddtags").get<std::string>().ends_with(", sessionId:session" + tags), "other tags",
                 body);
         if (!faults_) return require(text == live_, "another text than the log's", text);
         for (std::string_view rest = text; !rest.empty();) {

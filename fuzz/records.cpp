@@ -6,6 +6,7 @@
 #include "Runtime/Text.hpp"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 #include <sanitizer/allocator_interface.h>
 
 namespace Velmor::Fuzz {
@@ -22,7 +23,7 @@ void read(const std::string& body) {
             if (record) require(isUtf8(record->description()), "a description that is not UTF-8");
         }
     } catch (const DecodingError& error) {
-        if (!error.path().empty()) parseJson(body);  // there is a place, so there is a text
+        require(error.path().empty() || nlohmann::json::accept(body), "a place in what is no JSON", body);
     }
 }
 

@@ -1,8 +1,7 @@
 #include "BuildSettings.hpp"
+#include "BuiltInUrl.hpp"
 
 #include <atomic>
-#include <cstdio>
-#include <cstdlib>
 #include <utility>
 
 #include <Velmor/Config.hpp>
@@ -13,15 +12,7 @@ namespace {
 std::atomic<bool> developerMode{false};
 
 const Url& productionUrl() {
-    static const Url* const url = [] {
-        auto parsed = Url::tryParse(BuildSettings::kApiUrl);
-        if (!parsed) {
-            std::fprintf(stderr, "Config.cpp: the production API URL is no URL: %s\n",
-                         BuildSettings::kApiUrl);
-            std::abort();
-        }
-        return new Url(std::move(*parsed));
-    }();
+    static const auto* const url = new Url(builtInUrl(BuildSettings::kApiUrl));
     return *url;
 }
 

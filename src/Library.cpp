@@ -67,7 +67,8 @@ void Library::initVelmorConfig(const std::string& apiKey, const std::optional<st
                                const std::optional<Url>& baseUrl, const std::optional<Url>& callbackUrl,
                                const std::optional<std::string>& service,
                                const std::shared_ptr<VelmorConfigDelegate>& delegate) {
-    sharedTracker()->reset();
+    const Config config(apiKey, userId.value_or(""), baseUrl, callbackUrl, service);
+    sharedTracker(config)->reset();
     auto made = VelmorConfig::make(SessionsService::make(platform_, log_), delegate, log_);
     auto former = made;
     {
@@ -75,7 +76,6 @@ void Library::initVelmorConfig(const std::string& apiKey, const std::optional<st
         former.swap(slots_.config);
     }
     former.reset();
-    const Config config(apiKey, userId.value_or(""), baseUrl, callbackUrl, service);
     made->send({Request::userJoin{userId, config}});
     if (DeveloperMode::isOn()) log_->log(LogAPI::Level::I, "init", "Developer mode is on");
     log_->uploadLog({}, {});
@@ -93,16 +93,15 @@ void Library::deleteUser(const Config& config) {
     log_->log(LogAPI::Level::I, "delete", {"[CALL] deleteUser ", config.userId()});
 }
 
-std::shared_ptr<SleepTracker> Library::sharedTracker() {
+std::shared_ptr<SleepTracker> Library::sharedTracker(const Config& config) {
     const Lock lock(mutex_);
-    if (!slots_.tracker) slots_.tracker = SleepTracker::make(platform_, log_, parts_);
+    if (!slots_.tracker) slots_.tracker = SleepTracker::make(platform_, log_, config, {}, parts_);
     return slots_.tracker;
 }
 
 std::shared_ptr<SleepTrackingManager> Library::createSleepTrackingManager(
     const Config& config, const std::weak_ptr<VelmorSleepTrackingManagerDelegate>& delegate) {
-    const auto made = SleepTracker::make(platform_, log_, parts_);
-    made->configure(config, delegate);
+    const auto made = SleepTracker::make(platform_, log_, config, delegate, parts_);
     auto former = made;
     {
         const Lock lock(mutex_);

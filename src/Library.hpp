@@ -55,7 +55,8 @@ class Library : public std::enable_shared_from_this<Library> {
         std::shared_ptr<MicrophoneRecorder> recorder;
     };
 
-    std::shared_ptr<SleepTracker> sharedTracker();
+    /// Made with `config` on first need.
+    std::shared_ptr<SleepTracker> sharedTracker(const Config& config);
 
     const std::shared_ptr<const Platform> platform_;
     const CaptureParts parts_;

@@ -45,7 +45,7 @@ class APIService : public std::enable_shared_from_this<APIService> {
     /// the answer in, the answer waits for a timer that was set before the request went out, at most
     /// `kAnswerCheck`.
     template <class Record, class Completion>
-    void request(HttpRequest request, const std::shared_ptr<Executor>& on, Completion completion) {
+    void request(HttpRequest&& request, const std::shared_ptr<Executor>& on, Completion completion) {
         send(std::move(request), on, [completion = std::move(completion)](const HttpResult& result) {
             completion(resultOf<Record>(result));
         });

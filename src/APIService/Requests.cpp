@@ -1,21 +1,12 @@
 #include "APIService/Requests.hpp"
 
 #include "BuildSettings.hpp"
+#include "Runtime/Text.hpp"
 
 #include <algorithm>
 #include <utility>
 
 namespace Velmor {
-namespace {
-
-bool sameName(std::string_view a, std::string_view b) {
-    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [&](char x, char y) { return lower(x) == lower(y); });
-}
-
-}  // namespace
-
 HttpHeaders standardHeaders(const Config& config, const Device& device) {
     const std::string version = BuildSettings::kVersion;
     const auto facts = device.facts();
@@ -33,7 +24,7 @@ HttpHeaders standardHeaders(const Config& config, const Device& device) {
 }
 
 void setHeader(HttpHeaders& headers, std::string_view name, std::string_view value) {
-    const auto named = [&](const auto& header) { return sameName(header.first, name); };
+    const auto named = [&](const auto& header) { return equalIgnoringCase(header.first, name); };
     const auto first = std::ranges::find_if(headers, named);
     if (first == headers.end()) {
         headers.emplace_back(name, value);

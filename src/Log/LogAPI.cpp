@@ -83,7 +83,7 @@ void LogAPI::log(Level level, std::string_view tag, Pieces message) noexcept {
     contain(
         [&] {
             const auto text = joined(message);
-            const Lock lock(queue_);
+            const Lock lock(mutex_);
             writeLog(level, tag, text);
         },
         [&](const std::string& reason) {
@@ -119,7 +119,7 @@ std::uint64_t LogAPI::logFileSize() const {
 }
 
 void LogAPI::setConfig(Config config) {
-    const Lock lock(queue_);
+    const Lock lock(mutex_);
     config_ = std::move(config);
 }
 
@@ -128,7 +128,7 @@ void LogAPI::uploadLog(std::optional<Config> config, std::optional<std::string> 
         [&] {
             std::string message, failure;
             {
-                const Lock lock(queue_);
+                const Lock lock(mutex_);
                 if (!moveToSendFile(failure)) return;
                 message = readFile(kLogSendFileName);
                 if (!config) config = config_;

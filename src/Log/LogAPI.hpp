@@ -81,20 +81,20 @@ class LogAPI {
     std::uint64_t logFileSize() const;
 
   private:
-    void writeLog(Level level, std::string_view tag, std::string_view message) VELMOR_REQUIRES(queue_);
-    void append(const std::string& path, std::string_view line) VELMOR_REQUIRES(queue_);
+    void writeLog(Level level, std::string_view tag, std::string_view message) VELMOR_REQUIRES(mutex_);
+    void append(const std::string& path, std::string_view line) VELMOR_REQUIRES(mutex_);
     void pasteFile(const char* from, const char* to) const;
-    std::string readFile(const char* name) const VELMOR_REQUIRES(queue_);
+    std::string readFile(const char* name) const VELMOR_REQUIRES(mutex_);
     void removeFile(const char* name) const;
-    bool moveToSendFile(std::string& failure) VELMOR_REQUIRES(queue_);
+    bool moveToSendFile(std::string& failure) VELMOR_REQUIRES(mutex_);
     std::string document(const char* name) const;
 
     const std::shared_ptr<const Platform> platform_;
-    Mutex queue_;  // one file operation of the log at a time
+    Mutex mutex_;  // one file operation of the log at a time
     /// Whether the log file is known to end with a line: not after a process before this one may have died in
     /// a write, nor after a write that failed half way. A torn line is then closed before the next.
-    bool endsWhole_ VELMOR_GUARDED_BY(queue_) = false;
-    std::optional<Config> config_ VELMOR_GUARDED_BY(queue_);
+    bool endsWhole_ VELMOR_GUARDED_BY(mutex_) = false;
+    std::optional<Config> config_ VELMOR_GUARDED_BY(mutex_);
     Ship ship_;  // constant after set-up
 };
 

@@ -3,23 +3,15 @@
 #include "APIService/Encode.hpp"
 #include "APIService/Requests.hpp"
 #include "BuildSettings.hpp"
+#include "BuiltInUrl.hpp"
 
-#include <cstdio>
-#include <cstdlib>
 #include <utility>
 
 namespace Velmor::LogUpload {
 namespace {
 
 const Url& productionUrl() {
-    static const Url* const url = [] {
-        auto parsed = Url::tryParse(BuildSettings::kLogUrl);
-        if (!parsed) {
-            std::fprintf(stderr, "LogUpload.cpp: the log proxy URL is no URL: %s\n", BuildSettings::kLogUrl);
-            std::abort();
-        }
-        return new Url(std::move(*parsed));
-    }();
+    static const auto* const url = new Url(builtInUrl(BuildSettings::kLogUrl));
     return *url;
 }
 

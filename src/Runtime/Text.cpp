@@ -1,5 +1,7 @@
 #include "Runtime/Text.hpp"
 
+#include <algorithm>
+
 namespace Velmor {
 namespace {
 
@@ -42,6 +44,11 @@ std::string joined(Pieces pieces) {
     text.reserve(size);
     for (const auto piece : pieces) text.append(piece);
     return text;
+}
+
+bool equalIgnoringCase(std::string_view a, std::string_view b) {
+    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
+    return std::ranges::equal(a, b, {}, lower, lower);
 }
 
 std::string firstCharacters(std::string_view text, std::size_t count) {

@@ -14,6 +14,9 @@ using Pieces = std::initializer_list<std::string_view>;
 /// In one allocation, where `+` would take one for each piece.
 std::string joined(Pieces pieces);
 
+/// Letters of ASCII alone have two cases.
+bool equalIgnoringCase(std::string_view a, std::string_view b);
+
 /// At most the first `count` characters (code points); never cuts one in two.
 std::string firstCharacters(std::string_view text, std::size_t count);
 

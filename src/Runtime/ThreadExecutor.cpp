@@ -89,7 +89,7 @@ class ThreadExecutor : public Executor {
 
     ~ThreadExecutor() override {
         queue_->stop();
-        for (auto& thread : running_) takeLeave(thread);  // each holds the queue
+        for (auto& thread : running_) joinOrDetach(thread);  // each holds the queue
     }
 
     void post(Task task) override { postAfter(std::chrono::nanoseconds{0}, std::move(task)); }

@@ -32,19 +32,22 @@ bool isRecording(const RecordingService::State& state) {
 
 }  // namespace
 
-std::shared_ptr<SleepTracker> SleepTracker::make(const std::shared_ptr<const Platform>& platform,
-                                                 const std::shared_ptr<LogAPI>& log, CaptureParts parts) {
-    std::shared_ptr<SleepTracker> made(new SleepTracker(platform, log));
+std::shared_ptr<SleepTracker> SleepTracker::make(
+    const std::shared_ptr<const Platform>& platform, const std::shared_ptr<LogAPI>& log, const Config& config,
+    const std::weak_ptr<VelmorSleepTrackingManagerDelegate>& delegate, CaptureParts parts) {
+    std::shared_ptr<SleepTracker> made(new SleepTracker(platform, log, config, delegate));
     made->recorder_ = MicrophoneRecorder::make(made->platform_, made->log_, made, std::move(parts));
     made->connectSessions();
     return made;
 }
 
 SleepTracker::SleepTracker(const std::shared_ptr<const Platform>& platform,
-                           const std::shared_ptr<LogAPI>& log)
+                           const std::shared_ptr<LogAPI>& log, const Config& config,
+                           const std::weak_ptr<VelmorSleepTrackingManagerDelegate>& delegate)
     : platform_(platform),
       log_(log),
-      delegate_(log_),
+      config_(config),
+      delegate_(log_, delegate),
       bitmap_([log = log_](const std::string& line) { log->log(LogAPI::Level::I, "Upload", line); }),
       nights_(delegate_) {}
 
@@ -58,13 +61,6 @@ SleepTracker::~SleepTracker() {
             for (const auto& outcome : outcomes) delegate.tell([&](auto& to) { to.trackingEnded(outcome); });
         });
     });
-}
-
-void SleepTracker::configure(Config config,
-                             const std::weak_ptr<VelmorSleepTrackingManagerDelegate>& delegate) {
-    config_ = std::move(config);
-    delegate_ = TrackingDelegate(log_, delegate);
-    nights_.setDelegate(delegate_);
 }
 
 template <class... Parameters, class... Arguments>
@@ -140,31 +136,34 @@ void SleepTracker::start() {
         return;
     }
     nights_.start();
-    recorder_->start([weak = weak_from_this(), question = ++questions_](bool permitted) {
-        if (const auto self = weak.lock()) self->started(question, permitted);
+    recorder_->start([weak = weak_from_this(), generation = ++permissionGeneration_](bool permitted) {
+        if (const auto self = weak.lock()) self->permissionAnswered(generation, permitted);
     });
 }
 
-void SleepTracker::started(std::uint64_t question, bool permitted) {
+void SleepTracker::permissionAnswered(std::uint64_t generation, bool permitted) {
     if (!permitted) {
         log_->debugPrint("Tracking: start request can not working");
         write("start request can not working");
-        const bool isOfThisNight = question == questions_ && openSession() == nullptr && !creating_;
+        const bool isOfThisNight =
+            generation == permissionGeneration_ && openSession() == nullptr && !creating_;
         const auto state = recorder_->recordingService()->state();
         if (isOfThisNight && !isRecording(state) && !isPaused(state))
             nights_.end(Kind::permissionDenied, {}, {});
         return;
     }
     log_->debugPrint("Tracking: request start");
-    platform_->background->postAfter(kStartCheckDelay, [weak = weak_from_this(), generation = ++starts_] {
-        if (const auto self = weak.lock()) self->onMainLoop(&SleepTracker::checkStart, generation);
-    });
+    platform_->background->postAfter(kStartCheckDelay,
+                                     [weak = weak_from_this(), generation = ++startGeneration_] {
+                                         if (const auto self = weak.lock())
+                                             self->onMainLoop(&SleepTracker::checkStart, generation);
+                                     });
 }
 
 // Recording must really have begun before a session is opened for it. Of several starts within the delay only
 // the last one counts, or one recording would get several sessions.
 void SleepTracker::checkStart(std::uint64_t generation) {
-    if (generation != starts_) return;
+    if (generation != startGeneration_) return;
     const auto state = recorder_->recordingService()->state();
     checkAgain_ = isPaused(state);
     if (checkAgain_) return;
@@ -180,15 +179,13 @@ void SleepTracker::startFailed(const RecordingService::State& state) {
     log_->debugPrint("Tracking: request failed");
     write({"request failed ", state.description()}, LogAPI::Level::E);
     if (!nights_.isUnderWay()) return;  // stopped meanwhile
-    stopRecording();
+    recorder_->stop();
     nights_.end(Kind::notRecording, {}, {});
 }
 
 void SleepTracker::createSession() {
-    if (!config_)
-        return;  // only a manager that the entry point made for itself has none; nobody can start it
     sessionService_->requestAction.send(
-        {Request::create{*config_, platform_->clock->wallNow(), SessionsService::DataType::mel}});
+        {Request::create{config_, platform_->clock->wallNow(), SessionsService::DataType::mel}});
     creating_ = true;
     stoppedWhileCreating_ = false;
 }
@@ -203,7 +200,7 @@ void SleepTracker::stop() {
 // False when no session is closed by it.
 bool SleepTracker::stopAndClose(bool invalid) {
     bitmap_.finish();
-    stopRecording();
+    recorder_->stop();
     return closeNight(invalid);
 }
 
@@ -226,7 +223,7 @@ void SleepTracker::sendClose(const std::string& sessionId, bool invalid) {
     if (!nights_.sendClose(sessionId)) return;  // the server gave the session up meanwhile
     try {
         sessionService_->requestAction.send(
-            {Request::close{*config_, sessionId, platform_->clock->wallNow(), false, invalid}});
+            {Request::close{config_, sessionId, platform_->clock->wallNow(), false, invalid}});
     } catch (...) {  // no memory for the request
         nights_.unstop(sessionId);
         throw;
@@ -238,10 +235,6 @@ bool SleepTracker::isInvalid() const {
     return !recorded || *recorded < kShortestValidNight;
 }
 
-void SleepTracker::stopRecording() {
-    recorder_->stop();
-}
-
 bool SleepTracker::isClosing() const {
     return stoppedWhileCreating_ || nights_.areWaiting();
 }
@@ -250,7 +243,7 @@ bool SleepTracker::isClosing() const {
 void SleepTracker::abandon() {
     recorder_->cancelStart();
     recorder_->recordingService()->reset();
-    ++starts_;
+    ++startGeneration_;
     checkAgain_ = false;
     bitmap_.finish();
     if (isClosing()) {
@@ -274,12 +267,12 @@ void SleepTracker::abandon() {
 void SleepTracker::analyse() {
     const auto* id = openSession();
     if (const auto* closed = std::get_if<State::close>(&state_.value)) id = &closed->sesssionId;
-    if (id == nullptr || !config_) {
+    if (id == nullptr) {
         log_->debugPrint("Tracking: already stopped");
         return;
     }
     log_->debugPrint("Tracking: request analysis");
-    sessionService_->requestAction.send({Request::analysis{*config_, *id}});
+    sessionService_->requestAction.send({Request::analysis{config_, *id}});
 }
 
 // --- events of the recorder ---
@@ -293,7 +286,7 @@ void SleepTracker::recordedData(std::string data, std::int64_t sequence) {
     }
     log_->debugPrint({"Tracking: request upload data, sequence = ", std::to_string(sequence)});
     sessionService_->requestAction.send(
-        {Request::mel{*config_, *id, platform_->clock->wallNow(), std::move(data), sequence}});
+        {Request::mel{config_, *id, platform_->clock->wallNow(), std::move(data), sequence}});
 }
 
 void SleepTracker::didFail(const VelmorError& error) {
@@ -313,7 +306,7 @@ void SleepTracker::didInterrupt() {
 
 void SleepTracker::didResume() {
     // Later: whether the microphone runs again is settled behind this call.
-    if (std::exchange(checkAgain_, false)) onMainLoop(&SleepTracker::checkStart, starts_);
+    if (std::exchange(checkAgain_, false)) onMainLoop(&SleepTracker::checkStart, startGeneration_);
     delegate_.tell([](auto& delegate) { delegate.didResume(); });
 }
 

@@ -40,12 +40,11 @@ class SleepTracker : public SleepTrackingManager,
         std::variant<open, close, none> value = none{};
     };
 
-    static std::shared_ptr<SleepTracker> make(const std::shared_ptr<const Platform>& platform,
-                                              const std::shared_ptr<LogAPI>& log, CaptureParts parts = {});
+    static std::shared_ptr<SleepTracker> make(
+        const std::shared_ptr<const Platform>& platform, const std::shared_ptr<LogAPI>& log,
+        const Config& config, const std::weak_ptr<VelmorSleepTrackingManagerDelegate>& delegate,
+        CaptureParts parts = {});
     ~SleepTracker() override;
-
-    /// Before the first operation.
-    void configure(Config config, const std::weak_ptr<VelmorSleepTrackingManagerDelegate>& delegate);
 
     void startTracking() override;
     void resumeTracking() override;
@@ -69,7 +68,8 @@ class SleepTracker : public SleepTrackingManager,
     using Answer = SessionsService::State;
     using Kind = TrackingOutcome::Kind;
 
-    SleepTracker(const std::shared_ptr<const Platform>& platform, const std::shared_ptr<LogAPI>& log);
+    SleepTracker(const std::shared_ptr<const Platform>& platform, const std::shared_ptr<LogAPI>& log,
+                 const Config& config, const std::weak_ptr<VelmorSleepTrackingManagerDelegate>& delegate);
 
     template <class... Parameters, class... Arguments>
     void onMainLoop(void (SleepTracker::*step)(Parameters...), Arguments... arguments);
@@ -77,7 +77,7 @@ class SleepTracker : public SleepTrackingManager,
 
     void start();
     void resume();
-    void started(std::uint64_t question, bool permitted);
+    void permissionAnswered(std::uint64_t generation, bool permitted);
     void checkStart(std::uint64_t generation);
     void startFailed(const RecordingService::State& state);
     void createSession();
@@ -99,7 +99,6 @@ class SleepTracker : public SleepTrackingManager,
     void creationFailed(const VelmorError& error);
     void closeFailed(const VelmorError& error);
     void sessionGone(const std::string& sessionId, const VelmorError& error);
-    void stopRecording();
 
     void releaseWhenNothingIsClosing();
     void setState(State state);
@@ -111,8 +110,8 @@ class SleepTracker : public SleepTrackingManager,
 
     const std::shared_ptr<const Platform> platform_;
     const std::shared_ptr<LogAPI> log_;
-    std::optional<Config> config_;  // constant after configure
-    TrackingDelegate delegate_;     // likewise
+    const Config config_;
+    const TrackingDelegate delegate_;
 
     // Confined to the main loop.
     Bag bag_;
@@ -121,12 +120,12 @@ class SleepTracker : public SleepTrackingManager,
     State state_;
     UploadBitmap bitmap_;
     StartedNights nights_;
-    std::uint64_t questions_ = 0;        // starts that asked for the permission; the last decides
-    std::uint64_t starts_ = 0;           // only the last start's check may open a session
-    bool checkAgain_ = false;            // the check found an interruption; its end has it made again
-    bool creating_ = false;              // create is under way
-    bool stoppedWhileCreating_ = false;  // close as soon as the session exists
-    std::function<void()> release_;      // called when no stopped night waits any more
+    std::uint64_t permissionGeneration_ = 0;  // of the last start that asked for the permission
+    std::uint64_t startGeneration_ = 0;       // of the last start that waits for its check
+    bool checkAgain_ = false;                 // the check found an interruption; its end has it made again
+    bool creating_ = false;                   // create is under way
+    bool stoppedWhileCreating_ = false;       // close as soon as the session exists
+    std::function<void()> release_;           // called when no stopped night waits any more
 
     Mutex statusMutex_;
     std::optional<std::string> sessionId_ VELMOR_GUARDED_BY(statusMutex_);  // of the open session

@@ -98,7 +98,7 @@ void SleepTracker::logFailure(const VelmorError& error) {
 void SleepTracker::creationFailed(const VelmorError& error) {
     creating_ = stoppedWhileCreating_ = false;
     setState({State::none{}});
-    contain([this] { stopRecording(); });  // nobody would take its chunks
+    contain([this] { recorder_->stop(); });  // nobody would take its chunks
     delegate_.tell([&](auto& delegate) { delegate.didFail(error); });
     nights_.end(Kind::notCreated, {}, error);
     releaseWhenNothingIsClosing();
@@ -117,7 +117,7 @@ void SleepTracker::sessionGone(const std::string& sessionId, const VelmorError& 
     const bool isCurrent = open != nullptr && *open == sessionId;
     if (isCurrent) {
         setState({State::none{}});
-        contain([this] { stopRecording(); });
+        contain([this] { recorder_->stop(); });
     }
     delegate_.tell([&](auto& delegate) { delegate.didFail(error); });
     nights_.sessionGone(sessionId, error);

@@ -19,8 +19,6 @@ class StartedNights {
     using Kind = TrackingOutcome::Kind;
 
     explicit StartedNights(TrackingDelegate delegate) : delegate_(std::move(delegate)) {}
-    /// Before the first night.
-    void setDelegate(TrackingDelegate delegate) { delegate_ = std::move(delegate); }
 
     /// A start joins the night under way, if there is one.
     void start();
@@ -56,7 +54,7 @@ class StartedNights {
 
     void endStopped(Kind kind, std::vector<Stopped>::iterator night, const std::optional<VelmorError>& error);
 
-    TrackingDelegate delegate_;
+    const TrackingDelegate delegate_;
     bool underWay_ = false;
     std::optional<VelmorError> recorderError_;  // of the night under way
     std::vector<Stopped> stopped_;              // oldest first

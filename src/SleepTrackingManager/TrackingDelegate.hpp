@@ -15,8 +15,7 @@ namespace Velmor {
 /// A value, so that a task may tell the host what its owner did not live to tell.
 class TrackingDelegate {
   public:
-    explicit TrackingDelegate(std::shared_ptr<LogAPI> log,
-                              std::weak_ptr<VelmorSleepTrackingManagerDelegate> delegate = {})
+    TrackingDelegate(std::shared_ptr<LogAPI> log, std::weak_ptr<VelmorSleepTrackingManagerDelegate> delegate)
         : log_(std::move(log)), delegate_(std::move(delegate)) {}
 
     /// Calls `call` with the delegate, on the main loop; does nothing when the delegate is gone.

@@ -1,5 +1,6 @@
-#include "APIService/Json.hpp"
 #include "SessionScene.hpp"
+
+#include <nlohmann/json.hpp>
 
 namespace Velmor {
 namespace {
@@ -14,7 +15,7 @@ class LogUploadTest : public SessionScene {
     LogUploadTest() { files->put(kSendFile, "text"); }
 
     std::string field(const char* name) const {
-        return *parseJson(http->requests().back().body).find(name)->as<std::string>();
+        return nlohmann::json::parse(http->requests().back().body).at(name);
     }
 };
 

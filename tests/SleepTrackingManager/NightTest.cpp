@@ -22,9 +22,8 @@ class TrackingTest : public NightTest {
             files->put(path, "mel");
             return path;
         });
-        auto tracker = SleepTracker::make(platform, std::make_shared<LogAPI>(platform), parts);
-        tracker->configure(Config("key", "u1", Url::parse(kBaseUrl)), host);
-        return tracker;
+        return SleepTracker::make(platform, std::make_shared<LogAPI>(platform),
+                                  Config("key", "u1", Url::parse(kBaseUrl)), host, parts);
     }
 };
 

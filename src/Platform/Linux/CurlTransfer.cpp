@@ -161,7 +161,7 @@ void CurlTransfer::setUpHeaders() {
 
 bool CurlTransfer::hasHeader(std::string_view name) const {
     return std::ranges::any_of(request_.headers,
-                               [name](const auto& header) { return sameName(header.first, name); });
+                               [name](const auto& header) { return equalIgnoringCase(header.first, name); });
 }
 
 void CurlTransfer::addHeaderLine(const std::string& line) {
@@ -322,7 +322,7 @@ HttpResult CurlTransfer::result(CURLcode code) {
 bool CurlTransfer::lengthsDisagree() const {
     const std::string* first = nullptr;
     for (const auto& [name, value] : response_.headers) {
-        if (!sameName(name, "content-length")) continue;
+        if (!equalIgnoringCase(name, "content-length")) continue;
         if (first != nullptr && *first != value) return true;
         first = &value;
     }
@@ -331,7 +331,7 @@ bool CurlTransfer::lengthsDisagree() const {
 
 const std::string* CurlTransfer::header(std::string_view name) const {
     for (const auto& [given, value] : response_.headers)
-        if (sameName(given, name)) return &value;
+        if (equalIgnoringCase(given, name)) return &value;
     return nullptr;
 }
 

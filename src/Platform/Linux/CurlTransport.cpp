@@ -38,7 +38,7 @@ class CurlTransport : public HttpTransport {
 
     ~CurlTransport() override {
         worker_->stop();
-        takeLeave(thread_);  // the thread holds the worker
+        joinOrDetach(thread_);  // the thread holds the worker
     }
 
     std::unique_ptr<HttpExchange> send(HttpRequest request, Completion completion) override {

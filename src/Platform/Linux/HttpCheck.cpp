@@ -40,11 +40,6 @@ PlatformError bad(std::string_view message) {
 
 }  // namespace
 
-bool sameName(std::string_view a, std::string_view b) {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [](char x, char y) { return lower(x) == lower(y); });
-}
-
 bool isBlank(std::string_view text) {
     return text.find_first_not_of(' ') == std::string_view::npos;
 }
@@ -57,7 +52,7 @@ std::optional<PlatformError> refusal(const HttpRequest& request, const HttpOptio
         if (std::ranges::any_of(value, isControl))
             return bad(joined({"the value of header ", name, " holds a control character"}));
         for (const auto own : kOwnHeaders)
-            if (sameName(name, own)) return bad(joined({"header ", name, " is the transport's to send"}));
+            if (equalIgnoringCase(name, own)) return bad(joined({"header ", name, " is the transport's to send"}));
     }
     if (request.url.scheme() == "http" && !options.allowClearText && !request.url.isLoopback())
         return PlatformError(

@@ -11,9 +11,6 @@ namespace Velmor {
 /// Kind `badRequest` or `insecure`; none when the request may be sent.
 std::optional<PlatformError> refusal(const HttpRequest& request, const HttpOptions& options);
 
-/// Without regard to the case of ASCII letters.
-bool sameName(std::string_view a, std::string_view b);
-
 /// Nothing but blanks counts as empty.
 bool isBlank(std::string_view text);
 
