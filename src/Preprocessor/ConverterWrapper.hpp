@@ -1,6 +1,6 @@
 #pragma once
 
-// The operations that Preprocessor joins: noise reduction and mel spectrogram in plain form, for any number
+// The operations of the signal chain: noise reduction and mel spectrogram in plain form, for any number
 // of samples, and both at once in the fast form, for one chunk.
 
 #include "Preprocessor/SignalConstants.hpp"

@@ -63,7 +63,7 @@ Npy::Npy(std::vector<std::int64_t> shape, std::span<const float> elements, NpyBy
          bool fortranOrder)
     : shape_(std::move(shape)), byteOrder_(byteOrder), fortranOrder_(fortranOrder) {
     VELMOR_ASSERT(product(shape_) == static_cast<std::int64_t>(elements.size()));
-    descr_.append("'").append(code(byteOrder_)).append(code(dataType())).append("'");
+    descr_.append("'").append(code(byteOrder_)).append(code(dataType_)).append("'");
     payload_ = payloadOf(elements, byteOrder_);
 }
 

@@ -34,15 +34,6 @@ class Npy {
     Npy(std::vector<std::int64_t> shape, std::span<const float> elements, NpyByteOrder byteOrder,
         bool fortranOrder);
 
-    const std::vector<std::int64_t>& shape() const { return shape_; }
-    NpyDataType dataType() const { return NpyDataType::f4; }
-    NpyByteOrder byteOrder() const { return byteOrder_; }
-    bool fortranOrder() const { return fortranOrder_; }
-    /// The type descriptor with its quotes, such as '=f4'.
-    const std::string& descr() const { return descr_; }
-    /// The elements in the chosen byte order.
-    std::span<const std::byte> payload() const { return payload_; }
-
     /// The whole file: magic, version, header length, header, payload.
     std::vector<std::byte> format() const;
 
@@ -50,10 +41,11 @@ class Npy {
     std::string header() const;
 
     std::vector<std::int64_t> shape_;
+    NpyDataType dataType_ = NpyDataType::f4;
     NpyByteOrder byteOrder_;
     bool fortranOrder_;
-    std::string descr_;
-    std::vector<std::byte> payload_;
+    std::string descr_;               // with its quotes: '=f4'
+    std::vector<std::byte> payload_;  // in that byte order
 };
 
 }  // namespace velmor

@@ -95,21 +95,12 @@ std::vector<float> convertInFastForm(const velmor::ConverterWrapper& converter,
     return mel;
 }
 
-std::vector<float> convertInPlainForm(const velmor::ConverterWrapper& converter,
-                                      std::span<const float> samples) {
-    const auto clean = converter.noiseReduction(samples);
-    if (!clean) throw PreprocessorError(PreprocessorError::noiseReduction{});
-    auto mel = converter.convertMel(*clean);
-    if (!mel) throw PreprocessorError(PreprocessorError::convertMel{});
-    return std::move(*mel);
-}
-
-// Decides which form converts: the fast one a single chunk, which is all that a recording gives; the plain
-// one any other number of them.
+// Decides which form converts. Only single chunks have a mel spectrogram, and they take the fast form; the
+// plain one would come to the same empty result for more of them, after a noise reduction that nobody hears.
 std::vector<float> melOf(const velmor::ConverterWrapper& converter, std::span<const float> samples) {
-    if (samples.size() == velmor::kChunkSamples)
-        return convertInFastForm(converter, samples.first<velmor::kChunkSamples>());
-    return convertInPlainForm(converter, samples);
+    if (samples.empty()) throw PreprocessorError(PreprocessorError::noiseReduction{});
+    if (samples.size() != velmor::kChunkSamples) return {};
+    return convertInFastForm(converter, samples.first<velmor::kChunkSamples>());
 }
 
 }  // namespace

@@ -56,11 +56,11 @@ class ChunkCutter {
     const std::shared_ptr<LogAPI> log_;
     const BootTime first_;
     const Finished finished_;
-    /// The chunk being written (missing when it could not be made; asking for it tries again), and the next,
-    /// made ahead. The next is missing while its name would be that of
-    /// the current one, which happens to chunks of one second.
+    // The first is the chunk being written; it is missing when its file could not be made, and `current`
+    // tries again. The second is the next chunk, made ahead; it is missing while it would have the first
+    // one's name, as happens when a chunk lasts less than a second.
     std::array<std::unique_ptr<ChunkFile>, 2> chunkFiles_;
-    bool reported_ = false;   // a write error of the current chunk
+    bool reported_ = false;   // whether a write error of the current chunk was returned
     std::int64_t last_ = -1;  // number given last; numbers grow
     std::int64_t lost_ = 0;   // frames of the current chunk that could not be written
 };

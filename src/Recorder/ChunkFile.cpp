@@ -52,7 +52,7 @@ ChunkFile::ChunkFile(const std::shared_ptr<FileSystem>& files, std::string name)
 }
 
 ChunkFile::~ChunkFile() {
-    if (!gone_) remove();
+    if (!removed_) remove();
 }
 
 void ChunkFile::open() {
@@ -83,10 +83,10 @@ void ChunkFile::append(std::span<const float> frames) {
 }
 
 void ChunkFile::appendSilence(std::int64_t frames) {
-    static constexpr std::array<float, kChunkRate / 10> kSilence{};
+    const std::array<float, kChunkRate / 10> silence{};
     while (frames > 0) {
-        const auto count = std::min<std::int64_t>(frames, std::ssize(kSilence));
-        append(std::span(kSilence).first(static_cast<std::size_t>(count)));
+        const auto count = std::min<std::int64_t>(frames, std::ssize(silence));
+        append(std::span(silence).first(static_cast<std::size_t>(count)));
         frames -= count;
     }
 }
@@ -99,7 +99,7 @@ void ChunkFile::finish() {
 }
 
 bool ChunkFile::remove() noexcept {
-    gone_ = true;
+    removed_ = true;
     const bool removed = removeFile();
     claim_.reset();
     return removed;

@@ -48,7 +48,7 @@ class ChunkFile {
     std::string path_;
     std::unique_ptr<File> file_;
     std::int64_t length_ = 0;
-    bool gone_ = false;       // removed for good; whoever made another of its name keeps it
+    bool removed_ = false;    // for good: a file that has its name now is another's
     bool displaced_ = false;  // the position is not behind the last whole frame
 };
 

@@ -80,6 +80,12 @@ TEST_F(BedroomReference, StepByStep) {
     expectMel(velmor::transMel().getVelmorMelspectrogram(clean));
 }
 
+TEST_F(BedroomReference, InTwoOperations) {
+    const velmor::ConverterWrapper converter;
+    EXPECT_FALSE(converter.noiseReduction(std::span(signal_).first(1'599)));
+    expectMel(converter.convertMel(converter.noiseReduction(signal_).value()).value());
+}
+
 TEST_F(BedroomReference, InOne) {
     std::vector<float> mel(velmor::kMelCells);
     ASSERT_TRUE(velmor::ConverterWrapper().convertChunk(std::span(signal_).first<velmor::kChunkSamples>(),
