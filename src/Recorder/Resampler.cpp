@@ -31,8 +31,8 @@ std::optional<std::span<const float>> FilteringResampler::process(std::span<cons
     }
     const auto whole = in.size() / kRatio * kRatio;
     finite = convert(in.first(whole)) && finite;
-    std::copy(in.begin() + static_cast<std::ptrdiff_t>(whole), in.end(),
-              held_.begin() + static_cast<std::ptrdiff_t>(heldCount_));
+    // Either nothing is held here, or all frames are held and none is left.
+    std::copy(in.begin() + static_cast<std::ptrdiff_t>(whole), in.end(), held_.begin());
     heldCount_ += in.size() - whole;
     if (!finite) {
         reset();

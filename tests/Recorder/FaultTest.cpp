@@ -48,6 +48,23 @@ TEST_F(Faults, WhatCannotBeWrittenIsToldOnceForAChunkAndWhatFollowsIsWhole) {
     }
 }
 
+TEST_F(Faults, AMelFileThatFailsCostsAtMostItsChunkAndIsLogged) {
+    using Operation = Testing::MemoryFiles::Operation;
+    const std::vector<std::tuple<Operation, std::vector<std::string>, std::string>> rows{
+        {Operation::open, {}, "cannot open the mel file, chunk dropped: "},
+        {Operation::read, {}, "cannot read the mel file, chunk dropped: "},
+        {Operation::remove, {"0: +480000"}, "cannot remove the mel file: "}};
+    for (const auto& [operation, told, line] : rows) {
+        start();
+        pass(10s);
+        files->addFault({.operation = operation, .path = "*.mel"});
+        pass(21s);
+        EXPECT_EQ(heard(), told) << line;
+        EXPECT_THAT(logged(), Contains(HasSubstr("E | recording | ChunkPublisher: " + line)));
+        recorder->stop();
+    }
+}
+
 TEST_F(Faults, WhatADeadProcessLeftIsSweptOnce) {
     for (const char* name : {"chunk-01:02:03:04_0.pcm", "chunk-x.pcm", "result-3:41:07 PM.mel", "other.pcm"})
         files->put(std::string("/tmp/velmor/") + name, "left over");

@@ -25,12 +25,14 @@ class Ways : public EndTest, public testing::WithParamInterface<Way> {};
 
 TEST_P(Ways, LeadToOneFinalWord) {
     makeManager();
+    const std::weak_ptr<SleepTrackingManager> first = manager;
     const std::string script = GetParam().script;
     play(script);
     if (script.ends_with("configure") || script.ends_with("replace")) {
         EXPECT_EQ(manager->getTrackingStatus().sessionId, std::nullopt) << "at once";
     }
     play("40");
+    EXPECT_EQ(first.expired(), script.ends_with("replace")) << "kept for no longer than its nights need";
     EXPECT_EQ(lines, GetParam().told);
     EXPECT_FALSE(microphone->isRunning());
     EXPECT_EQ(manager->getTrackingStatus().sessionId, std::nullopt);
