@@ -54,10 +54,17 @@ class Scene {
 
     void ship(const std::string& key, const std::string& user) {
         const auto before = world_.http->requestCount();
-        log_->uploadLog(Config(key, user, Url::parse("https://api.test")), "session");
+        std::optional<Config> config;
+        try {
+            config.emplace(key, user, Url::parse("https://api.test"));
+        } catch (const PlatformError&) {
+            return require(std::ranges::any_of(key + user, isControl) || !isUtf8(key) || !isUtf8(user),
+                           "refused without a reason", key + user);
+        }
+        log_->uploadLog(*config, "session");
         world_.executor->runUntilIdle();
         const auto sent = world_.http->requests();
-        const bool sendable = !live_.empty() && isUtf8(key) && isUtf8(user);
+        const bool sendable = !live_.empty();
         if (!faults_) require(sent.size() - before == (sendable ? 1U : 0U), "not one request for one text");
         if (!faults_) require(world_.files->paths().empty(), "a text that was kept");
         if (sent.size() > before) requireBody(sent.back().body, ", userId:" + user + ", apikey:" + key);

@@ -67,9 +67,17 @@ void Library::initVelmorConfig(const std::string& apiKey, const std::optional<st
                                const std::optional<Url>& baseUrl, const std::optional<Url>& callbackUrl,
                                const std::optional<std::string>& service,
                                const std::shared_ptr<VelmorConfigDelegate>& delegate) {
-    const Config config(apiKey, userId.value_or(""), baseUrl, callbackUrl, service);
-    sharedTracker(config)->reset();
     auto made = VelmorConfig::make(SessionsService::make(platform_, log_), delegate, log_);
+    std::optional<Config> accepted;
+    try {
+        accepted.emplace(apiKey, userId.value_or(""), baseUrl, callbackUrl, service);
+    } catch (const PlatformError&) {
+        platform_->mainLoop->post(
+            [made, error = VelmorError::unknown{std::current_exception()}] { made->refuse(error); });
+        return;
+    }
+    const Config& config = *accepted;
+    sharedTracker(config)->reset();
     auto former = made;
     {
         const Lock lock(mutex_);

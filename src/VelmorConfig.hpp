@@ -19,6 +19,9 @@ class VelmorConfig : public std::enable_shared_from_this<VelmorConfig> {
                                               const std::shared_ptr<VelmorConfigDelegate>& delegate,
                                               const std::shared_ptr<LogAPI>& log);
 
+    /// Tells the delegate, and nothing is sent.
+    void refuse(const VelmorError& error) { failed(error); }
+
     void send(const SessionsService::Request& request) { sessionService_->requestAction.send(request); }
 
   private:

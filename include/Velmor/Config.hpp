@@ -22,6 +22,9 @@ class VELMOR_API Config {
   public:
     /// `baseUrl` resolves so: given and developer mode off: unchanged; given and on: its path replaced by
     /// "/mock"; not given: the production service, or its "/mock".
+    /// Key, user id and service travel in headers and JSON: throws PlatformError, kind `badRequest`, for one
+    /// that holds control characters (a line end behind a key that was read from a file, say) or is not
+    /// UTF-8.
     Config(std::string apiKey, std::string userId, const std::optional<Url>& baseUrl,
            std::optional<Url> callbackUrl = {}, std::optional<std::string> service = {});
 

@@ -39,8 +39,8 @@ class VELMOR_API VelmorConfigDelegate {
 
 /// Registers the user (makes a new one when `userId` is absent). Abandons a night that is being tracked,
 /// before it returns; one that was stopped before is still closed, and its delegate hears of it. The outcome
-/// reaches `delegate`, which is kept until the next call; earlier delegates hear nothing any more. Any
-/// thread.
+/// reaches `delegate`, which is kept until the next call; earlier delegates hear nothing any more. A key
+/// or an id that `Config` refuses is told to `didFailUserJoin`, and nothing else changes. Any thread.
 VELMOR_API void initVelmorConfig(const std::string& apiKey, const std::optional<std::string>& userId,
                                  const std::optional<Url>& baseUrl, const std::optional<Url>& callbackUrl,
                                  const std::optional<std::string>& service,

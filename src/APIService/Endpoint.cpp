@@ -1,5 +1,7 @@
 #include "APIService/Endpoint.hpp"
 
+#include "Runtime/Text.hpp"
+
 #include <algorithm>
 
 #include <Velmor/Error.hpp>
@@ -12,11 +14,6 @@ constexpr std::string_view kQueryMarks = "-._~!$&'()*+,;=:@/?";
 
 bool isAlphanumeric(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
-}
-
-bool isControl(char c) {
-    const auto byte = static_cast<unsigned char>(c);
-    return byte < 0x20 || byte == 0x7f;
 }
 
 // Empty when the id can be a path segment.

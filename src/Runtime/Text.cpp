@@ -37,6 +37,11 @@ Piece firstPiece(std::string_view text) {
 
 }  // namespace
 
+bool isControl(char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return byte < 0x20 || byte == 0x7f;
+}
+
 std::string joined(Pieces pieces) {
     std::size_t size = 0;
     for (const auto piece : pieces) size += piece.size();

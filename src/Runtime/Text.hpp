@@ -14,6 +14,9 @@ using Pieces = std::initializer_list<std::string_view>;
 /// In one allocation, where `+` would take one for each piece.
 std::string joined(Pieces pieces);
 
+/// Of ASCII: a byte below a blank, or DEL. None may stand in a header or a URL.
+bool isControl(char c);
+
 /// Letters of ASCII alone have two cases.
 bool equalIgnoringCase(std::string_view a, std::string_view b);
 

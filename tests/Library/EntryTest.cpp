@@ -60,6 +60,20 @@ TEST_F(EntryTest, FailedJoinIsToldWholeAndLoggedShort) {
                                      ("httpStatus(401, " + detail).substr(0, 200) + "\n"));
 }
 
+TEST_F(EntryTest, ARefusedConfigurationChangesNothing) {
+    begin();
+    const auto before = http->requestCount();
+    initVelmorConfig("key\n", host);
+    executor->runUntilIdle();
+    EXPECT_EQ(lines, Lines{"didFailUserJoin unknown(the API key holds a control character)"});
+    EXPECT_EQ(http->requestCount(), before);
+    EXPECT_EQ(manager->getTrackingStatus().sessionId, "s1") << "the night goes on";
+    lines.clear();
+    deleteUser(Config("key", "u9", Url::parse(kBaseUrl)));
+    executor->runUntilIdle();
+    EXPECT_EQ(lines, Lines{"userDidDelete u9"}) << "of the configuration before";
+}
+
 TEST_F(EntryTest, DeletingGoesToTheCurrentConfiguration) {
     const Config config("key", "u9", Url::parse(kBaseUrl));
     deleteUser(config);

@@ -1,4 +1,6 @@
 // The values of the public interface: URL, configuration, errors.
+#include "../ErrorOf.hpp"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -82,6 +84,17 @@ TEST(Config, BaseUrlFollowsDeveloperModeAtConstruction) {
     EXPECT_EQ(resolved(given, true), "http://localhost:81/mock");
     EXPECT_EQ(resolved({}, false), "https://api.velmor.example");
     EXPECT_EQ(resolved({}, true), "https://api.velmor.example/mock");
+}
+
+TEST(Config, TextsThatCannotTravelAreRefused) {
+    const auto refusal = [](const std::string& key, const std::string& user, const std::string& service) {
+        return VelmorTests::errorOf<PlatformError>([&] { Config(key, user, {}, {}, service); });
+    };
+    EXPECT_EQ(refusal("key\n", "u", "s"), "the API key holds a control character");
+    EXPECT_EQ(refusal("key", "u\x7f", "s"), "the user id holds a control character");
+    EXPECT_EQ(refusal("key", "u", "\xff"), "the service's name is not UTF-8");
+    const Config config("key", "u", {});
+    EXPECT_THROW(config.withUserId("\r\nx-admin: 1"), PlatformError);
 }
 
 // The cases with values are in the tests of whoever tells them.

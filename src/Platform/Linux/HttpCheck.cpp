@@ -29,11 +29,6 @@ bool isToken(std::string_view text) {
     return !text.empty() && std::ranges::all_of(text, isTokenCharacter);
 }
 
-bool isControl(char c) {
-    const auto byte = static_cast<unsigned char>(c);
-    return byte < 0x20 || byte == 0x7f;
-}
-
 PlatformError bad(std::string_view message) {
     return {PlatformError::Kind::badRequest, message};
 }
