@@ -16,6 +16,7 @@ void VelmorConfigDelegate::didFailUserJoin(const VelmorError&) {}
 void VelmorConfigDelegate::userDidDelete(const std::string&) {}
 
 VelmorRecordingDelegate::~VelmorRecordingDelegate() = default;
+// NOLINTNEXTLINE(performance-unnecessary-value-param): who overrides it may keep the bytes
 void VelmorRecordingDelegate::recordedData(std::string, std::int64_t) {}
 void VelmorRecordingDelegate::didFail(const VelmorError&) {}
 void VelmorRecordingDelegate::didInterrupt() {}
