@@ -5,6 +5,7 @@
 #include <cstring>
 #include <microhttpd.h>
 #include <netinet/in.h>
+#include <new>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -49,8 +50,12 @@ void endExchange(void*, MHD_Connection*, void** context, MHD_RequestTerminationC
 }
 
 MHD_Result keepField(void* fields, MHD_ValueKind, const char* name, const char* value) {
-    static_cast<std::vector<HeaderField>*>(fields)->push_back({name, value == nullptr ? "" : value});
-    return MHD_YES;
+    try {
+        static_cast<std::vector<HeaderField>*>(fields)->push_back({name, value == nullptr ? "" : value});
+        return MHD_YES;
+    } catch (const std::bad_alloc&) {  // the fields that are missing have the request refused
+        return MHD_NO;
+    }
 }
 
 MHD_Result takeBody(Exchange& exchange, std::string_view block) {
